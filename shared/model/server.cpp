@@ -1,0 +1,67 @@
+#include "shared/model/server.h"
+
+#include "shared/singleton.h"
+
+namespace {
+
+template<typename Table>
+Table *tableOf(QHash<QString, Table *> &tables, const QString &id)
+{
+    Table *&table = tables[id];
+    if (!table)
+        table = new Table;
+    return table;
+}
+
+}
+
+std::atomic<server *> server::mInstance{nullptr};
+
+server *server::instance()
+{
+    static QMutex mutex;
+    return singletonInstance(mInstance, mutex);
+}
+
+server::~server()
+{
+    qDeleteAll(mChannelGroups);
+    qDeleteAll(mChannels);
+    qDeleteAll(mClients);
+    qDeleteAll(mServerGroups);
+}
+
+void server::setData(QString id, QHash<QString, QVariant> record)
+{
+    setRecord(mData, mUids, id, record);
+}
+
+void server::setData(QString id, QString key, QVariant value)
+{
+    setRecordValue(mData, mUids, id, key, value);
+}
+
+QHash<QString, QVariant> server::getData(QString id) const { return mData.value(id); }
+
+QVariant server::getData(QString id, QString key) const { return recordValue(mData, id, key); }
+
+QList<QHash<QString, QVariant>> server::getAll() const { return mData.values(); }
+
+QString server::getServerId(QString uid) const { return idOfUid(mUids, uid); }
+
+clients *server::getClientsObj(QString id) { return tableOf(mClients, id); }
+
+channels *server::getChannelObj(QString id) { return tableOf(mChannels, id); }
+
+groups *server::getServerGroupObj(QString id) { return tableOf(mServerGroups, id); }
+
+groups *server::getChannelGroupObj(QString id) { return tableOf(mChannelGroups, id); }
+
+void server::remove(QString id)
+{
+    removeRecord(mData, mUids, id);
+    delete mChannelGroups.take(id);
+    delete mChannels.take(id);
+    delete mClients.take(id);
+    delete mServerGroups.take(id);
+}

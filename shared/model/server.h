@@ -1,0 +1,61 @@
+#pragma once
+
+#include "shared/model/channels.h"
+#include "shared/model/clients.h"
+#include "shared/model/groups.h"
+#include "shared/model/record.h"
+
+#include <atomic>
+
+/// What the plug-in knows of every connection: the server's record and the tables of its channels,
+/// clients and groups, all by server id, which is the connection handler id in decimal. A server id
+/// can have tables without a record and a record without tables.
+///
+/// Nothing but the creation of the one instance is locked: all calls come from the client's
+/// callbacks, one at a time.
+class server
+{
+public:
+    server() = default;
+    ~server();
+
+    /// The one registry, created on the first call, from any thread. It lives until the library is
+    /// unloaded.
+    static server *instance();
+
+    /// Stores `record` under `id` in place of any record there, and `id` under its "uid".
+    void setData(QString id, QHash<QString, QVariant> record);
+    /// Sets one value of the record under `id`, which is created when there is none. The key "uid"
+    /// enters `id` in the index as well.
+    void setData(QString id, QString key, QVariant value);
+    /// A copy of the record under `id`, an empty one when there is none.
+    QHash<QString, QVariant> getData(QString id) const;
+    /// A copy of one value, an invalid one when the record or the key is missing.
+    QVariant getData(QString id, QString key) const;
+    /// Copies of all server records, in no particular order.
+    QList<QHash<QString, QVariant>> getAll() const;
+    /// The server id stored last for `uid`, "unknown" when there is none.
+    QString getServerId(QString uid) const;
+
+    // The tables of `id`, created empty when absent; never null. They stay the registry's and valid
+    // until remove(id), so a pointer is used at once and not kept.
+    clients *getClientsObj(QString id);
+    channels *getChannelObj(QString id);
+    groups *getServerGroupObj(QString id);
+    groups *getChannelGroupObj(QString id);
+
+    /// Forgets the record of `id`, the index entry of its uid and all its tables.
+    void remove(QString id);
+
+private:
+    Q_DISABLE_COPY(server)
+
+    static std::atomic<server *> mInstance;
+
+    QHash<QString, QHash<QString, QVariant>> mData;
+    QHash<QString, QString> mUids;
+    QHash<QString, clients *> mClients;
+    QHash<QString, channels *> mChannels;
+    QHash<QString, groups *> mServerGroups;
+    QHash<QString, groups *> mChannelGroups;
+};
