@@ -1,0 +1,127 @@
+#pragma once
+
+#include "shared/host/host_interface.h"
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QVariant>
+
+#include <atomic>
+
+/// The client's functions with Qt types: the only code that calls the function table.
+///
+/// Reading never fails: what the client cannot answer becomes a fallback value, "Unknown" for text,
+/// 0 for ids and status, false for flags, an empty list for lists. A request that the client
+/// refuses leaves the client's own error text as a warning in the client's log. All calls but
+/// instance() come from the client's thread, after setFunctions().
+class funcwrapper : public QObject
+{
+    Q_OBJECT
+
+public:
+    funcwrapper() = default;
+
+    /// The one wrapper, created on the first call, from any thread. It lives until the library is
+    /// unloaded.
+    static funcwrapper *instance();
+
+    /// Copies the client's function table; comes before any other call.
+    void setFunctions(TS3Functions funcs);
+    /// Sets the channel under which log lines appear; empty until then.
+    void setPlgName(QString name);
+
+    // The client's directories (getAppPath, getConfigPath, getResourcesPath, getPluginPath): at
+    // most 512 bytes, an empty text when the client writes none.
+    QString getAppPath() const;
+    QString getConfigPath() const;
+    QString getReourcesPath() const;
+    QString getPluginPath(QString pluginId) const;
+
+    /// The connection whose tab the client shows (getCurrentServerConnectionHandlerID).
+    uint64 getCurrentConnectionHandlerID() const;
+    /// A value of ConnectStatus (getConnectionStatus), 0 on failure.
+    int getConnectionStatus(uint64 connection) const;
+    /// The user's own client on the connection (getClientID), 0 on failure.
+    anyID getOwnClientID(uint64 connection) const;
+    /// The channel that a client is in (getChannelOfClient), 0 on failure.
+    uint64 getChannelID(uint64 connection, anyID client) const;
+
+    // Text properties, "Unknown" on failure: of the own client's connection
+    // (getConnectionVariableAsString) ...
+    QString getConnectionServerIP(uint64 connection) const;
+    QString getConnectionServerPort(uint64 connection) const;
+    // ... of a client (getClientVariableAsString) ...
+    QString getClientUID(uint64 connection, anyID client) const;
+    QString getClientName(uint64 connection, anyID client) const;
+    QString getClientPlatform(uint64 connection, anyID client) const;
+    QString getClientVersion(uint64 connection, anyID client) const;
+    // ... of a channel (getChannelVariableAsString) ...
+    QString getChannelName(uint64 connection, uint64 channel) const;
+    // ... and of a server (getServerVariableAsString).
+    QString getServerUID(uint64 connection) const;
+    QString getServerName(uint64 connection) const;
+    QString getServerPlatform(uint64 connection) const;
+    QString getServerVersion(uint64 connection) const;
+
+    /// Whether the channel is the server's default one (CHANNEL_FLAG_DEFAULT is exactly 1), false
+    /// on failure.
+    bool getChannelDefault(uint64 connection, uint64 channel) const;
+    /// Whether the client is an ordinary voice client (CLIENT_TYPE is 0), false on failure. Writes
+    /// the type to Qt's debug output.
+    bool getClientType(uint64 connection, anyID client) const;
+
+    /// The client's text for an error code (getErrorMessage, decoded as Latin-1), "Unknown error"
+    /// when it has none.
+    QString getError(unsigned int code) const;
+    /// One line in the client's log (logMessage); `logId` is a connection id, or 0 for none.
+    void txtToLog(QString message, LogLevel level, uint64 logId) const;
+    /// Shows a text in the chat tab that the client displays (printMessageToCurrentTab).
+    void txtToCurrent(QString message) const;
+    /// A private text message to a client (requestSendPrivateTextMsg).
+    void txtToUser(uint64 connection, anyID client, QString message) const;
+
+    /// Asks for a client to be moved into a channel (requestClientMove) whose password is
+    /// `password`, empty when it has none.
+    void requestClientMove(uint64 connection, anyID client, uint64 channel, QString password) const;
+    /// Asks for the list of server groups (requestServerGroupList).
+    void requestServerGroups(uint64 connection) const;
+    /// Asks for the list of channel groups (requestChannelGroupList).
+    void requestChannelGroups(uint64 connection) const;
+
+    // Lists of ids in the client's order, empty on failure: of the connections
+    // (getServerConnectionHandlerList), the channels of a connection (getChannelList) and the
+    // clients in a channel (getChannelClientList).
+    QList<uint64> getConnectionHandlerList() const;
+    QList<uint64> getChannels(uint64 connection) const;
+    QList<anyID> getChannelClients(uint64 connection, uint64 channel) const;
+
+    // Records with all of their keys (shared/model/record.h), read afresh from the client.
+    QHash<QString, QVariant> readServer(uint64 connection) const;
+    QHash<QString, QVariant> readClient(uint64 connection, anyID client) const;
+    /// One record for each channel of the connection, in the client's order.
+    QList<QHash<QString, QVariant>> readChannels(uint64 connection) const;
+    /// One record for each client in the channel, in the client's order.
+    QList<QHash<QString, QVariant>> readChannelClients(uint64 connection, uint64 channel) const;
+
+public Q_SLOTS:
+    /// txtToLog at LogLevel_INFO without a connection.
+    void logMessage(QString message);
+    /// Moves the user's own client into a channel without a password. The ids are decimal numbers;
+    /// a text that is none counts as 0.
+    void channelChange(QString serverId, QString channelId);
+    /// txtToUser with ids as decimal numbers, a text that is none counting as 0; the client id is
+    /// cut to 16 bits.
+    void sendMessage(QString serverId, QString clientId, QString message);
+
+private:
+    Q_DISABLE_COPY(funcwrapper)
+
+    void logFailure(unsigned int code, uint64 connection) const;
+
+    static std::atomic<funcwrapper *> mInstance;
+
+    TS3Functions mFunctions{};
+    QString mPlgName;
+};
