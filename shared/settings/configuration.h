@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QVariant>
+
+#include <atomic>
+
+class QSettings;
+
+/// Keys of the settings file. `uid` is a server's unique identifier as the client reports it.
+namespace settingsKeys {
+/// Whether the mover is told after a move back; bool, false when absent.
+inline QString sendNotify() { return QStringLiteral("staybolt.sendNotify"); }
+/// What the mover is told; text, the standard text when absent.
+inline QString customNotify() { return QStringLiteral("staybolt.customNotify"); }
+/// The dialog's own record of its idleDock switch; bool, false when absent.
+inline QString permitIdleDock() { return QStringLiteral("staybolt.permitIdleDock"); }
+/// Whether moves into the idleDock target channel are let through; bool, false when absent.
+inline QString idleDock() { return QStringLiteral("module.staybolt.idleDock"); }
+/// The idleDock target channel on a server; unsigned 32-bit channel id, 0 when absent.
+inline QString idleDockTarget(const QString &uid)
+{
+    return QStringLiteral("module.idleDock.%1.target").arg(uid);
+}
+/// Present with any value: every event of that server is ignored.
+inline QString excludedServer(const QString &uid) { return QStringLiteral("staybolt.%1").arg(uid); }
+}
+
+/// The plug-in's settings, one INI file in the client's configuration directory.
+///
+/// No call fails: a missing or unreadable file reads as empty, and Qt creates it on the first
+/// write. Qt writes changes from the event loop of the thread that called init(), on which all
+/// calls but instance() are made; before init() the store is empty and keeps nothing.
+class configuration : public QObject
+{
+    Q_OBJECT
+
+public:
+    configuration() = default;
+
+    /// The one store, created on the first call, from any thread. It lives until the library is
+    /// unloaded.
+    static configuration *instance();
+
+    /// Opens `name`.ini in the directory that the client names (getConfigPath).
+    void init(QString name);
+
+    void set(QString key, QVariant value);
+    /// The value under `key`, an invalid one when the key is absent. What was read from the file is
+    /// text.
+    QVariant get(QString key) const;
+    bool contains(QString key) const;
+    /// Removes `key`; nothing happens when it is absent.
+    void remove(QString key);
+
+private:
+    Q_DISABLE_COPY(configuration)
+
+    static std::atomic<configuration *> mInstance;
+
+    // Never deleted, so that Qt still writes what is pending when the library is gone.
+    QSettings *mSettings = nullptr;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QDialog>
+
+class Ui_guiConfiguration;
+
+/// The settings dialog: whether the mover is told and with which text, and the idleDock switch. It
+/// reads the settings when it is created and on Reload only; between showings it keeps what its
+/// fields hold.
+class guiConfiguration : public QDialog
+{
+    Q_OBJECT
+
+public:
+    explicit guiConfiguration(QWidget *parent);
+    ~guiConfiguration() override;
+
+private Q_SLOTS:
+    /// Stores the fields; a blank text leaves the stored one as it is.
+    void apply();
+    /// Loads the stored settings; without a stored text the text field stays as it is.
+    void reload();
+    /// Clears the text field and removes the stored text.
+    void remove();
+
+private:
+    Q_DISABLE_COPY(guiConfiguration)
+
+    Ui_guiConfiguration *ui;
+};
