@@ -1,0 +1,61 @@
+#pragma once
+
+#include "shared/model/record.h"
+
+#include <QObject>
+
+/// The events that the module is told of. The numbers are fixed, gaps included.
+enum moduleEvents : int {
+    eventClientMove = 3,
+    eventClientMoveMoved = 4,
+    eventMenuItem = 13,
+    eventHotkey = 14
+};
+
+/// Keys of the event records. In the channel and client arguments of staybolt::parseEvent each key
+/// holds a whole record of the model, an empty one for an id that the model does not know.
+namespace eventKeys {
+/// channel: the channel left by a move.
+inline QString source() { return QStringLiteral("source"); }
+/// channel: the channel entered by a move, or the channel on whose menu an item was chosen.
+inline QString dest() { return QStringLiteral("dest"); }
+/// channel: the own client's channel when an item was chosen or a hotkey pressed.
+inline QString src() { return QStringLiteral("src"); }
+/// client: the own client in a move.
+inline QString own() { return QStringLiteral("own"); }
+/// client: who moved the own client; the own client itself for a menu item or a hotkey.
+inline QString executor() { return QStringLiteral("executor"); }
+/// client: the client on whose menu an item was chosen.
+inline QString affected() { return QStringLiteral("affected"); }
+/// server: what was chosen, the entry's "cmd" value or the hotkey's keyword.
+inline QString cmd() { return QStringLiteral("cmd"); }
+}
+
+/// The protection module. It remembers the channel that the own client last moved itself into,
+/// asks the client to undo moves that somebody else makes, and tells the mover if so configured.
+/// All calls come from the client's callbacks, one at a time.
+class staybolt : public QObject
+{
+    Q_OBJECT
+
+public:
+    staybolt() = default;
+
+    /// The module's own entries in the client's menus, each with "type" ("global", "channel" or
+    /// "client"), "name" (the menu text) and "cmd" (handed back when the entry is chosen).
+    QList<QHash<QString, QVariant>> getMenuEntries() const;
+    /// The module's hotkeys, each with "keyword" (handed back when it is pressed) and "name".
+    QList<QHash<QString, QVariant>> getHotkeyKeywords() const;
+
+public Q_SLOTS:
+    /// Takes the decision on one event. The records are copies: what is done to them here stays
+    /// here. A missing key, an empty record or a text that is no number counts as the empty text,
+    /// false or 0.
+    void parseEvent(moduleEvents event, QVariantHash server, QVariantHash channel,
+                    QVariantHash client);
+
+private:
+    Q_DISABLE_COPY(staybolt)
+
+    QHash<QString, QVariant> mLastChannel;
+};
