@@ -1,0 +1,212 @@
+#include "plugins/staybolt/plugin_staybolt.h"
+
+#include "plugins/staybolt/hostevents.h"
+#include "plugins/staybolt/menus.h"
+#include "plugins/staybolt/staybolt.h"
+#include "shared/host/funcwrapper.h"
+#include "shared/settings/configuration.h"
+#include "shared/settings/guiconfiguration.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+staybolt *stayboltObj = nullptr;
+guiConfiguration *gConfig = nullptr;
+
+namespace {
+
+constexpr size_t infoBytes = 128;
+
+char *pluginID = nullptr;
+
+// Outside of init and shutdown there is neither module nor dialog; the client's calls then do
+// nothing instead of taking the client down.
+
+void raise(moduleEvents event, const EventRecords &records)
+{
+    if (stayboltObj)
+        stayboltObj->parseEvent(event, records.server, records.channel, records.client);
+}
+
+void showSettings()
+{
+    if (gConfig)
+        gConfig->show();
+}
+
+QList<Record> menuEntries()
+{
+    return stayboltObj ? stayboltObj->getMenuEntries() : QList<Record>();
+}
+
+QList<Record> hotkeyEntries()
+{
+    return stayboltObj ? stayboltObj->getHotkeyKeywords() : QList<Record>();
+}
+
+}
+
+const char *ts3plugin_name() { return "Kestrelsoft Staybolt"; }
+
+const char *ts3plugin_version() { return STAYBOLT_VERSION; }
+
+int ts3plugin_apiVersion() { return 22; }
+
+const char *ts3plugin_author() { return "Kestrelsoft"; }
+
+const char *ts3plugin_description() { return "Protection against unwanted movement"; }
+
+void ts3plugin_setFunctionPointers(TS3Functions funcs)
+{
+    funcwrapper::instance()->setFunctions(funcs);
+}
+
+int ts3plugin_init()
+{
+    configuration::instance()->init(QString::fromUtf8(ts3plugin_name()));
+    stayboltObj = new staybolt;
+    gConfig = new guiConfiguration(nullptr);
+    return 0;
+}
+
+void ts3plugin_shutdown()
+{
+    printf("PLUGIN: shutdown\n");
+    delete stayboltObj;
+    stayboltObj = nullptr;
+    delete gConfig;
+    gConfig = nullptr;
+    free(pluginID);
+    pluginID = nullptr;
+}
+
+void ts3plugin_registerPluginID(const char *id)
+{
+    free(pluginID);
+    pluginID = strdup(id);
+    printf("PLUGIN: registerPluginID: %s\n", pluginID);
+}
+
+int ts3plugin_offersConfigure()
+{
+    printf("PLUGIN: offersConfigure\n");
+    return PLUGIN_OFFERS_CONFIGURE_QT_THREAD;
+}
+
+void ts3plugin_configure(void *, void *)
+{
+    printf("PLUGIN: configure\n");
+    showSettings();
+}
+
+const char *ts3plugin_commandKeyword() { return nullptr; }
+
+int ts3plugin_processCommand(uint64, const char *) { return 1; }
+
+int ts3plugin_requestAutoload() { return 0; }
+
+void ts3plugin_freeMemory(void *block) { free(block); }
+
+void ts3plugin_onConnectStatusChangeEvent(uint64 connection, int status, unsigned int)
+{
+    if (status == STATUS_CONNECTION_ESTABLISHED)
+        loadServer(connection);
+    else if (status == STATUS_DISCONNECTED)
+        dropServer(connection);
+}
+
+void ts3plugin_onClientMoveEvent(uint64 connection, anyID client, uint64 oldChannel,
+                                 uint64 newChannel, int visibility, const char *)
+{
+    const anyID own = funcwrapper::instance()->getOwnClientID(connection);
+    if (own == 0)
+        return;
+    if (client == own) {
+        refreshChannelClients(connection, funcwrapper::instance()->getChannelID(connection, own));
+        raise(eventClientMove, moveRecords(connection, own, oldChannel, newChannel));
+    } else if (visibility != LEAVE_VISIBILITY) {
+        refreshClient(connection, client);
+    }
+}
+
+void ts3plugin_onClientMoveMovedEvent(uint64 connection, anyID client, uint64 oldChannel,
+                                      uint64 newChannel, int, anyID mover, const char *,
+                                      const char *, const char *)
+{
+    const anyID own = funcwrapper::instance()->getOwnClientID(connection);
+    if (own == 0)
+        return;
+    refreshClient(connection, client);
+    if (client != own)
+        return;
+    refreshChannelClients(connection, newChannel);
+    EventRecords records = moveRecords(connection, own, oldChannel, newChannel);
+    records.client.insert(eventKeys::executor(), clientRecord(connection, mover));
+    raise(eventClientMoveMoved, records);
+}
+
+void ts3plugin_onChannelMoveEvent(uint64 connection, uint64, uint64, anyID, const char *,
+                                  const char *)
+{
+    refreshChannels(connection);
+}
+
+void ts3plugin_onNewChannelCreatedEvent(uint64 connection, uint64, uint64, anyID, const char *,
+                                        const char *)
+{
+    refreshChannels(connection);
+}
+
+void ts3plugin_onUpdateChannelEditedEvent(uint64 connection, uint64, anyID, const char *,
+                                          const char *)
+{
+    refreshChannels(connection);
+}
+
+void ts3plugin_onDelChannelEvent(uint64 connection, uint64, anyID, const char *, const char *)
+{
+    refreshChannels(connection);
+}
+
+void ts3plugin_onUpdateChannelEvent(uint64 connection, uint64) { refreshChannels(connection); }
+
+void ts3plugin_onUpdateClientEvent(uint64 connection, anyID client, anyID invoker, const char *,
+                                   const char *)
+{
+    refreshClient(connection, client);
+    refreshClient(connection, invoker);
+}
+
+void ts3plugin_initMenus(PluginMenuItem ***items, char **) { *items = createMenus(menuEntries()); }
+
+void ts3plugin_initHotkeys(PluginHotkey ***hotkeys) { *hotkeys = createHotkeys(hotkeyEntries()); }
+
+void ts3plugin_onMenuItemEvent(uint64 connection, PluginMenuType type, int itemId, uint64 selected)
+{
+    if (itemId == 0) {
+        showSettings();
+        return;
+    }
+    raise(eventMenuItem,
+          choiceRecords(connection, menuCommand(menuEntries(), itemId), type, selected));
+}
+
+void ts3plugin_onHotkeyEvent(const char *keyword)
+{
+    raise(eventHotkey,
+          choiceRecords(funcwrapper::instance()->getCurrentConnectionHandlerID(),
+                        QString::fromUtf8(keyword)));
+}
+
+const char *ts3plugin_infoTitle() { return "Staybolt"; }
+
+void ts3plugin_infoData(uint64, uint64, PluginItemType, char **text)
+{
+    const configuration *settings = configuration::instance();
+    const char *mode = "none";
+    if (settings->get(settingsKeys::sendNotify()).toBool())
+        mode = settings->contains(settingsKeys::customNotify()) ? "customNotify" : "notify";
+    *text = static_cast<char *>(malloc(infoBytes));
+    snprintf(*text, infoBytes, "[I]\"%s\"[/I]", mode);
+}
