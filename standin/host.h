@@ -31,8 +31,8 @@ struct Request
 struct Channel
 {
     uint64 id;
-    QByteArray name;
-    QByteArray password;
+    QByteArray name = {};
+    QByteArray password = {};
     int isDefault = 0;
 };
 

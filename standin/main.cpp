@@ -5,6 +5,7 @@
 #include <QCommandLineParser>
 #include <QFile>
 #include <QPixmap>
+#include <QTemporaryDir>
 #include <QWidget>
 
 #include <poll.h>
@@ -60,6 +61,10 @@ int main(int argc, char *argv[])
         && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
+    // Qt asks for this folder and complains when nobody has logged in to have one.
+    const QTemporaryDir runtimeFolder;
+    if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
+        qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtimeFolder.path()));
     QApplication application(argc, argv);
     // Without a desktop Qt falls back on a font larger than any desktop's.
     if (QApplication::platformName() == QLatin1String("offscreen"))
@@ -76,8 +81,8 @@ int main(int argc, char *argv[])
                        "Statements of a scenario:\n")
         + Scenario::help());
     parser.addHelpOption();
-    const QCommandLineOption plugin(
-        QStringLiteral("plugin"), QStringLiteral("The plug-in's library."), QStringLiteral("FILE"),
+    const QCommandLineOption library(
+        QStringLiteral("library"), QStringLiteral("The plug-in's library."), QStringLiteral("FILE"),
         QApplication::applicationDirPath() + QStringLiteral("/libstaybolt.so.1"));
     const QCommandLineOption config(QStringLiteral("config"),
                                     QStringLiteral("The client's configuration folder, by default "
@@ -92,7 +97,7 @@ int main(int argc, char *argv[])
     const QCommandLineOption picture(QStringLiteral("settings-picture"),
                                      QStringLiteral("Write a picture of the settings dialog."),
                                      QStringLiteral("FILE"));
-    parser.addOptions({plugin, config, quiet, calls, settings, picture});
+    parser.addOptions({library, config, quiet, calls, settings, picture});
     parser.addPositionalArgument(QStringLiteral("scenario"),
                                  QStringLiteral("A scenario, - for standard input."),
                                  QStringLiteral("[scenario...]"));
@@ -104,7 +109,7 @@ int main(int argc, char *argv[])
     if (!parser.isSet(quiet))
         stage.tell = [&](const QString &line) { output << line << '\n' << Qt::flush; };
 
-    Scenario scenario(stage, parser.value(plugin), errors);
+    Scenario scenario(stage, parser.value(library), errors);
     int status = Scenario::Held;
     const QStringList files = parser.positionalArguments();
     for (const QString &file : files) {
@@ -116,7 +121,7 @@ int main(int argc, char *argv[])
 
     const bool wantsDialog = parser.isSet(settings) || parser.isSet(picture);
     if (status == Scenario::Held && wantsDialog && !stage.plugin.isOpen()) {
-        const QString error = stage.load(parser.value(plugin));
+        const QString error = stage.load(parser.value(library));
         if (!error.isEmpty()) {
             errors << error << '\n' << Qt::flush;
             status = Scenario::Mistaken;

@@ -80,5 +80,7 @@ PluginHotkey **createHotkeys(const QList<Record> &entries)
 
 QVariant menuCommand(const QList<Record> &entries, int itemId)
 {
+    if (itemId < 1)
+        return QVariant();
     return entries.value(itemId - 1).value(QStringLiteral("cmd"));
 }
