@@ -57,6 +57,8 @@ bool writePicture(Stage &stage, const QString &file, QTextStream &output, QTextS
 
 int main(int argc, char *argv[])
 {
+    // What the plug-in prints stands in the story where it was printed.
+    setvbuf(stdout, nullptr, _IOLBF, 0);
     if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
         && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
         qputenv("QT_QPA_PLATFORM", "offscreen");

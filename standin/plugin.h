@@ -51,6 +51,7 @@ public:
     void close();
     bool isOpen() const { return mLibrary; }
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a name that is declared takes no parentheses
 #define TS3PLUGIN_MEMBER(member) decltype(&ts3plugin_##member) member = nullptr;
     TS3PLUGIN_EXPORTS(TS3PLUGIN_MEMBER)
 #undef TS3PLUGIN_MEMBER

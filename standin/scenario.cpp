@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
@@ -438,14 +439,16 @@ void Scenario::playMenu(Words &words)
     const int item = static_cast<int>(
         words.takeNumber("ITEM", static_cast<uint64>(std::numeric_limits<int>::max())));
     needPlugin();
-    if (words.takeWord("channel"))
-        mStage.chooseMenuItem(connection, PLUGIN_MENU_TYPE_CHANNEL, item,
-                              takeChannel(words, connection));
-    else if (words.takeWord("client"))
-        mStage.chooseMenuItem(connection, PLUGIN_MENU_TYPE_CLIENT, item,
-                              takeClient(words, connection));
-    else
-        mStage.chooseMenuItem(connection, PLUGIN_MENU_TYPE_GLOBAL, item, 0);
+    PluginMenuType type = PLUGIN_MENU_TYPE_GLOBAL;
+    uint64 selected = 0;
+    if (words.takeWord("channel")) {
+        type = PLUGIN_MENU_TYPE_CHANNEL;
+        selected = takeChannel(words, connection);
+    } else if (words.takeWord("client")) {
+        type = PLUGIN_MENU_TYPE_CLIENT;
+        selected = takeClient(words, connection);
+    }
+    mStage.chooseMenuItem(connection, type, item, selected);
 }
 
 void Scenario::playHotkey(Words &words)
@@ -461,14 +464,15 @@ void Scenario::playConfigure(Words &)
     mStage.configure();
 }
 
-void Scenario::dialogField(const char *slider, Words &words)
+void Scenario::slide(const char *slider, const char *label, Words &words)
 {
     const QString position = words.take("on or off");
     const bool on = position == QLatin1String("on");
     if (!on && position != QLatin1String("off"))
         throw Mistake{QStringLiteral("neither on nor off: %1").arg(position)};
     widget<QSlider>(slider)->setValue(on ? 1 : 0);
-    mStage.tell(QStringLiteral("You slide %1 %2").arg(QLatin1String(slider), position));
+    mStage.tell(
+        QStringLiteral("You switch %1 \"%2\"").arg(position, widget<QLabel>(label)->text()));
 }
 
 void Scenario::press(const char *button)
@@ -479,9 +483,9 @@ void Scenario::press(const char *button)
     found->click();
 }
 
-void Scenario::playNotify(Words &words) { dialogField("sliderNotify", words); }
+void Scenario::playNotify(Words &words) { slide("sliderNotify", "label_2", words); }
 
-void Scenario::playIdledock(Words &words) { dialogField("sliderIdleDock", words); }
+void Scenario::playIdledock(Words &words) { slide("sliderIdleDock", "label", words); }
 
 void Scenario::playText(Words &words)
 {

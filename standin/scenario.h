@@ -41,7 +41,7 @@ private:
     anyID takeClient(Words &words, uint64 connection);
     void needPlugin();
     void expectText(const QString &what, const QString &expected, const QString &came);
-    void dialogField(const char *slider, Words &words);
+    void slide(const char *slider, const char *label, Words &words);
     void press(const char *button);
     void addClient(Words &words, bool own);
 

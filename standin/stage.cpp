@@ -275,7 +275,7 @@ QString Stage::info()
 {
     char *text = nullptr;
     call("infoData", plugin.infoData, host.currentConnection, uint64(0), PLUGIN_SERVER, &text);
-    const QString info = QString::fromUtf8(text);
+    QString info = QString::fromUtf8(text);
     plugin.freeMemory(text);
     return info;
 }

@@ -11,6 +11,7 @@ namespace {
 template<typename T>
 T *allocate(int count = 1)
 {
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): T is a pointer where an array of them is made
     return static_cast<T *>(malloc(static_cast<size_t>(count) * sizeof(T)));
 }
 
