@@ -38,9 +38,9 @@ struct Channel
 
 struct Client
 {
-    anyID id;
-    QByteArray uid;
-    QByteArray name;
+    anyID id = 0;
+    QByteArray uid = {};
+    QByteArray name = {};
     QByteArray platform = "Linux";
     QByteArray version = "3.1";
     uint64 channel = 0;

@@ -14,12 +14,12 @@ inline QStringList requestLines(const Host &host)
         const QString client = QString::number(request.client);
         const QString text = QString::fromUtf8(request.text);
         if (request.kind == Request::Move) {
-            lines.append(QStringLiteral("move %1 %2 %3%4")
+            lines.append(QString("move %1 %2 %3%4")
                              .arg(connection, client, QString::number(request.channel), text));
         } else if (request.kind == Request::Message) {
-            lines.append(QStringLiteral("message %1 %2 %3").arg(connection, client, text));
+            lines.append(QString("message %1 %2 %3").arg(connection, client, text));
         } else {
-            lines.append(QStringLiteral("log %1 %2").arg(connection, text));
+            lines.append(QString("log %1 %2").arg(connection, text));
         }
     }
     return lines;

@@ -11,7 +11,7 @@
 namespace {
 
 constexpr uint64 connection = 0xfedcba9876543210;
-const QString conText = QStringLiteral("18364758544493064720");
+const QString conText = "18364758544493064720";
 constexpr uint64 farChannel = 0x100000001;
 
 QStringList keys(const Record &record)
@@ -28,9 +28,7 @@ QString nested(const Record &record, const char *key, const char *value = "name"
 
 Record entry(const char *type, const QString &name, const QVariant &cmd)
 {
-    return {{QStringLiteral("type"), QLatin1String(type)},
-            {QStringLiteral("name"), name},
-            {QStringLiteral("cmd"), cmd}};
+    return {{"type", QLatin1String(type)}, {"name", name}, {"cmd", cmd}};
 }
 
 }
@@ -40,201 +38,177 @@ class TestEvents : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
-    void loadsAServer();
-    void refreshesStoredRecords();
-    void buildsMoveRecords();
-    void buildsChoiceRecords();
-    void survivesADropFromInside();
-    void buildsMenus();
-    void buildsHotkeys();
+    void init()
+    {
+        mHost.reset(new Host);
+        mHost->accepts = true;
+        Server one;
+        one.connection = connection;
+        one.uid = "uid=";
+        one.name = "Northgate";
+        one.status = STATUS_CONNECTION_ESTABLISHED;
+        one.own = 7;
+        one.channels = {{1, "Lobby"}, {farChannel, "Den"}};
+        one.clients[7] = {7, "", "Robin", "", "", 1};
+        one.clients[8] = {8, "", "Mallory", "", "", 1};
+        one.clients[9] = {9, "", "Eve", "", "", farChannel};
+        mHost->servers.insert(connection, one);
+        funcwrapper::instance()->setFunctions(mHost->functions());
+    }
+
+    void cleanup()
+    {
+        dropServer(connection);
+        QCOMPARE(mHost->complaints(), QStringList());
+        QVERIFY(mHost->requests.isEmpty());
+        mHost.reset();
+    }
+
+    void loadsAServer()
+    {
+        loadServer(connection);
+        QCOMPARE(mHost->callCount, 2 + 4 + (1 + 2 * 4) + (1 + 2 * 2));
+        QCOMPARE(server::instance()->getData(conText, "name").toString(), "Northgate");
+        QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
+        QCOMPARE(server::instance()->getClientsObj(conText)->getAll().size(), 2);
+        QVERIFY(clientRecord(connection, 9).toHash().isEmpty());
+        QCOMPARE(channelRecord(connection, farChannel).toHash().value("id").toString(),
+                 "4294967297");
+        dropServer(connection);
+        QVERIFY(server::instance()->getAll().isEmpty());
+        QVERIFY(clientRecord(connection, 7).toHash().isEmpty());
+    }
+
+    void refreshesStoredRecords()
+    {
+        refreshChannels(connection);
+        QCOMPARE(mHost->callCount, 1 + 2 * 2);
+        QCOMPARE(server::instance()->getData(conText), Record());
+        mHost->servers[connection].channels = {{1, "Hall"}};
+        refreshChannels(connection);
+        QCOMPARE(nested({{"c", channelRecord(connection, 1)}}, "c"), "Hall");
+        QCOMPARE(nested({{"c", channelRecord(connection, farChannel)}}, "c"), "Den");
+
+        mHost->callCount = 0;
+        refreshClient(connection, 99);
+        QCOMPARE(mHost->callCount, 4);
+        QCOMPARE(server::instance()->getClientsObj(conText)->getClientID("Unknown"), "99");
+        refreshChannelClients(connection, farChannel);
+        QCOMPARE(mHost->callCount, 4 + 1 + 0); // the channel is gone
+        mHost->servers[connection].clients[9].channel = 1;
+        refreshChannelClients(connection, 1);
+        QCOMPARE(mHost->callCount, 5 + 1 + 3 * 4);
+    }
+
+    void buildsMoveRecords()
+    {
+        EventRecords records = moveRecords(connection, 7, 1, 2);
+        QCOMPARE(keys(records.channel), (QStringList{"dest", "source"}));
+        QCOMPARE(records.channel["dest"], QVariant(Record()));
+        QCOMPARE(records.server, Record());
+
+        loadServer(connection);
+        records = moveRecords(connection, 7, 1, farChannel);
+        QCOMPARE(records.server, server::instance()->getData(conText));
+        QCOMPARE(nested(records.channel, "source"), "Lobby");
+        QCOMPARE(nested(records.channel, "dest", "id"), "4294967297");
+        QCOMPARE(keys(records.client), QStringList{"own"});
+        QCOMPARE(nested(records.client, "own"), "Robin");
+    }
+
+    void buildsChoiceRecords()
+    {
+        loadServer(connection);
+        EventRecords records = choiceRecords(connection, 5);
+        QCOMPARE(records.server.take("cmd"), QVariant(5));
+        QCOMPARE(records.server, server::instance()->getData(conText));
+        QCOMPARE(keys(records.channel), QStringList{"src"});
+        QCOMPARE(nested(records.channel, "src"), "Lobby");
+        QCOMPARE(keys(records.client), QStringList{"executor"});
+        QCOMPARE(nested(records.client, "executor"), "Robin");
+
+        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_GLOBAL, 1);
+        QCOMPARE(records.channel.size() + records.client.size(), 2);
+        QVERIFY(records.server.contains("cmd"));
+        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CHANNEL, farChannel);
+        QCOMPARE(nested(records.channel, "dest"), "Den");
+        QCOMPARE(records.client.size(), 1);
+        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CLIENT, 8);
+        QCOMPARE(nested(records.client, "affected"), "Mallory");
+        QCOMPARE(records.channel.size(), 1);
+        // The selected id is not cut to the width of a client id.
+        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CLIENT, 0x10008);
+        QCOMPARE(records.client["affected"], QVariant(Record()));
+    }
+
+    void survivesADropFromInside()
+    {
+        loadServer(connection);
+        // The client tells of the disconnection while it is asked for a list.
+        TS3Functions functions = mHost->functions();
+        static decltype(functions.getChannelVariableAsString) original;
+        original = functions.getChannelVariableAsString;
+        functions.getChannelVariableAsString = [](uint64 handler, uint64 id, size_t property,
+                                                  char **value) {
+            dropServer(handler);
+            return original(handler, id, property, value);
+        };
+        funcwrapper::instance()->setFunctions(functions);
+        refreshChannels(connection);
+        QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
+    }
+
+    void buildsMenus()
+    {
+        const QList<Record> entries{entry("client", QString(200, QLatin1Char('x')), 1),
+                                    entry("global", "Öffnen", 2), entry("channel", "Same", 3),
+                                    entry("channel", "Same", 3),
+                                    entry("channel", QString("€").repeated(43), {})};
+        PluginMenuItem **items = createMenus(entries);
+        const auto check = [&](int i, PluginMenuType type, int id, const QByteArray &text) {
+            QCOMPARE(items[i]->type, type);
+            QCOMPARE(items[i]->id, id);
+            QCOMPARE(QByteArray(items[i]->text), text);
+            QCOMPARE(items[i]->icon[0], '\0');
+        };
+        check(0, PLUGIN_MENU_TYPE_GLOBAL, 0, "open Configuration");
+        check(1, PLUGIN_MENU_TYPE_CLIENT, 1, QByteArray(127, 'x'));
+        check(2, PLUGIN_MENU_TYPE_GLOBAL, 2,
+              "\xc3\x96"
+              "ffnen");
+        check(3, PLUGIN_MENU_TYPE_CHANNEL, 3, "Same");
+        check(4, PLUGIN_MENU_TYPE_CHANNEL, 3, "Same");
+        check(5, PLUGIN_MENU_TYPE_CHANNEL, 5, QByteArray("\xe2\x82\xac").repeated(43).left(127));
+        QVERIFY(!items[6]);
+        for (int i = 0; i < 6; ++i)
+            free(items[i]);
+        free(items);
+
+        QCOMPARE(menuCommand(entries, 1), QVariant(1));
+        QCOMPARE(menuCommand(entries, 3), QVariant(3));
+        QVERIFY(!menuCommand(entries, 5).isValid());
+        for (int id : {-1, 0, 6, std::numeric_limits<int>::min()})
+            QVERIFY(!menuCommand(entries, id).isValid());
+    }
+
+    void buildsHotkeys()
+    {
+        PluginHotkey **hotkeys =
+            createHotkeys({{{"keyword", "stay"}, {"name", QString(128, QLatin1Char('y'))}},
+                           {{"keyword", QString(127, QLatin1Char('k'))}}});
+        QCOMPARE(hotkeys[0]->keyword, "stay");
+        QCOMPARE(QByteArray(hotkeys[0]->description), QByteArray(127, 'y'));
+        QCOMPARE(QByteArray(hotkeys[1]->keyword), QByteArray(127, 'k'));
+        QCOMPARE(hotkeys[1]->description, "");
+        QVERIFY(!hotkeys[2]);
+        free(hotkeys[0]);
+        free(hotkeys[1]);
+        free(hotkeys);
+    }
 
 private:
     QScopedPointer<Host> mHost;
 };
-
-void TestEvents::init()
-{
-    mHost.reset(new Host);
-    mHost->accepts = true;
-    Server one;
-    one.connection = connection;
-    one.uid = "uid=";
-    one.name = "Northgate";
-    one.status = STATUS_CONNECTION_ESTABLISHED;
-    one.own = 7;
-    one.channels = {{1, "Lobby"}, {farChannel, "Den"}};
-    const auto add = [&](anyID id, const char *name, uint64 channel) {
-        Client client;
-        client.id = id;
-        client.name = name;
-        client.channel = channel;
-        one.clients.insert(id, client);
-    };
-    add(7, "Robin", 1);
-    add(8, "Mallory", 1);
-    add(9, "Eve", farChannel);
-    mHost->servers.insert(connection, one);
-    funcwrapper::instance()->setFunctions(mHost->functions());
-}
-
-void TestEvents::cleanup()
-{
-    dropServer(connection);
-    QCOMPARE(mHost->complaints(), QStringList());
-    QVERIFY(mHost->requests.isEmpty());
-    mHost.reset();
-}
-
-void TestEvents::loadsAServer()
-{
-    loadServer(connection);
-    QCOMPARE(mHost->callCount, 2 + 4 + (1 + 2 * 4) + (1 + 2 * 2));
-    QCOMPARE(server::instance()->getData(conText, QStringLiteral("name")).toString(),
-             QStringLiteral("Northgate"));
-    QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
-    QCOMPARE(server::instance()->getClientsObj(conText)->getAll().size(), 2);
-    QVERIFY(clientRecord(connection, 9).toHash().isEmpty());
-    QCOMPARE(channelRecord(connection, farChannel).toHash().value(QStringLiteral("id")).toString(),
-             QStringLiteral("4294967297"));
-    dropServer(connection);
-    QVERIFY(server::instance()->getAll().isEmpty());
-    QVERIFY(clientRecord(connection, 7).toHash().isEmpty());
-}
-
-void TestEvents::refreshesStoredRecords()
-{
-    refreshChannels(connection);
-    QCOMPARE(mHost->callCount, 1 + 2 * 2);
-    QCOMPARE(server::instance()->getData(conText), Record());
-    mHost->servers[connection].channels = {{1, "Hall"}};
-    refreshChannels(connection);
-    QCOMPARE(nested({{QStringLiteral("c"), channelRecord(connection, 1)}}, "c"),
-             QStringLiteral("Hall"));
-    QCOMPARE(nested({{QStringLiteral("c"), channelRecord(connection, farChannel)}}, "c"),
-             QStringLiteral("Den"));
-
-    mHost->callCount = 0;
-    refreshClient(connection, 99);
-    QCOMPARE(mHost->callCount, 4);
-    QCOMPARE(server::instance()->getClientsObj(conText)->getClientID(QStringLiteral("Unknown")),
-             QStringLiteral("99"));
-    refreshChannelClients(connection, farChannel);
-    QCOMPARE(mHost->callCount, 4 + 1 + 0); // the channel is gone
-    mHost->servers[connection].clients[9].channel = 1;
-    refreshChannelClients(connection, 1);
-    QCOMPARE(mHost->callCount, 5 + 1 + 3 * 4);
-}
-
-void TestEvents::buildsMoveRecords()
-{
-    EventRecords records = moveRecords(connection, 7, 1, 2);
-    QCOMPARE(keys(records.channel),
-             (QStringList{QStringLiteral("dest"), QStringLiteral("source")}));
-    QCOMPARE(records.channel[QStringLiteral("dest")], QVariant(Record()));
-    QCOMPARE(records.server, Record());
-
-    loadServer(connection);
-    records = moveRecords(connection, 7, 1, farChannel);
-    QCOMPARE(records.server, server::instance()->getData(conText));
-    QCOMPARE(nested(records.channel, "source"), QStringLiteral("Lobby"));
-    QCOMPARE(nested(records.channel, "dest", "id"), QStringLiteral("4294967297"));
-    QCOMPARE(keys(records.client), QStringList{QStringLiteral("own")});
-    QCOMPARE(nested(records.client, "own"), QStringLiteral("Robin"));
-}
-
-void TestEvents::buildsChoiceRecords()
-{
-    loadServer(connection);
-    EventRecords records = choiceRecords(connection, 5);
-    QCOMPARE(records.server.take(QStringLiteral("cmd")), QVariant(5));
-    QCOMPARE(records.server, server::instance()->getData(conText));
-    QCOMPARE(keys(records.channel), QStringList{QStringLiteral("src")});
-    QCOMPARE(nested(records.channel, "src"), QStringLiteral("Lobby"));
-    QCOMPARE(keys(records.client), QStringList{QStringLiteral("executor")});
-    QCOMPARE(nested(records.client, "executor"), QStringLiteral("Robin"));
-
-    records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_GLOBAL, 1);
-    QCOMPARE(records.channel.size() + records.client.size(), 2);
-    QVERIFY(records.server.contains(QStringLiteral("cmd")));
-    records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CHANNEL, farChannel);
-    QCOMPARE(nested(records.channel, "dest"), QStringLiteral("Den"));
-    QCOMPARE(records.client.size(), 1);
-    records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CLIENT, 8);
-    QCOMPARE(nested(records.client, "affected"), QStringLiteral("Mallory"));
-    QCOMPARE(records.channel.size(), 1);
-    // The selected id is not cut to the width of a client id.
-    records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CLIENT, 0x10008);
-    QCOMPARE(records.client[QStringLiteral("affected")], QVariant(Record()));
-}
-
-void TestEvents::survivesADropFromInside()
-{
-    loadServer(connection);
-    // The client tells of the disconnection while it is asked for a list.
-    TS3Functions functions = mHost->functions();
-    static decltype(functions.getChannelVariableAsString) original;
-    original = functions.getChannelVariableAsString;
-    functions.getChannelVariableAsString = [](uint64 handler, uint64 id, size_t property,
-                                              char **value) {
-        dropServer(handler);
-        return original(handler, id, property, value);
-    };
-    funcwrapper::instance()->setFunctions(functions);
-    refreshChannels(connection);
-    QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
-}
-
-void TestEvents::buildsMenus()
-{
-    const QList<Record> entries{entry("client", QString(200, QLatin1Char('x')), 1),
-                                entry("global", QStringLiteral("Öffnen"), 2),
-                                entry("channel", QStringLiteral("Same"), 3),
-                                entry("channel", QStringLiteral("Same"), 3),
-                                entry("channel", QStringLiteral("€").repeated(43), {})};
-    PluginMenuItem **items = createMenus(entries);
-    const auto check = [&](int i, PluginMenuType type, int id, const QByteArray &text) {
-        QCOMPARE(items[i]->type, type);
-        QCOMPARE(items[i]->id, id);
-        QCOMPARE(QByteArray(items[i]->text), text);
-        QCOMPARE(items[i]->icon[0], '\0');
-    };
-    check(0, PLUGIN_MENU_TYPE_GLOBAL, 0, "open Configuration");
-    check(1, PLUGIN_MENU_TYPE_CLIENT, 1, QByteArray(127, 'x'));
-    check(2, PLUGIN_MENU_TYPE_GLOBAL, 2,
-          "\xc3\x96"
-          "ffnen");
-    check(3, PLUGIN_MENU_TYPE_CHANNEL, 3, "Same");
-    check(4, PLUGIN_MENU_TYPE_CHANNEL, 3, "Same");
-    check(5, PLUGIN_MENU_TYPE_CHANNEL, 5, QByteArray("\xe2\x82\xac").repeated(43).left(127));
-    QVERIFY(!items[6]);
-    for (int i = 0; i < 6; ++i)
-        free(items[i]);
-    free(items);
-
-    QCOMPARE(menuCommand(entries, 1), QVariant(1));
-    QCOMPARE(menuCommand(entries, 3), QVariant(3));
-    QVERIFY(!menuCommand(entries, 5).isValid());
-    for (int id : {-1, 0, 6, std::numeric_limits<int>::min()})
-        QVERIFY(!menuCommand(entries, id).isValid());
-}
-
-void TestEvents::buildsHotkeys()
-{
-    PluginHotkey **hotkeys =
-        createHotkeys({{{QStringLiteral("keyword"), QStringLiteral("stay")},
-                        {QStringLiteral("name"), QString(128, QLatin1Char('y'))}},
-                       {{QStringLiteral("keyword"), QString(127, QLatin1Char('k'))}}});
-    QCOMPARE(hotkeys[0]->keyword, "stay");
-    QCOMPARE(QByteArray(hotkeys[0]->description), QByteArray(127, 'y'));
-    QCOMPARE(QByteArray(hotkeys[1]->keyword), QByteArray(127, 'k'));
-    QCOMPARE(hotkeys[1]->description, "");
-    QVERIFY(!hotkeys[2]);
-    free(hotkeys[0]);
-    free(hotkeys[1]);
-    free(hotkeys);
-}
 
 QTEST_GUILESS_MAIN(TestEvents)
 #include "tst_events.moc"

@@ -15,215 +15,166 @@ class TestLibrary : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init();
-    void cleanup();
-    void tellsWhoItIs();
-    void exportsTheSharedObjects();
-    void printsItsConsoleLines();
-    void showsOneDialog();
-    void ignoresEventsOutsideOfItsLife();
-    void ignoresOtherStatuses();
-    void keepsQuietWithoutAnOwnClient();
-    void readsBeforeItActs();
-    void answersHotkeysForTheCurrentTab();
-    void keepsTheModelThroughShutdown();
+    void init()
+    {
+        mStage.reset(new Stage);
+        Server server;
+        server.connection = 1;
+        server.uid = "uid=";
+        server.name = "Northgate";
+        server.own = 7;
+        server.channels = {{1, "Lobby"}, {2, "Dungeon"}};
+        server.clients[7] = {7, "me=", "Robin", "", "", 1};
+        server.clients[8] = {8, "mallory=", "Mallory", "", "", 1};
+        mStage->host.servers.insert(1, server);
+        QCOMPARE(mStage->load(STAYBOLT_LIBRARY), QString());
+        mPlugin = &mStage->plugin;
+    }
+
+    void cleanup()
+    {
+        if (mPlugin->isOpen())
+            mStage->unload();
+        QCOMPARE(mStage->host.complaints(), QStringList());
+        mStage.reset();
+    }
+
+    void tellsWhoItIs()
+    {
+        QCOMPARE(mPlugin->name(), "Kestrelsoft Staybolt");
+        QCOMPARE(mPlugin->version(), "0.1.2");
+        QCOMPARE(mPlugin->apiVersion(), 22);
+        QCOMPARE(mPlugin->author(), "Kestrelsoft");
+        QCOMPARE(mPlugin->description(), "Protection against unwanted movement");
+        QCOMPARE(mPlugin->infoTitle(), "Staybolt");
+        QVERIFY(!mPlugin->commandKeyword());
+        QCOMPARE(mPlugin->processCommand(1, "anything"), 1);
+        QCOMPARE(mPlugin->requestAutoload(), 0);
+    }
+
+    void exportsTheSharedObjects()
+    {
+        void *library = dlopen(STAYBOLT_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+        QVERIFY(library);
+        auto **module = static_cast<QObject **>(dlsym(library, "stayboltObj"));
+        auto **dialog = static_cast<QObject **>(dlsym(library, "gConfig"));
+        QVERIFY(module && dialog);
+        QCOMPARE((*module)->metaObject()->className(), "staybolt");
+        QCOMPARE(*dialog, Stage::dialog());
+        mPlugin->shutdown();
+        QVERIFY(!*module && !*dialog);
+        dlclose(library);
+    }
+
+    void printsItsConsoleLines()
+    {
+        QCOMPARE(printed([&] { mPlugin->registerPluginID("abc"); }),
+                 "PLUGIN: registerPluginID: abc\n");
+        QCOMPARE(printed([&] { mPlugin->registerPluginID(""); }), "PLUGIN: registerPluginID: \n");
+        QCOMPARE(printed([&] { QCOMPARE(mPlugin->offersConfigure(), 2); }),
+                 "PLUGIN: offersConfigure\n");
+        QCOMPARE(printed([&] { mPlugin->configure(nullptr, nullptr); }), "PLUGIN: configure\n");
+        QCOMPARE(printed([&] { mPlugin->onMenuItemEvent(1, PLUGIN_MENU_TYPE_CLIENT, 0, 9); }),
+                 QString());
+        QCOMPARE(printed([&] { mPlugin->shutdown(); }), "PLUGIN: shutdown\n");
+        QCOMPARE(printed([&] { mPlugin->shutdown(); }), "PLUGIN: shutdown\n");
+        QCOMPARE(printed([&] { QCOMPARE(mPlugin->init(), 0); }), QString());
+    }
+
+    void showsOneDialog()
+    {
+        QPointer<QWidget> dialog = Stage::dialog();
+        QVERIFY(dialog && !dialog->isVisible());
+        mPlugin->configure(nullptr, nullptr);
+        mPlugin->configure(nullptr, nullptr);
+        QCOMPARE(Stage::dialog(), dialog.data());
+        QVERIFY(dialog->isVisible() && !dialog->isModal() && !dialog->parent());
+        dialog->close();
+        QVERIFY(dialog && !dialog->isVisible());
+        mPlugin->onMenuItemEvent(1, PLUGIN_MENU_TYPE_GLOBAL, 0, 0);
+        QVERIFY(dialog->isVisible());
+        mStage->unload();
+        QVERIFY(!dialog);
+    }
+
+    void ignoresEventsOutsideOfItsLife()
+    {
+        mStage->connect(1);
+        mPlugin->shutdown();
+        mStage->move(1, 7, 2);
+        mStage->moved(1, 7, 1, 8);
+        mStage->configure();
+        mStage->chooseMenuItem(1, PLUGIN_MENU_TYPE_CHANNEL, 0, 0);
+        mStage->chooseMenuItem(1, PLUGIN_MENU_TYPE_CHANNEL, 1, 0);
+        mStage->pressHotkey("x");
+        QCOMPARE(mStage->menu(), QStringList{"0 0 open Configuration"});
+        QCOMPARE(mStage->hotkeys(), QStringList());
+        QCOMPARE(mStage->info(), "[I]\"none\"[/I]");
+        QVERIFY(mStage->host.requests.isEmpty());
+    }
+
+    void ignoresOtherStatuses()
+    {
+        for (int status : {1, 2, 3, 5, -1}) {
+            mPlugin->onConnectStatusChangeEvent(1, status, 0);
+            QCOMPARE(mStage->host.callCount, 1); // the configuration path
+        }
+    }
+
+    void keepsQuietWithoutAnOwnClient()
+    {
+        mPlugin->onClientMoveEvent(1, 0, 1, 2, RETAIN_VISIBILITY, "");
+        mPlugin->onClientMoveMovedEvent(1, 0, 1, 2, RETAIN_VISIBILITY, 8, "", "", "");
+        QCOMPARE(mStage->host.callCount, 1 + 2);
+        QVERIFY(mStage->host.requests.isEmpty());
+    }
+
+    void answersHotkeysForTheCurrentTab()
+    {
+        mStage->connect(1);
+        mStage->host.calls.clear();
+        mStage->pressHotkey("x");
+        QCOMPARE(mStage->host.calls.size(), 4);
+        QVERIFY(mStage->host.calls.at(1).contains("getCurrentServerConnectionHandlerID"));
+        QVERIFY(mStage->host.calls.at(3).contains("getChannelOfClient(1, 7)"));
+    }
+
+    void keepsTheModelThroughShutdown()
+    {
+        mStage->connect(1);
+        mPlugin->shutdown();
+        QCOMPARE(mPlugin->init(), 0);
+        // Only the model knows the mover now, for the client does not read it again.
+        mPlugin->onClientMoveEvent(1, 7, 1, 1, RETAIN_VISIBILITY, "");
+        mStage->host.servers[1].clients.remove(8);
+        QPushButton *save = Stage::dialog()->findChild<QPushButton *>("buttonApply");
+        Stage::dialog()->findChild<QSlider *>("sliderNotify")->setValue(1);
+        save->click();
+        mPlugin->onClientMoveMovedEvent(1, 7, 1, 2, RETAIN_VISIBILITY, 8, "", "", "");
+        QCOMPARE(requestLines(mStage->host).value(1),
+                 "message 1 8 This operation is not permitted!");
+    }
 
 private:
-    QString printed(const std::function<void()> &action);
+    QString printed(const std::function<void()> &action)
+    {
+        QTemporaryFile file;
+        if (!file.open())
+            return file.errorString();
+        fflush(stdout);
+        const int console = dup(STDOUT_FILENO);
+        dup2(file.handle(), STDOUT_FILENO);
+        action();
+        fflush(stdout);
+        dup2(console, STDOUT_FILENO);
+        ::close(console);
+        file.seek(0);
+        return QString::fromUtf8(file.readAll());
+    }
 
     QScopedPointer<Stage> mStage;
     Plugin *mPlugin = nullptr;
 };
-
-void TestLibrary::init()
-{
-    mStage.reset(new Stage);
-    Server server;
-    server.connection = 1;
-    server.uid = "uid=";
-    server.name = "Northgate";
-    server.own = 7;
-    server.channels = {{1, "Lobby"}, {2, "Dungeon"}};
-    for (anyID id : {anyID(7), anyID(8)}) {
-        Client client;
-        client.id = id;
-        client.channel = 1;
-        server.clients.insert(id, client);
-    }
-    mStage->host.servers.insert(1, server);
-    QCOMPARE(mStage->load(QStringLiteral(STAYBOLT_LIBRARY)), QString());
-    mPlugin = &mStage->plugin;
-}
-
-void TestLibrary::cleanup()
-{
-    if (mPlugin->isOpen())
-        mStage->unload();
-    QCOMPARE(mStage->host.complaints(), QStringList());
-    mStage.reset();
-}
-
-QString TestLibrary::printed(const std::function<void()> &action)
-{
-    QTemporaryFile file;
-    if (!file.open())
-        return file.errorString();
-    fflush(stdout);
-    const int console = dup(STDOUT_FILENO);
-    dup2(file.handle(), STDOUT_FILENO);
-    action();
-    fflush(stdout);
-    dup2(console, STDOUT_FILENO);
-    ::close(console);
-    file.seek(0);
-    return QString::fromUtf8(file.readAll());
-}
-
-void TestLibrary::tellsWhoItIs()
-{
-    QCOMPARE(mPlugin->name(), "Kestrelsoft Staybolt");
-    QCOMPARE(mPlugin->version(), "0.1.2");
-    QCOMPARE(mPlugin->apiVersion(), 22);
-    QCOMPARE(mPlugin->author(), "Kestrelsoft");
-    QCOMPARE(mPlugin->description(), "Protection against unwanted movement");
-    QCOMPARE(mPlugin->infoTitle(), "Staybolt");
-    QVERIFY(!mPlugin->commandKeyword());
-    QCOMPARE(mPlugin->processCommand(1, "anything"), 1);
-    QCOMPARE(mPlugin->requestAutoload(), 0);
-}
-
-void TestLibrary::exportsTheSharedObjects()
-{
-    void *library = dlopen(STAYBOLT_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-    QVERIFY(library);
-    auto **module = static_cast<QObject **>(dlsym(library, "stayboltObj"));
-    auto **dialog = static_cast<QObject **>(dlsym(library, "gConfig"));
-    QVERIFY(module && dialog);
-    QCOMPARE((*module)->metaObject()->className(), "staybolt");
-    QCOMPARE(*dialog, Stage::dialog());
-    mPlugin->shutdown();
-    QVERIFY(!*module && !*dialog);
-    dlclose(library);
-}
-
-void TestLibrary::printsItsConsoleLines()
-{
-    QCOMPARE(printed([&] { mPlugin->registerPluginID("abc"); }),
-             QStringLiteral("PLUGIN: registerPluginID: abc\n"));
-    QCOMPARE(printed([&] { mPlugin->registerPluginID(""); }),
-             QStringLiteral("PLUGIN: registerPluginID: \n"));
-    QCOMPARE(printed([&] { QCOMPARE(mPlugin->offersConfigure(), 2); }),
-             QStringLiteral("PLUGIN: offersConfigure\n"));
-    QCOMPARE(printed([&] { mPlugin->configure(nullptr, nullptr); }),
-             QStringLiteral("PLUGIN: configure\n"));
-    QCOMPARE(printed([&] { mPlugin->onMenuItemEvent(1, PLUGIN_MENU_TYPE_CLIENT, 0, 9); }),
-             QString());
-    QCOMPARE(printed([&] { mPlugin->shutdown(); }), QStringLiteral("PLUGIN: shutdown\n"));
-    QCOMPARE(printed([&] { mPlugin->shutdown(); }), QStringLiteral("PLUGIN: shutdown\n"));
-    QCOMPARE(printed([&] { QCOMPARE(mPlugin->init(), 0); }), QString());
-}
-
-void TestLibrary::showsOneDialog()
-{
-    QPointer<QWidget> dialog = Stage::dialog();
-    QVERIFY(dialog && !dialog->isVisible());
-    mPlugin->configure(nullptr, nullptr);
-    mPlugin->configure(nullptr, nullptr);
-    QCOMPARE(Stage::dialog(), dialog.data());
-    QVERIFY(dialog->isVisible() && !dialog->isModal() && !dialog->parent());
-    dialog->close();
-    QVERIFY(dialog && !dialog->isVisible());
-    mPlugin->onMenuItemEvent(1, PLUGIN_MENU_TYPE_GLOBAL, 0, 0);
-    QVERIFY(dialog->isVisible());
-    mStage->unload();
-    QVERIFY(!dialog);
-}
-
-void TestLibrary::ignoresEventsOutsideOfItsLife()
-{
-    mStage->connect(1);
-    mPlugin->shutdown();
-    mStage->move(1, 7, 2);
-    mStage->moved(1, 7, 1, 8);
-    mStage->configure();
-    mStage->chooseMenuItem(1, PLUGIN_MENU_TYPE_CHANNEL, 0, 0);
-    mStage->chooseMenuItem(1, PLUGIN_MENU_TYPE_CHANNEL, 1, 0);
-    mStage->pressHotkey("x");
-    QCOMPARE(mStage->menu(), QStringList{QStringLiteral("0 0 open Configuration")});
-    QCOMPARE(mStage->hotkeys(), QStringList());
-    QCOMPARE(mStage->info(), QStringLiteral("[I]\"none\"[/I]"));
-    QVERIFY(mStage->host.requests.isEmpty());
-}
-
-void TestLibrary::ignoresOtherStatuses()
-{
-    for (int status : {1, 2, 3, 5, -1}) {
-        mPlugin->onConnectStatusChangeEvent(1, status, 0);
-        QCOMPARE(mStage->host.callCount, 1); // the configuration path
-    }
-}
-
-void TestLibrary::keepsQuietWithoutAnOwnClient()
-{
-    mPlugin->onClientMoveEvent(1, 0, 1, 2, RETAIN_VISIBILITY, "");
-    mPlugin->onClientMoveMovedEvent(1, 0, 1, 2, RETAIN_VISIBILITY, 8, "", "", "");
-    QCOMPARE(mStage->host.callCount, 1 + 2);
-    QVERIFY(mStage->host.requests.isEmpty());
-}
-
-void TestLibrary::readsBeforeItActs()
-{
-    mStage->connect(1);
-    const auto callsOf = [&](const std::function<void()> &event) {
-        mStage->host.callCount = 0;
-        event();
-        return mStage->host.callCount;
-    };
-    // A client that only comes into sight, moves or goes out of sight.
-    QCOMPARE(callsOf([&] { mStage->move(1, 8, 2); }), 1 + 4);
-    QCOMPARE(callsOf([&] { mStage->moved(1, 8, 1, 9); }), 1 + 4);
-    QCOMPARE(callsOf([&] { mStage->leave(1, 8); }), 1);
-    // The own client: its channel, then everybody in it.
-    QCOMPARE(callsOf([&] { mStage->move(1, 7, 1); }), 2 + 1 + 4);
-    mStage->host.answersInside = true;
-    mStage->host.moved = nullptr;
-    mStage->host.calls.clear();
-    QCOMPARE(callsOf([&] { mStage->moved(1, 7, 2, 8); }), 1 + 4 + (1 + 4) + 1);
-    QVERIFY(mStage->host.calls.last().contains(
-        QStringLiteral("requestClientMove(1, 7, 1, \"\", null)")));
-    QCOMPARE(callsOf([&] { mStage->renameClient(1, 7, "Rob"); }), 2 * 4);
-    QCOMPARE(callsOf([&] { mStage->updateChannel(1, 1); }), 1 + 2 * 2);
-    QCOMPARE(requestLines(mStage->host), QStringList{QStringLiteral("move 1 7 1")});
-}
-
-void TestLibrary::answersHotkeysForTheCurrentTab()
-{
-    mStage->connect(1);
-    mStage->host.calls.clear();
-    mStage->host.currentConnection = 1;
-    mStage->pressHotkey("x");
-    QVERIFY(
-        mStage->host.calls.at(1).contains(QStringLiteral("getCurrentServerConnectionHandlerID")));
-    QVERIFY(mStage->host.calls.at(2).contains(QStringLiteral("getClientID(1)")));
-    QVERIFY(mStage->host.calls.at(3).contains(QStringLiteral("getChannelOfClient(1, 7)")));
-    QCOMPARE(mStage->host.calls.size(), 4);
-}
-
-void TestLibrary::keepsTheModelThroughShutdown()
-{
-    mStage->connect(1);
-    mPlugin->shutdown();
-    QCOMPARE(mPlugin->init(), 0);
-    // Only the model knows the mover now, for the client does not read it again.
-    mPlugin->onClientMoveEvent(1, 7, 1, 1, RETAIN_VISIBILITY, "");
-    mStage->host.servers[1].clients.remove(8);
-    QPushButton *save = Stage::dialog()->findChild<QPushButton *>(QStringLiteral("buttonApply"));
-    Stage::dialog()->findChild<QSlider *>(QStringLiteral("sliderNotify"))->setValue(1);
-    save->click();
-    mPlugin->onClientMoveMovedEvent(1, 7, 1, 2, RETAIN_VISIBILITY, 8, "", "", "");
-    QCOMPARE(requestLines(mStage->host).value(1),
-             QStringLiteral("message 1 8 This operation is not permitted!"));
-}
 
 QTEST_MAIN(TestLibrary)
 #include "tst_library.moc"

@@ -4,17 +4,17 @@
 
 namespace {
 
-Record named(const char *name) { return {{QStringLiteral("name"), QLatin1String(name)}}; }
+Record named(const char *name) { return {{"name", QLatin1String(name)}}; }
 
-Record withUid(const char *uid) { return {{QStringLiteral("uid"), QLatin1String(uid)}}; }
+Record withUid(const char *uid) { return {{"uid", QLatin1String(uid)}}; }
 
-const QString uidKey = QStringLiteral("uid");
-const QString nameKey = QStringLiteral("name");
-const QString unknown = QStringLiteral("unknown");
-const QString id1 = QStringLiteral("1");
-const QString id2 = QStringLiteral("2");
-const QString uidA = QStringLiteral("a");
-const QString uidB = QStringLiteral("b");
+const QString uidKey = "uid";
+const QString nameKey = "name";
+const QString unknown = "unknown";
+const QString id1 = "1";
+const QString id2 = "2";
+const QString uidA = "a";
+const QString uidB = "b";
 
 template<typename Table>
 void keepsRecords(Table &table)
@@ -24,17 +24,17 @@ void keepsRecords(Table &table)
 
     Record record = named("x");
     table.setData(id1, record);
-    record.insert(nameKey, QStringLiteral("changed"));
+    record.insert(nameKey, "changed");
     QCOMPARE(table.getData(id1), named("x"));
-    QCOMPARE(table.getData(id1, nameKey), QVariant(QStringLiteral("x")));
-    QVERIFY(!table.getData(id1, QStringLiteral("NAME")).isValid());
-    QCOMPARE(table.getData(QStringLiteral("01")), Record());
+    QCOMPARE(table.getData(id1, nameKey), QVariant("x"));
+    QVERIFY(!table.getData(id1, "NAME").isValid());
+    QCOMPARE(table.getData("01"), Record());
     QCOMPARE(table.getData(id1).size(), 1);
 
-    table.setData(id1, QStringLiteral("more"), 5);
+    table.setData(id1, "more", 5);
     QCOMPARE(table.getData(id1).size(), 2);
-    table.setData(id2, QStringLiteral("more"), 5);
-    QCOMPARE(table.getData(id2), (Record{{QStringLiteral("more"), 5}}));
+    table.setData(id2, "more", 5);
+    QCOMPARE(table.getData(id2), (Record{{"more", 5}}));
     table.setData(id1, named("y"));
     QCOMPARE(table.getData(id1), named("y"));
 }
@@ -46,7 +46,7 @@ void keepsTheUidIndex(Table &table, IdOf idOf)
     QCOMPARE(idOf(uidA), unknown);
     table.setData(id1, withUid("a"));
     QCOMPARE(idOf(uidA), id1);
-    table.setData(id1, QStringLiteral("UID"), uidB);
+    table.setData(id1, "UID", uidB);
     QCOMPARE(idOf(uidB), unknown);
     table.setData(id1, uidKey, uidB);
     QCOMPARE(idOf(uidA), id1);
@@ -65,11 +65,11 @@ void keepsTheUidIndex(Table &table, IdOf idOf)
     table.setData(id1, named("x"));
     QCOMPARE(idOf(QString()), id1);
     QCOMPARE(table.getData(id1), named("x"));
-    table.remove(QStringLiteral("77"));
+    table.remove("77");
     QCOMPARE(idOf(QString()), unknown);
     QCOMPARE(table.getAll().size(), 2);
     table.setData(id1, uidKey, 42);
-    QCOMPARE(idOf(QStringLiteral("42")), id1);
+    QCOMPARE(idOf("42"), id1);
 }
 
 }
@@ -125,7 +125,7 @@ private Q_SLOTS:
         registry.getServerGroupObj(id1)->setData(id1, named("x"));
         registry.getChannelGroupObj(id1)->setData(id1, named("x"));
         registry.getChannelObj(id2)->setData(id1, named("kept"));
-        registry.remove(QStringLiteral("3"));
+        registry.remove("3");
         QCOMPARE(table->getData(id1), named("x"));
         registry.remove(id1);
         QCOMPARE(registry.getChannelObj(id1)->getData(id1), Record());

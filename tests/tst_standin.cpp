@@ -23,13 +23,12 @@ private:
                      const QString &error)
     {
         QTemporaryDir folder;
-        QFile file(folder.filePath(QStringLiteral("a.scn")));
+        QFile file(folder.filePath("a.scn"));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenario) == scenario.size());
         file.close();
         QProcess host;
         host.setWorkingDirectory(folder.path());
-        host.start(QStringLiteral(STAYBOLT_HOST),
-                   QStringList{QStringLiteral("--quiet"), QStringLiteral("a.scn")} + options);
+        host.start(STAYBOLT_HOST, QStringList{"--quiet", "a.scn"} + options);
         QVERIFY(host.waitForFinished());
         QCOMPARE(QString::fromUtf8(host.readAllStandardError()), error);
         QCOMPARE(host.exitStatus(), QProcess::NormalExit);
@@ -40,51 +39,46 @@ private Q_SLOTS:
     void noticesWhatAPluginDoesWrong_data()
     {
         QTest::addColumn<QString>("complaint");
-        QTest::newRow("trap") << QStringLiteral(
-            "the member at position 184 of the function table was called");
-        QTest::newRow("leak") << QStringLiteral(
-            "a block of getServerVariableAsString was not released");
-        QTest::newRow("twice") << QStringLiteral("a block was released twice");
-        QTest::newRow("foreign") << QStringLiteral("a block was released that is not the client's");
-        QTest::newRow("thread") << QStringLiteral(
-            "getCurrentServerConnectionHandlerID was called from another thread");
-        QTest::newRow("late") << QStringLiteral(
-            "getCurrentServerConnectionHandlerID was called before the function table was handed "
-            "over or after shutdown");
+        QTest::newRow("trap") << "the member at position 184 of the function table was called";
+        QTest::newRow("leak") << "a block of getServerVariableAsString was not released";
+        QTest::newRow("twice") << "a block was released twice";
+        QTest::newRow("foreign") << "a block was released that is not the client's";
+        QTest::newRow("thread")
+            << "getCurrentServerConnectionHandlerID was called from another thread";
+        QTest::newRow("late") << "getCurrentServerConnectionHandlerID was called before the "
+                                 "function table was handed "
+                                 "over or after shutdown";
     }
 
     void noticesWhatAPluginDoesWrong()
     {
         QFETCH(QString, complaint);
         qputenv("MISBEHAVIOUR", QTest::currentDataTag());
-        play(stage, {QStringLiteral("--library"), QStringLiteral(MISBEHAVING_LIBRARY)}, 1,
-             QStringLiteral("The plug-in broke a rule: %1\n").arg(complaint));
+        play(stage, {"--library", MISBEHAVING_LIBRARY}, 1,
+             QString("The plug-in broke a rule: %1\n").arg(complaint));
     }
 
     void refusesPluginsThatItCannotUse()
     {
-        const QString plugin = QStringLiteral("--library");
-        const QString noPlugin = QStringLiteral("/dev/null");
+        const QString plugin = "--library";
+        const QString noPlugin = "/dev/null";
         play("load\n", {plugin, noPlugin}, 2,
-             QStringLiteral("a.scn:1: the plug-in can't be loaded: /dev/null: file too short\n"));
+             "a.scn:1: the plug-in can't be loaded: /dev/null: file too short\n");
         qputenv("MISBEHAVIOUR", "version");
-        play("load\n", {plugin, QStringLiteral(MISBEHAVING_LIBRARY)}, 2,
-             QStringLiteral("a.scn:1: the plug-in %1 is for version 21 of the interface, not for "
-                            "22\n")
-                 .arg(QStringLiteral(MISBEHAVING_LIBRARY)));
+        play("load\n", {plugin, MISBEHAVING_LIBRARY}, 2,
+             QString("a.scn:1: the plug-in %1 is for version 21 of the interface, not for "
+                     "22\n")
+                 .arg(MISBEHAVING_LIBRARY));
         qputenv("MISBEHAVIOUR", "init");
-        play("load\n", {plugin, QStringLiteral(MISBEHAVING_LIBRARY)}, 2,
-             QStringLiteral("a.scn:1: the plug-in %1 refused to start\n")
-                 .arg(QStringLiteral(MISBEHAVING_LIBRARY)));
+        play("load\n", {plugin, MISBEHAVING_LIBRARY}, 2,
+             QString("a.scn:1: the plug-in %1 refused to start\n").arg(MISBEHAVING_LIBRARY));
         qunsetenv("MISBEHAVIOUR");
 
         QProcess host;
-        host.start(QStringLiteral(STAYBOLT_HOST),
-                   {QStringLiteral("--settings"), plugin, QStringLiteral(LACKING_LIBRARY)});
+        host.start(STAYBOLT_HOST, {"--settings", plugin, LACKING_LIBRARY});
         QVERIFY(host.waitForFinished());
         QCOMPARE(QString::fromUtf8(host.readAllStandardError()),
-                 QStringLiteral("the plug-in %1 lacks ts3plugin_infoData\n")
-                     .arg(QStringLiteral(LACKING_LIBRARY)));
+                 QString("the plug-in %1 lacks ts3plugin_infoData\n").arg(LACKING_LIBRARY));
         QCOMPARE(host.exitCode(), 2);
     }
 
@@ -97,8 +91,7 @@ private Q_SLOTS:
             [](const char *name, const QByteArray &lines, int status, const char *error) {
                 QTest::newRow(name)
                     << stage + lines << status
-                    << (error ? QStringLiteral("a.scn:6: %1\n").arg(QString::fromUtf8(error))
-                              : QString());
+                    << (error ? QString("a.scn:6: %1\n").arg(QString::fromUtf8(error)) : QString());
             };
         const QByteArray forced = "moved Northgate Robin Lobby by 9\n";
         row("all is well", "", 0, nullptr);
@@ -125,8 +118,8 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QString, error);
         if (QByteArray(QTest::currentDataTag()) == "a request that nobody expected") {
-            error = QStringLiteral("a.scn:8: nothing: expected: nothing; came: move you to channel "
-                                   "0 on \"Northgate\"\n");
+            error = "a.scn:8: nothing: expected: nothing; came: move you to channel "
+                    "0 on \"Northgate\"\n";
         }
         play(lines, {}, status, error);
     }
