@@ -3,6 +3,7 @@
 #include "shared/settings/guiconfiguration.h"
 #include "standin/host.h"
 
+#include <QDir>
 #include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
@@ -10,6 +11,10 @@
 #include <QSlider>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -86,6 +91,101 @@ private Q_SLOTS:
 
         configuration::instance()->remove(key);
         QVERIFY(!configuration::instance()->contains(key));
+    }
+
+    void keepsWhatADamagedFileHeld_data()
+    {
+        QTest::addColumn<QByteArray>("damage");
+        QTest::newRow("rubbish") << QByteArray("\x00\x01\xff\xfegarbage\x00more", 16);
+        QTest::newRow("unclosed section") << QByteArray("[General]\nstaybolt.sendNotify=1\n[uncl");
+        QTest::newRow("cut off") << QByteArray("staybolt.sendNotify=1\nstaybolt.custo");
+    }
+
+    void keepsWhatADamagedFileHeld()
+    {
+        QFETCH(QByteArray, damage);
+        const QString copy = mFolder->filePath("Kestrelsoft Staybolt.damaged-%1.ini");
+        write(copy.arg(1), "an earlier damage");
+        write(mFile, damage);
+        configuration *settings = configuration::instance();
+        settings->init("Kestrelsoft Staybolt");
+        QVERIFY(!settings->contains(notify) && !settings->get(notify).isValid());
+        press("buttonReload");
+        QCOMPARE(field<QSlider>("sliderNotify")->value(), 0);
+        press("buttonRemove");
+        QCoreApplication::processEvents();
+        QCOMPARE(read(mFile), damage);
+        QVERIFY(!QFile::exists(copy.arg(2)));
+
+        press("buttonApply");
+        QCOMPARE(read(copy.arg(2)), damage);
+        QTRY_COMPARE(read(mFile),
+                     QByteArray("[General]\nstaybolt.permitIdleDock=0\nstaybolt.sendNotify=0\n"));
+        // Damaged anew while it is open: Qt would drop the line that it can't read.
+        write(mFile, "[General]\nmine=1\nno value\n");
+        press("buttonApply");
+        QCoreApplication::processEvents();
+        QCOMPARE(read(copy.arg(3)), QByteArray("[General]\nmine=1\nno value\n"));
+        QVERIFY(read(mFile).contains("mine=1"));
+        press("buttonApply");
+        QVERIFY(!QFile::exists(copy.arg(4)));
+        QCOMPARE(read(copy.arg(1)), QByteArray("an earlier damage"));
+    }
+
+    void worksWithoutAFileItCanUse()
+    {
+        QVERIFY(QDir().mkdir(mFile));
+        configuration::instance()->init("Kestrelsoft Staybolt");
+        press("buttonApply");
+        QVERIFY(configuration::instance()->contains(notify));
+        QCoreApplication::processEvents();
+        QVERIFY(QFileInfo(mFile).isDir());
+
+        // Nobody but root could read this one, and the tests may run as root.
+        QVERIFY(QDir().rmdir(mFile));
+        write(mFile, "staybolt.sendNotify=1\n");
+        QVERIFY(QFile(mFile).setPermissions({}) && chmod(qPrintable(mFolder->path()), 0777) == 0);
+        const uid_t user = geteuid();
+        QVERIFY(user != 0 || seteuid(65534) == 0);
+        configuration::instance()->init("Kestrelsoft Staybolt");
+        const bool readsAsEmpty = !configuration::instance()->contains(notify);
+        press("buttonApply");
+        QCoreApplication::processEvents();
+        QVERIFY(user != 0 || seteuid(0) == 0);
+        QVERIFY(readsAsEmpty);
+        QVERIFY(QFile(mFile).setPermissions(QFile::ReadOwner));
+        QCOMPARE(read(mFile), QByteArray("staybolt.sendNotify=1\n"));
+    }
+
+    void sharesTheFileWithAnotherProcess()
+    {
+        write(mFile, "[other]\nkey=kept\n");
+        configuration::instance()->init("Kestrelsoft Staybolt");
+        constexpr int count = 50;
+        const pid_t other = fork();
+        if (other == 0) {
+            for (int i = 0; i < count; ++i) {
+                QSettings file(mFile, QSettings::IniFormat);
+                file.setValue(QString("other.%1").arg(i), i);
+                file.sync();
+            }
+            _exit(0);
+        }
+        for (int i = 0; i < count; ++i) {
+            configuration::instance()->set(QString("own.%1").arg(i), i);
+            QCoreApplication::processEvents();
+        }
+        QCOMPARE(waitpid(other, nullptr, 0), other);
+        configuration::instance()->init("Kestrelsoft Staybolt");
+        QStringList lost;
+        for (int i = 0; i < count; ++i) {
+            for (const char *name : {"own.%1", "other.%1"}) {
+                if (!configuration::instance()->contains(QString(name).arg(i)))
+                    lost.append(QString(name).arg(i));
+            }
+        }
+        QCOMPARE(lost, QStringList());
+        QCOMPARE(configuration::instance()->get("other/key").toString(), QString("kept"));
     }
 
     void formIsAsLaidOut()
@@ -190,6 +290,18 @@ private:
     void setText(const char *text)
     {
         field<QLineEdit>("lineCustomNotify")->setText(QString::fromUtf8(text));
+    }
+
+    static void write(const QString &path, const QByteArray &bytes)
+    {
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
+    }
+
+    static QByteArray read(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
     }
 
     QScopedPointer<Host> mHost;

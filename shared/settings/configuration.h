@@ -29,9 +29,11 @@ inline QString excludedServer(const QString &uid) { return QStringLiteral("stayb
 
 /// The plug-in's settings, one INI file in the client's configuration directory.
 ///
-/// No call fails: a missing or unreadable file reads as empty, and Qt creates it on the first
-/// write. Qt writes changes from the event loop of the thread that called init(), on which all
-/// calls but instance() are made; before init() the store is empty and keeps nothing.
+/// No call fails: a missing, unreadable or damaged file reads as empty, and Qt creates or replaces
+/// it on the first write. What a damaged file held is first copied to a file beside it,
+/// `name`.damaged-1.ini or the next free number. Qt writes changes from the event loop of the
+/// thread that called init(), on which all calls but instance() are made; before init() the store
+/// is empty and keeps nothing.
 class configuration : public QObject
 {
     Q_OBJECT
@@ -43,7 +45,7 @@ public:
     /// unloaded.
     static configuration *instance();
 
-    /// Opens `name`.ini in the directory that the client names (getConfigPath).
+    /// Opens, once, `name`.ini in the directory that the client names (getConfigPath).
     void init(QString name);
 
     void set(QString key, QVariant value);
@@ -57,8 +59,14 @@ public:
 private:
     Q_DISABLE_COPY(configuration)
 
+    bool prepareWrite();
+
     static std::atomic<configuration *> mInstance;
 
-    // Never deleted, so that Qt still writes what is pending when the library is gone.
+    // Outlives the library, so that Qt still writes what is pending when we are gone.
     QSettings *mSettings = nullptr;
+    // The file was damaged when it was opened and nothing has been written since.
+    bool mReadsAsEmpty = false;
+    // When the file that was last seen to be sound was changed, in ms since the epoch.
+    qint64 mSoundSince = 0;
 };
