@@ -8,7 +8,9 @@
 QString Plugin::open(const QString &path)
 {
     close();
-    mLibrary = dlopen(QFile::encodeName(path).constData(), RTLD_NOW | RTLD_LOCAL);
+    // A report of leaks can only name what is still mapped.
+    const int keep = qEnvironmentVariableIsSet("STAYBOLT_HOST_KEEPS_LIBRARY") ? RTLD_NODELETE : 0;
+    mLibrary = dlopen(QFile::encodeName(path).constData(), RTLD_NOW | RTLD_LOCAL | keep);
     if (!mLibrary)
         return QStringLiteral("the plug-in can't be loaded: %1").arg(QString::fromUtf8(dlerror()));
 
