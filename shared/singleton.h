@@ -15,7 +15,7 @@ T *singletonInstance(std::atomic<T *> &instance, QMutex &mutex)
         return object;
 
     const QMutexLocker locker(&mutex);
-    object = instance.load(std::memory_order_relaxed);
+    object = instance.load(std::memory_order_acquire);
     if (!object) {
         object = new T;
         instance.store(object, std::memory_order_release);

@@ -33,9 +33,12 @@ constexpr int returnedBlocksKept = 4096;
 
 Channel *Server::channel(uint64 id)
 {
-    for (Channel &channel : channels) {
-        if (channel.id == id)
-            return &channel;
+    for (int i = 0; i < channels.size(); ++i) {
+        const int at = (mLastChannel + i) % channels.size();
+        if (channels.at(at).id == id) {
+            mLastChannel = at;
+            return &channels[at];
+        }
     }
     return nullptr;
 }
@@ -147,7 +150,7 @@ struct HostFunctions
     static unsigned int logMessage(const char *message, LogLevel level, const char *channel,
                                    uint64 logId)
     {
-        enter("logMessage", message, level, channel, logId);
+        enter("logMessage", message, uint64(level), channel, logId);
         Request request{Request::Log, logId};
         request.text = message;
         request.level = level;

@@ -61,6 +61,10 @@ struct Server
 
     Channel *channel(uint64 id);
     Client *client(anyID id);
+
+private:
+    /// Where the last channel was found: a plug-in asks for one after the other.
+    int mLastChannel = 0;
 };
 
 /// A voice client without a network: servers in memory, the function table over them, and a record

@@ -1,3 +1,4 @@
+#include "standin/random.h"
 #include "standin/scenario.h"
 #include "standin/stage.h"
 
@@ -5,6 +6,7 @@
 #include <QCommandLineParser>
 #include <QFile>
 #include <QPixmap>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QWidget>
 
@@ -99,7 +101,15 @@ int main(int argc, char *argv[])
     const QCommandLineOption picture(QStringLiteral("settings-picture"),
                                      QStringLiteral("Write a picture of the settings dialog."),
                                      QStringLiteral("FILE"));
-    parser.addOptions({library, config, quiet, calls, settings, picture});
+    const QCommandLineOption random(
+        QStringLiteral("random"),
+        QStringLiteral("Let that many random things happen and compare what the plug-in does with "
+                       "what its rules predict."),
+        QStringLiteral("EVENTS"));
+    const QCommandLineOption seed(QStringLiteral("seed"),
+                                  QStringLiteral("Play the random events of an earlier run."),
+                                  QStringLiteral("NUMBER"));
+    parser.addOptions({library, config, quiet, calls, settings, picture, random, seed});
     parser.addPositionalArgument(QStringLiteral("scenario"),
                                  QStringLiteral("A scenario, - for standard input."),
                                  QStringLiteral("[scenario...]"));
@@ -119,6 +129,15 @@ int main(int argc, char *argv[])
             status =
                 file == QLatin1String("-") ? playInput(scenario, output) : scenario.playFile(file);
         }
+    }
+
+    if (status == Scenario::Held && parser.isSet(random)) {
+        const quint64 number = parser.isSet(seed) ? parser.value(seed).toULongLong()
+                                                  : QRandomGenerator::system()->generate();
+        output << "Seed " << number << '\n' << Qt::flush;
+        stage.tell = [](const QString &) {};
+        if (!playRandom(stage, parser.value(library), parser.value(random).toInt(), number, errors))
+            status = Scenario::Failed;
     }
 
     const bool wantsDialog = parser.isSet(settings) || parser.isSet(picture);

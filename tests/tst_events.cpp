@@ -158,6 +158,25 @@ private Q_SLOTS:
         QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
     }
 
+    void takesTheLargestServers()
+    {
+        Server &one = mHost->servers[connection];
+        mHost->keepsCalls = false;
+        one.channels.clear();
+        for (uint64 id = 1; id <= 100000; ++id)
+            one.channels.append({id, "channel"});
+        for (anyID id = 1; id <= 60000; ++id)
+            one.clients[id] = {id, QByteArray::number(id), "client", "", "", 1};
+        one.own = 60000;
+        one.clients[60000].name = QByteArray(1 << 20, 'n');
+        loadServer(connection);
+        QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 100000);
+        QCOMPARE(server::instance()->getClientsObj(conText)->getAll().size(), 60000);
+        const EventRecords records = moveRecords(connection, 60000, 100000, 1);
+        QCOMPARE(nested(records.client, "own").size(), 1 << 20);
+        QCOMPARE(nested(records.channel, "source", "id"), QString("100000"));
+    }
+
     void buildsMenus()
     {
         const QList<Record> entries{entry("client", QString(200, QLatin1Char('x')), 1),
