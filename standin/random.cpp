@@ -356,15 +356,16 @@ public:
     {
         std::vector<std::string> came;
         for (const Request &request : qAsConst(mStage.host.requests)) {
-            std::string line = " " + std::to_string(request.connection) + ' ';
+            const std::string connection = std::to_string(request.connection) + ' ';
+            const std::string client = std::to_string(request.client) + ' ';
+            const std::string text = request.text.toStdString();
             if (request.kind == Request::Log)
-                line = "log" + line;
+                came.push_back("log " + connection + text);
+            else if (request.kind == Request::Message)
+                came.push_back("message " + connection + client + text);
             else
-                line = (request.kind == Request::Move ? "move" : "message") + line
-                    + std::to_string(request.client) + ' ';
-            if (request.kind == Request::Move)
-                line += std::to_string(request.channel);
-            came.push_back(line + request.text.toStdString());
+                came.push_back("move " + connection + client + std::to_string(request.channel)
+                               + text);
         }
         mStage.host.requests.clear();
         std::vector<std::string> predicted;

@@ -18,6 +18,7 @@ std::vector<T *> race(const std::function<T *()> &get)
 {
     std::vector<T *> got(threadCount);
     std::vector<std::thread> threads;
+    threads.reserve(threadCount);
     std::atomic<int> waiting{threadCount};
     for (T *&object : got) {
         threads.emplace_back([&] {
