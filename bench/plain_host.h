@@ -1,0 +1,27 @@
+#pragma once
+
+#include "shared/host/host_interface.h"
+
+#include <QByteArray>
+
+#include <chrono>
+
+/// A client that keeps no books: every answer is a prepared text or list in a malloc block, so that
+/// what is measured is the plug-in. One connection, one own client, one mover, and as many clients
+/// and channels as are asked for; every client is in every channel.
+namespace plainHost {
+
+constexpr uint64 connection = 1;
+constexpr anyID own = 1;
+constexpr anyID mover = 2;
+
+TS3Functions functions();
+
+/// How many clients each channel and how many channels the server has.
+void setSize(int clientCount, int channelCount);
+void setConfigPath(const QByteArray &path);
+
+/// When the plug-in last asked for a move.
+std::chrono::steady_clock::time_point moveRequested();
+
+}
