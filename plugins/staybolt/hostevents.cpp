@@ -6,16 +6,16 @@
 
 namespace {
 
-QString idText(uint64 id) { return QString::number(id); }
-
 // The client can call back, and so change the model, while we read from it. Tables are therefore
-// fetched only when everything is read.
+// fetched only when everything is read, and only for a record to store.
 
-void storeClient(uint64 connection, const Record &record)
+void storeClients(uint64 connection, const QList<Record> &records)
 {
-    server::instance()
-        ->getClientsObj(idText(connection))
-        ->setData(record.value(recordKeys::clId()).toString(), record);
+    if (records.isEmpty())
+        return;
+    clients *table = server::instance()->getClientsObj(idText(connection));
+    for (const Record &record : records)
+        table->setData(idText(record.value(recordKeys::clId()).toUInt()), record);
 }
 
 }
@@ -34,24 +34,22 @@ void dropServer(uint64 connection) { server::instance()->remove(idText(connectio
 
 void refreshClient(uint64 connection, anyID client)
 {
-    storeClient(connection, funcwrapper::instance()->readClient(connection, client));
+    storeClients(connection, {funcwrapper::instance()->readClient(connection, client)});
 }
 
 void refreshChannelClients(uint64 connection, uint64 channel)
 {
-    const QList<Record> records = funcwrapper::instance()->readChannelClients(connection, channel);
-    for (const Record &record : records)
-        storeClient(connection, record);
+    storeClients(connection, funcwrapper::instance()->readChannelClients(connection, channel));
 }
 
 void refreshChannels(uint64 connection)
 {
     const QList<Record> records = funcwrapper::instance()->readChannels(connection);
-    for (const Record &record : records) {
-        server::instance()
-            ->getChannelObj(idText(connection))
-            ->setData(record.value(recordKeys::id()).toString(), record);
-    }
+    if (records.isEmpty())
+        return;
+    channels *table = server::instance()->getChannelObj(idText(connection));
+    for (const Record &record : records)
+        table->setData(record.value(recordKeys::id()).toString(), record);
 }
 
 QVariant clientRecord(uint64 connection, uint64 client)

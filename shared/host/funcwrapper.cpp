@@ -259,22 +259,24 @@ QList<anyID> funcwrapper::getChannelClients(uint64 connection, uint64 channel) c
 QHash<QString, QVariant> funcwrapper::readServer(uint64 connection) const
 {
     Record record;
-    record.insert(recordKeys::uid(), getServerUID(connection));
-    record.insert(recordKeys::name(), getServerName(connection));
-    record.insert(recordKeys::platform(), getServerPlatform(connection));
-    record.insert(recordKeys::version(), getServerVersion(connection));
-    record.insert(recordKeys::conHandler(), QVariant::fromValue(connection));
+    record.reserve(5);
+    record[recordKeys::uid()] = getServerUID(connection);
+    record[recordKeys::name()] = getServerName(connection);
+    record[recordKeys::platform()] = getServerPlatform(connection);
+    record[recordKeys::version()] = getServerVersion(connection);
+    record[recordKeys::conHandler()] = QVariant::fromValue(connection);
     return record;
 }
 
 QHash<QString, QVariant> funcwrapper::readClient(uint64 connection, anyID client) const
 {
     Record record;
-    record.insert(recordKeys::uid(), getClientUID(connection, client));
-    record.insert(recordKeys::name(), getClientName(connection, client));
-    record.insert(recordKeys::platform(), getClientPlatform(connection, client));
-    record.insert(recordKeys::version(), getClientVersion(connection, client));
-    record.insert(recordKeys::clId(), QVariant::fromValue(client));
+    record.reserve(5);
+    record[recordKeys::uid()] = getClientUID(connection, client);
+    record[recordKeys::name()] = getClientName(connection, client);
+    record[recordKeys::platform()] = getClientPlatform(connection, client);
+    record[recordKeys::version()] = getClientVersion(connection, client);
+    record[recordKeys::clId()] = QVariant::fromValue(client);
     return record;
 }
 
@@ -282,11 +284,13 @@ QList<QHash<QString, QVariant>> funcwrapper::readChannels(uint64 connection) con
 {
     QList<Record> records;
     const QList<uint64> ids = getChannels(connection);
+    records.reserve(ids.size());
     for (const uint64 id : ids) {
         Record record;
-        record.insert(recordKeys::id(), QString::number(id, 10));
-        record.insert(recordKeys::name(), getChannelName(connection, id));
-        record.insert(recordKeys::isDefault(), getChannelDefault(connection, id));
+        record.reserve(3);
+        record[recordKeys::id()] = idText(id);
+        record[recordKeys::name()] = getChannelName(connection, id);
+        record[recordKeys::isDefault()] = getChannelDefault(connection, id);
         records.append(record);
     }
     return records;
@@ -297,6 +301,7 @@ QList<QHash<QString, QVariant>> funcwrapper::readChannelClients(uint64 connectio
 {
     QList<Record> records;
     const QList<anyID> ids = getChannelClients(connection, channel);
+    records.reserve(ids.size());
     for (const anyID id : ids)
         records.append(readClient(connection, id));
     return records;

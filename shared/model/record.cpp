@@ -1,5 +1,15 @@
 #include "shared/model/record.h"
 
+#include <charconv>
+#include <limits>
+
+QString idText(unsigned long id)
+{
+    char digits[std::numeric_limits<unsigned long>::digits10 + 1];
+    const std::to_chars_result result = std::to_chars(std::begin(digits), std::end(digits), id);
+    return QString::fromLatin1(digits, static_cast<int>(result.ptr - digits));
+}
+
 void setRecord(RecordTable &data, const QString &id, const Record &record)
 {
     data.insert(id, record);

@@ -16,6 +16,9 @@ using RecordTable = QHash<QString, Record>;
 /// that a record had before still leads to it.
 using UidIndex = QHash<QString, QString>;
 
+/// An id as the text that tables and settings use. QString::number() takes two blocks for it.
+QString idText(unsigned long id);
+
 /// Keys of server, channel and client records.
 namespace recordKeys {
 /// Unique identifier of a server or client, as the client reports it: QString.
