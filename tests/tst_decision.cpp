@@ -191,15 +191,6 @@ private Q_SLOTS:
         QCOMPARE(requestLines(mHost).value(1), move(0));
     }
 
-    void leavesItsArgumentsAlone()
-    {
-        configuration::instance()->set("staybolt.sendNotify", 1);
-        const Case one;
-        const Record client{{"executor", one.mover}};
-        mModule->parseEvent(eventClientMoveMoved, one.server, {}, client);
-        QCOMPARE(client["executor"].toHash(), one.mover);
-    }
-
     void isReadyForAnAnswerFromInside()
     {
         configuration::instance()->set("staybolt.sendNotify", 1);

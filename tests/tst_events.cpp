@@ -71,12 +71,11 @@ private Q_SLOTS:
         QCOMPARE(server::instance()->getData(conText, "name").toString(), "Northgate");
         QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
         QCOMPARE(server::instance()->getClientsObj(conText)->getAll().size(), 2);
-        QVERIFY(clientRecord(connection, 9).toHash().isEmpty());
-        QCOMPARE(channelRecord(connection, farChannel).toHash().value("id").toString(),
-                 "4294967297");
+        QVERIFY(server::instance()->getClientsObj(conText)->getData("9").isEmpty());
+        QVERIFY(!server::instance()->getChannelObj(conText)->getData("4294967297").isEmpty());
         dropServer(connection);
         QVERIFY(server::instance()->getAll().isEmpty());
-        QVERIFY(clientRecord(connection, 7).toHash().isEmpty());
+        QVERIFY(server::instance()->getClientsObj(conText)->getData("7").isEmpty());
     }
 
     void refreshesStoredRecords()
@@ -86,8 +85,8 @@ private Q_SLOTS:
         QCOMPARE(server::instance()->getData(conText), Record());
         mHost->servers[connection].channels = {{1, "Hall"}};
         refreshChannels(connection);
-        QCOMPARE(nested({{"c", channelRecord(connection, 1)}}, "c"), "Hall");
-        QCOMPARE(nested({{"c", channelRecord(connection, farChannel)}}, "c"), "Den");
+        QCOMPARE(server::instance()->getChannelObj(conText)->getData("1", "name"), "Hall");
+        QCOMPARE(server::instance()->getChannelObj(conText)->getData("4294967297", "name"), "Den");
 
         mHost->callCount = 0;
         refreshClient(connection, 99);
@@ -203,6 +202,14 @@ private Q_SLOTS:
             free(items[i]);
         free(items);
 
+#ifdef QT_NO_DEBUG // elsewhere such a list ends in an assertion
+        items = createMenus({entry("Channel", "x", {}), entry("client", "y", {})});
+        QCOMPARE(items[1]->text, "y");
+        QVERIFY(!items[2]);
+        for (int i : {0, 1})
+            free(items[i]);
+        free(items);
+#endif
         QCOMPARE(menuCommand(entries, 1), QVariant(1));
         QCOMPARE(menuCommand(entries, 3), QVariant(3));
         QVERIFY(!menuCommand(entries, 5).isValid());

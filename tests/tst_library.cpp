@@ -139,6 +139,14 @@ private Q_SLOTS:
         QVERIFY(mStage->host.calls.at(3).contains("getChannelOfClient(1, 7)"));
     }
 
+    void readsTheUpdatedClientBeforeTheInvoker()
+    {
+        mStage->connect(1);
+        mStage->host.calls.clear();
+        mPlugin->onUpdateClientEvent(1, 8, 7, "", "");
+        QVERIFY(mStage->host.calls.first().contains("getClientVariableAsString(1, 8, 0)"));
+    }
+
     void keepsTheModelThroughShutdown()
     {
         mStage->connect(1);

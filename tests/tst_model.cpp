@@ -134,8 +134,6 @@ private Q_SLOTS:
         QCOMPARE(registry.getChannelGroupObj(id1)->getData(id1), Record());
         QCOMPARE(registry.getChannelObj(id2)->getData(id1), named("kept"));
     }
-
-    void registryIsOne() { QCOMPARE(server::instance(), server::instance()); }
 };
 
 QTEST_GUILESS_MAIN(TestModel)

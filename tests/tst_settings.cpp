@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QGroupBox>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
@@ -121,6 +122,13 @@ private Q_SLOTS:
         QCOMPARE(read(copy.arg(2)), damage);
         QTRY_COMPARE(read(mFile),
                      QByteArray("[General]\nstaybolt.permitIdleDock=0\nstaybolt.sendNotify=0\n"));
+        // Damaged when it was opened, repaired before it is saved: what stands there counts.
+        write(mFile, damage);
+        settings->init("Kestrelsoft Staybolt");
+        write(mFile, "[General]\nmine=2\n");
+        press("buttonApply");
+        QTRY_VERIFY(read(mFile).contains("sendNotify"));
+        QVERIFY(read(mFile).contains("mine=2"));
         // Damaged anew while it is open: Qt would drop the line that it can't read.
         write(mFile, "[General]\nmine=1\nno value\n");
         press("buttonApply");
@@ -194,6 +202,12 @@ private Q_SLOTS:
         QCOMPARE(mDialog->minimumSize(), size);
         QCOMPARE(mDialog->maximumSize(), size);
         QVERIFY(!mDialog->isVisible());
+        QCOMPARE(mDialog->windowTitle(), "Configuration");
+        QCOMPARE(mDialog->findChild<QGroupBox *>()->title(), "Configuration:");
+        for (const QSlider *slider : mDialog->findChildren<QSlider *>()) {
+            QCOMPARE(slider->orientation(), Qt::Horizontal);
+            QCOMPARE(slider->maximumWidth(), 60);
+        }
         QCOMPARE(field<QSlider>("sliderNotify")->maximum(), 1);
         QCOMPARE(field<QSlider>("sliderIdleDock")->maximum(), 1);
         // From top to bottom and from left to right, as a user reads it.

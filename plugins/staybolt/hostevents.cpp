@@ -18,6 +18,38 @@ void storeClients(uint64 connection, const QList<Record> &records)
         table->setData(idText(record.value(recordKeys::clId()).toUInt()), record);
 }
 
+/// What the model holds of one connection, wrapped for event records. Lives between two calls of
+/// the client, as its tables go with the server.
+class Model
+{
+public:
+    explicit Model(uint64 connection) :
+        mId(idText(connection)), mClients(::server::instance()->getClientsObj(mId)),
+        mChannels(::server::instance()->getChannelObj(mId))
+    {
+    }
+
+    Record server() const { return ::server::instance()->getData(mId); }
+    /// The id is taken whole, also where it is beyond the range of client ids.
+    QVariant client(uint64 id) const { return mClients->getData(idText(id)); }
+    QVariant channel(uint64 id) const { return mChannels->getData(idText(id)); }
+
+    EventRecords moveRecords(anyID own, uint64 oldChannel, uint64 newChannel) const
+    {
+        EventRecords records;
+        records.client.insert(eventKeys::own(), client(own));
+        records.channel.insert(eventKeys::source(), channel(oldChannel));
+        records.channel.insert(eventKeys::dest(), channel(newChannel));
+        records.server = server();
+        return records;
+    }
+
+private:
+    QString mId;
+    const clients *mClients;
+    const channels *mChannels;
+};
+
 }
 
 void loadServer(uint64 connection)
@@ -52,35 +84,30 @@ void refreshChannels(uint64 connection)
         table->setData(record.value(recordKeys::id()).toString(), record);
 }
 
-QVariant clientRecord(uint64 connection, uint64 client)
-{
-    return server::instance()->getClientsObj(idText(connection))->getData(idText(client));
-}
-
-QVariant channelRecord(uint64 connection, uint64 channel)
-{
-    return server::instance()->getChannelObj(idText(connection))->getData(idText(channel));
-}
-
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel)
 {
-    EventRecords records;
-    records.client.insert(eventKeys::own(), clientRecord(connection, own));
-    records.channel.insert(eventKeys::source(), channelRecord(connection, oldChannel));
-    records.channel.insert(eventKeys::dest(), channelRecord(connection, newChannel));
-    records.server = server::instance()->getData(idText(connection));
+    return Model(connection).moveRecords(own, oldChannel, newChannel);
+}
+
+EventRecords forcedMoveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel,
+                               anyID mover)
+{
+    const Model model(connection);
+    EventRecords records = model.moveRecords(own, oldChannel, newChannel);
+    records.client.insert(eventKeys::executor(), model.client(mover));
     return records;
 }
 
 EventRecords choiceRecords(uint64 connection, const QVariant &cmd)
 {
     EventRecords records;
-    records.server = server::instance()->getData(idText(connection));
+    records.server = Model(connection).server();
     records.server.insert(eventKeys::cmd(), cmd);
     const anyID own = funcwrapper::instance()->getOwnClientID(connection);
     const uint64 ownChannel = funcwrapper::instance()->getChannelID(connection, own);
-    records.channel.insert(eventKeys::src(), channelRecord(connection, ownChannel));
-    records.client.insert(eventKeys::executor(), clientRecord(connection, own));
+    const Model model(connection);
+    records.channel.insert(eventKeys::src(), model.channel(ownChannel));
+    records.client.insert(eventKeys::executor(), model.client(own));
     return records;
 }
 
@@ -89,8 +116,8 @@ EventRecords choiceRecords(uint64 connection, const QVariant &cmd, PluginMenuTyp
 {
     EventRecords records = choiceRecords(connection, cmd);
     if (type == PLUGIN_MENU_TYPE_CHANNEL)
-        records.channel.insert(eventKeys::dest(), channelRecord(connection, selected));
+        records.channel.insert(eventKeys::dest(), Model(connection).channel(selected));
     else if (type == PLUGIN_MENU_TYPE_CLIENT)
-        records.client.insert(eventKeys::affected(), clientRecord(connection, selected));
+        records.client.insert(eventKeys::affected(), Model(connection).client(selected));
     return records;
 }

@@ -27,14 +27,11 @@ void refreshChannelClients(uint64 connection, uint64 channel);
 /// Reads all channels into the model. Those that the client no longer lists stay as they were.
 void refreshChannels(uint64 connection);
 
-/// The model's record of a client, wrapped for an event record. The id is taken whole, also where
-/// it is beyond the range of client ids.
-QVariant clientRecord(uint64 connection, uint64 client);
-/// The model's record of a channel, wrapped for an event record.
-QVariant channelRecord(uint64 connection, uint64 channel);
-
 /// Records of a move of the own client: "own", "source" and "dest".
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel);
+/// The same with the mover as "executor".
+EventRecords forcedMoveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel,
+                               anyID mover);
 /// Records of something that the user chose: the own client as "executor", its channel as "src"
 /// and `cmd` as the server's "cmd".
 EventRecords choiceRecords(uint64 connection, const QVariant &cmd);

@@ -20,8 +20,8 @@ constexpr size_t infoBytes = 128;
 
 char *pluginID = nullptr;
 
-// Outside of init and shutdown there is neither module nor dialog; the client's calls then do
-// nothing instead of taking the client down.
+// Before init and after shutdown there is neither module nor dialog. Events then reach the model
+// only, instead of taking the client down.
 
 void raise(moduleEvents event, const EventRecords &records)
 {
@@ -141,9 +141,7 @@ void ts3plugin_onClientMoveMovedEvent(uint64 connection, anyID client, uint64 ol
     if (client != own)
         return;
     refreshChannelClients(connection, newChannel);
-    EventRecords records = moveRecords(connection, own, oldChannel, newChannel);
-    records.client.insert(eventKeys::executor(), clientRecord(connection, mover));
-    raise(eventClientMoveMoved, records);
+    raise(eventClientMoveMoved, forcedMoveRecords(connection, own, oldChannel, newChannel, mover));
 }
 
 void ts3plugin_onChannelMoveEvent(uint64 connection, uint64, uint64, anyID, const char *,

@@ -21,7 +21,8 @@ struct GiveBack
     void operator()(void *block) const { freeMemory(block); }
 };
 
-/// A block that the client handed out, null included; it goes back at the end of the scope.
+/// A block that the client handed out; it goes back at the end of the scope. The client may hand
+/// out a null pointer, which is no block and stays here.
 template<typename T>
 using HostBlock = std::unique_ptr<T, GiveBack>;
 

@@ -23,8 +23,9 @@ bool isDamaged(const QString &path)
     QTemporaryFile copy;
     if (!file.open(QIODevice::ReadOnly) || !copy.open())
         return false;
-    copy.write(file.readAll());
-    copy.close();
+    const QByteArray bytes = file.readAll();
+    if (copy.write(bytes) != bytes.size() || !copy.flush())
+        return false;
     const QSettings settings(copy.fileName(), QSettings::IniFormat);
     settings.allKeys(); // Qt leaves sections unparsed until they are asked for.
     return settings.status() == QSettings::FormatError;
@@ -58,6 +59,7 @@ void configuration::init(QString name)
     delete mSettings;
     mSettings = new QSettings(path, QSettings::IniFormat);
     mReadsAsEmpty = isDamaged(path);
+    mSoundSince = 0;
 }
 
 void configuration::set(QString key, QVariant value)
@@ -94,9 +96,11 @@ bool configuration::prepareWrite()
     const qint64 changed = QFileInfo(mSettings->fileName()).lastModified().toMSecsSinceEpoch();
     if (changed == mSoundSince && !mReadsAsEmpty)
         return true;
-    if (isDamaged(mSettings->fileName()) && !keepDamaged(mSettings->fileName()))
+    const bool damaged = isDamaged(mSettings->fileName());
+    if (damaged && !keepDamaged(mSettings->fileName()))
         return false;
-    if (mReadsAsEmpty)
+    // A file that somebody has repaired meanwhile is read anew with the write.
+    if (mReadsAsEmpty && damaged)
         mSettings->clear();
     mReadsAsEmpty = false;
     mSoundSince = changed;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "shared/settings/settingskeys.h"
+
 #include <QObject>
 #include <QString>
 #include <QVariant>
@@ -8,30 +10,11 @@
 
 class QSettings;
 
-/// Keys of the settings file. `uid` is a server's unique identifier as the client reports it.
-namespace settingsKeys {
-/// Whether the mover is told after a move back; bool, false when absent.
-inline QString sendNotify() { return QStringLiteral("staybolt.sendNotify"); }
-/// What the mover is told; text, the standard text when absent.
-inline QString customNotify() { return QStringLiteral("staybolt.customNotify"); }
-/// The dialog's own record of its idleDock switch; bool, false when absent.
-inline QString permitIdleDock() { return QStringLiteral("staybolt.permitIdleDock"); }
-/// Whether moves into the idleDock target channel are let through; bool, false when absent.
-inline QString idleDock() { return QStringLiteral("module.staybolt.idleDock"); }
-/// The idleDock target channel on a server; unsigned 32-bit channel id, 0 when absent.
-inline QString idleDockTarget(const QString &uid)
-{
-    return QStringLiteral("module.idleDock.%1.target").arg(uid);
-}
-/// Present with any value: every event of that server is ignored.
-inline QString excludedServer(const QString &uid) { return QStringLiteral("staybolt.%1").arg(uid); }
-}
-
 /// The plug-in's settings, one INI file in the client's configuration directory.
 ///
 /// No call fails: a missing, unreadable or damaged file reads as empty, and Qt creates or replaces
 /// it on the first write. What a damaged file held is first copied to a file beside it,
-/// `name`.damaged-1.ini or the next free number. Qt writes changes from the event loop of the
+/// `name`.damaged-1.ini or the next free number; while that can't be done, nothing is stored. Qt writes changes from the event loop of the
 /// thread that called init(), on which all calls but instance() are made; before init() the store
 /// is empty and keeps nothing.
 class configuration : public QObject
