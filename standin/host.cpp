@@ -81,6 +81,14 @@ struct HostFunctions
                      : QStringLiteral("null");
     }
 
+    static void expectNoReturnCode(const char *returnCode)
+    {
+        if (returnCode) {
+            theHost->complain(QStringLiteral("a return code was given, for which the plug-in has "
+                                             "no callback"));
+        }
+    }
+
     static bool has(const char *function, Host::Fault fault)
     {
         const auto found = theHost->faults.constFind(function);
@@ -162,6 +170,7 @@ struct HostFunctions
                                           const char *password, const char *returnCode)
     {
         enter("requestClientMove", connection, client, channel, password, returnCode);
+        expectNoReturnCode(returnCode);
         const Request request{Request::Move, connection, client, channel, password};
         Server *server = theHost->server(connection);
         if (!server)
@@ -192,6 +201,7 @@ struct HostFunctions
                                                   anyID client, const char *returnCode)
     {
         enter("requestSendPrivateTextMsg", connection, message, client, returnCode);
+        expectNoReturnCode(returnCode);
         const Request request{Request::Message, connection, client, 0, message};
         Server *server = theHost->server(connection);
         if (!server)
@@ -388,6 +398,7 @@ struct HostFunctions
     static unsigned int requestServerGroupList(uint64 connection, const char *returnCode)
     {
         enter("requestServerGroupList", connection, returnCode);
+        expectNoReturnCode(returnCode);
         return finish({Request::ServerGroups, connection},
                       has("requestServerGroupList", Host::Fault::Refuse) ? refused : ERROR_ok);
     }
@@ -395,6 +406,7 @@ struct HostFunctions
     static unsigned int requestChannelGroupList(uint64 connection, const char *returnCode)
     {
         enter("requestChannelGroupList", connection, returnCode);
+        expectNoReturnCode(returnCode);
         return finish({Request::ChannelGroups, connection},
                       has("requestChannelGroupList", Host::Fault::Refuse) ? refused : ERROR_ok);
     }
@@ -502,6 +514,36 @@ Server *Host::server(uint64 connection)
 {
     const auto found = servers.find(connection);
     return found == servers.end() || found->status == STATUS_DISCONNECTED ? nullptr : &*found;
+}
+
+bool Host::knows(const QByteArray &function)
+{
+    static const QSet<QByteArray> names{"getErrorMessage",
+                                        "freeMemory",
+                                        "logMessage",
+                                        "requestClientMove",
+                                        "requestSendPrivateTextMsg",
+                                        "getClientID",
+                                        "getClientVariableAsInt",
+                                        "getClientVariableAsString",
+                                        "getChannelOfClient",
+                                        "getChannelVariableAsInt",
+                                        "getChannelVariableAsString",
+                                        "getChannelList",
+                                        "getChannelClientList",
+                                        "getServerConnectionHandlerList",
+                                        "getServerVariableAsString",
+                                        "getConnectionStatus",
+                                        "getConnectionVariableAsString",
+                                        "requestServerGroupList",
+                                        "requestChannelGroupList",
+                                        "getAppPath",
+                                        "getResourcesPath",
+                                        "getConfigPath",
+                                        "getPluginPath",
+                                        "getCurrentServerConnectionHandlerID",
+                                        "printMessageToCurrentTab"};
+    return names.contains(function);
 }
 
 void Host::deliver()

@@ -26,6 +26,13 @@ struct Request
     int level = LogLevel_WARNING;
     /// The channel of a log line.
     QByteArray logChannel = {};
+
+    bool operator==(const Request &other) const
+    {
+        return kind == other.kind && connection == other.connection && client == other.client
+            && channel == other.channel && text == other.text && level == other.level
+            && logChannel == other.logChannel;
+    }
 };
 
 struct Channel
@@ -120,13 +127,16 @@ public:
     QStringList complaints() const;
     int blocksHandedOut() const { return mBlocksHandedOut; }
 
+    void complain(const QString &complaint) { mComplaints.append(complaint); }
+    /// Whether the table has a function of that name.
+    static bool knows(const QByteArray &function);
+
     /// The text of an error code.
     QByteArray errorText(unsigned int code) const;
 
 private:
     friend struct HostFunctions;
 
-    void complain(const QString &complaint) { mComplaints.append(complaint); }
     void *handOut(const void *data, size_t size, const char *function);
     void takeBack(void *block);
 

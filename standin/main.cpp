@@ -1,6 +1,7 @@
 #include "standin/random.h"
 #include "standin/scenario.h"
 #include "standin/stage.h"
+#include "standin/terminal.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -10,35 +11,67 @@
 #include <QTemporaryDir>
 #include <QWidget>
 
-#include <poll.h>
-#include <unistd.h>
-
 namespace {
 
+const char *const welcome =
+    "This host stands in for the voice client. The stage is set with two servers, Northgate and\n"
+    "Southgate; on both you are Robin, and Mallory and Trudy like to move people. Try:\n\n"
+    "  show                                      who is where\n"
+    "  move Northgate Robin Den                  go somewhere; the plug-in remembers it\n"
+    "  moved Northgate Robin Dungeon by Mallory  be moved, and see what the plug-in does\n"
+    "  configure, notify on, save                have the mover told\n"
+    "  help                                      everything else; Ctrl-D ends\n\n";
+
+const char *const preparedStage[] = {"server Northgate northgate=",
+                                     "channel Northgate 1 Lobby default",
+                                     "channel Northgate 2 Dungeon",
+                                     "channel Northgate 3 Den",
+                                     "user Northgate 7 Robin Lobby",
+                                     "client Northgate 8 Mallory Lobby",
+                                     "client Northgate 9 Eve Dungeon",
+                                     "server Southgate southgate=",
+                                     "channel Southgate 11 Hall default",
+                                     "channel Southgate 12 Cellar",
+                                     "user Southgate 5 Robin Hall",
+                                     "client Southgate 6 Trudy Hall",
+                                     "load",
+                                     "connect Northgate",
+                                     "connect Southgate"};
+
 /// Plays statements from standard input as they come; a person may go on after a mistake.
-Scenario::Outcome playInput(Scenario &scenario, QTextStream &output)
+Scenario::Outcome playInput(Scenario &scenario)
 {
-    const bool isPerson = isatty(STDIN_FILENO);
-    // Unbuffered, so that what a person has typed already is never held back behind the wait.
-    QFile input;
-    if (!input.open(STDIN_FILENO, QIODevice::ReadOnly | QIODevice::Unbuffered))
-        return Scenario::Mistaken;
+    Terminal terminal(Scenario::names());
     for (int number = 1;; ++number) {
-        if (isPerson) {
-            output << "> " << Qt::flush;
-            // The settings dialog lives on while a person thinks.
-            pollfd wait{STDIN_FILENO, POLLIN, 0};
-            while (poll(&wait, 1, 20) == 0)
-                QApplication::processEvents();
-        }
-        const QByteArray line = input.readLine();
+        const std::optional<QString> line = terminal.readLine();
         const QString place = QStringLiteral("-:%1").arg(number);
-        if (line.isEmpty())
-            return scenario.finish(place);
-        const Scenario::Outcome outcome = scenario.playLine(QString::fromUtf8(line), place);
-        if (outcome != Scenario::Held && !isPerson)
+        if (!line)
+            return terminal.isPerson() ? Scenario::Held : scenario.finish(place);
+        const Scenario::Outcome outcome = scenario.playLine(*line, place);
+        if (outcome != Scenario::Held && !terminal.isPerson())
             return outcome;
     }
+}
+
+/// Prepares the stage for somebody who just wants to look.
+Scenario::Outcome playPrepared(Scenario &scenario, QTextStream &output)
+{
+    output << welcome << Qt::flush;
+    for (const char *line : preparedStage) {
+        const Scenario::Outcome outcome =
+            scenario.playLine(QLatin1String(line), QStringLiteral("the prepared stage"));
+        if (outcome != Scenario::Held)
+            return outcome;
+    }
+    return playInput(scenario);
+}
+
+void tellStory(QTextStream &output, const QString &line)
+{
+    // What the plug-in does stands out from what happens to it.
+    const bool isPlugin = line.startsWith(QLatin1String("    Staybolt: "));
+    const char *const colour = !isColoured() ? "" : isPlugin ? "\033[33m" : "\033[1m";
+    output << colour << line << (isColoured() ? "\033[0m" : "") << '\n' << Qt::flush;
 }
 
 bool writePicture(Stage &stage, const QString &file, QTextStream &output, QTextStream &errors)
@@ -119,15 +152,16 @@ int main(int argc, char *argv[])
     QTextStream errors(stderr);
     Stage stage(parser.value(config));
     if (!parser.isSet(quiet))
-        stage.tell = [&](const QString &line) { output << line << '\n' << Qt::flush; };
+        stage.tell = [&](const QString &line) { tellStory(output, line); };
 
     Scenario scenario(stage, parser.value(library), errors);
     int status = Scenario::Held;
+    if (argc == 1)
+        status = playPrepared(scenario, output);
     const QStringList files = parser.positionalArguments();
     for (const QString &file : files) {
         if (status == Scenario::Held) {
-            status =
-                file == QLatin1String("-") ? playInput(scenario, output) : scenario.playFile(file);
+            status = file == QLatin1String("-") ? playInput(scenario) : scenario.playFile(file);
         }
     }
 
@@ -136,8 +170,14 @@ int main(int argc, char *argv[])
                                                   : QRandomGenerator::system()->generate();
         output << "Seed " << number << '\n' << Qt::flush;
         stage.tell = [](const QString &) {};
-        if (!playRandom(stage, parser.value(library), parser.value(random).toInt(), number, errors))
+        bool isNumber = false;
+        const int events = parser.value(random).toInt(&isNumber);
+        if (!isNumber || events < 1) {
+            errors << "--random takes a number of events\n" << Qt::flush;
+            status = Scenario::Mistaken;
+        } else if (!playRandom(stage, parser.value(library), events, number, errors)) {
             status = Scenario::Failed;
+        }
     }
 
     const bool wantsDialog = parser.isSet(settings) || parser.isSet(picture);

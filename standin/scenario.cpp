@@ -56,6 +56,14 @@ QStringList split(const QString &line)
     return words;
 }
 
+/// A request as the story tells it, and with its ids, which are what counts.
+QString withIds(Stage &stage, const Request &request)
+{
+    return QStringLiteral("%1 (connection %2, client %3, channel %4)")
+        .arg(describe(stage, request), QString::number(request.connection),
+             QString::number(request.client), QString::number(request.channel));
+}
+
 template<typename T>
 T *widget(const char *name)
 {
@@ -155,6 +163,7 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"refuse", "FUNCTION [TEXT]", &Scenario::playRefuse},
         {"allow", "FUNCTION", &Scenario::playAllow},
         {"callbacks", "inside | after", &Scenario::playCallbacks},
+        {"show", "", &Scenario::playShow},
         {"say", "TEXT", &Scenario::playSay},
         {"expect",
          "move SERVER CLIENT CHANNEL | message SERVER CLIENT TEXT | log SERVER TEXT | "
@@ -174,6 +183,14 @@ QString Scenario::help()
                     .arg(QLatin1String(statement.name), QLatin1String(statement.arguments));
     }
     return text;
+}
+
+QStringList Scenario::names()
+{
+    QStringList names;
+    for (const Statement &statement : statements())
+        names.append(QLatin1String(statement.name));
+    return names;
 }
 
 Scenario::Outcome Scenario::playLine(const QString &line, const QString &place)
@@ -258,6 +275,16 @@ anyID Scenario::takeClient(Words &words, uint64 connection)
                                                 std::numeric_limits<anyID>::max()));
 }
 
+QByteArray Scenario::takeFunction(Words &words)
+{
+    const QByteArray function = words.takeBytes("FUNCTION");
+    if (!Host::knows(function)) {
+        throw Mistake{
+            QStringLiteral("the table has no function %1").arg(QString::fromUtf8(function))};
+    }
+    return function;
+}
+
 void Scenario::needPlugin()
 {
     if (!mStage.plugin.isOpen())
@@ -305,6 +332,8 @@ void Scenario::addClient(Words &words, bool own)
     client.uid = client.name.toBase64();
     client.channel = takeChannel(words, connection);
     if (server.status == STATUS_CONNECTION_ESTABLISHED) {
+        if (own)
+            throw Mistake{QStringLiteral("the user must be there before the server is connected")};
         needPlugin();
         mStage.enter(connection, client);
         return;
@@ -502,18 +531,41 @@ void Scenario::playReload(Words &) { press("buttonReload"); }
 
 void Scenario::playRefuse(Words &words)
 {
-    mStage.host.faults.insert(words.takeBytes("FUNCTION"), Host::Fault::Refuse);
+    mStage.host.faults.insert(takeFunction(words), Host::Fault::Refuse);
     if (!words.atEnd())
         mStage.host.refusal = words.takeBytes("TEXT");
 }
 
-void Scenario::playAllow(Words &words) { mStage.host.faults.remove(words.takeBytes("FUNCTION")); }
+void Scenario::playAllow(Words &words) { mStage.host.faults.remove(takeFunction(words)); }
 
 void Scenario::playCallbacks(Words &words)
 {
     mStage.host.answersInside = words.takeWord("inside");
     if (!mStage.host.answersInside && !words.takeWord("after"))
         throw Mistake{QStringLiteral("neither inside nor after")};
+}
+
+void Scenario::playShow(Words &)
+{
+    for (const Server &server : qAsConst(mStage.host.servers)) {
+        const bool isConnected = server.status == STATUS_CONNECTION_ESTABLISHED;
+        mStage.tell(QStringLiteral("%1, connection %2%3")
+                        .arg(QString::fromUtf8(server.name), QString::number(server.connection),
+                             isConnected ? QString() : QStringLiteral(" (not connected)")));
+        for (const Channel &channel : server.channels) {
+            mStage.tell(
+                QStringLiteral("  %1 %2").arg(channel.id, 3).arg(QString::fromUtf8(channel.name)));
+            for (const Client &client : server.clients) {
+                if (client.channel == channel.id) {
+                    mStage.tell(
+                        QStringLiteral("      %1 %2%3")
+                            .arg(client.id, 3)
+                            .arg(QString::fromUtf8(client.name),
+                                 client.id == server.own ? QStringLiteral(" <- you") : QString()));
+                }
+            }
+        }
+    }
 }
 
 void Scenario::playSay(Words &words) { mStage.tell(words.take("TEXT")); }
@@ -597,8 +649,12 @@ void Scenario::playExpect(Words &words)
         throw Mistake{QStringLiteral("there is no expectation \"%1\"").arg(what)};
     }
 
-    expectText(what, describe(mStage, request),
-               mExpected < host.requests.size() ? describe(mStage, host.requests.at(mExpected))
-                                                : QStringLiteral("nothing"));
+    const bool came = mExpected < host.requests.size();
+    if (!came || !(host.requests.at(mExpected) == request)) {
+        throw Mismatch{QStringLiteral("%1: expected: %2; came: %3")
+                           .arg(what, withIds(mStage, request),
+                                came ? withIds(mStage, host.requests.at(mExpected))
+                                     : QStringLiteral("nothing"))};
+    }
     ++mExpected;
 }

@@ -25,6 +25,8 @@ public:
 
     /// All statements with their arguments.
     static QString help();
+    /// The names of all statements.
+    static QStringList names();
 
 private:
     class Words;
@@ -39,6 +41,7 @@ private:
     uint64 takeServer(Words &words);
     uint64 takeChannel(Words &words, uint64 connection);
     anyID takeClient(Words &words, uint64 connection);
+    QByteArray takeFunction(Words &words);
     void needPlugin();
     void expectText(const QString &what, const QString &expected, const QString &came);
     void slide(const char *slider, const char *label, Words &words);
@@ -76,6 +79,7 @@ private:
     void playRefuse(Words &words);
     void playAllow(Words &words);
     void playCallbacks(Words &words);
+    void playShow(Words &words);
     void playSay(Words &words);
     void playHelp(Words &words);
     void playExpect(Words &words);

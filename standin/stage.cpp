@@ -22,9 +22,13 @@ QString capitalised(QString text)
 
 /// Collects a null-terminated array of blocks that the plug-in handed out, and gives it back.
 template<typename Item, typename Text>
-QStringList collect(const Plugin &plugin, Item **items, Text text)
+QStringList collect(Host &host, const Plugin &plugin, Item **items, Text text)
 {
     QStringList texts;
+    if (!items) {
+        host.complain(QStringLiteral("no array of menu items or hotkeys was handed out"));
+        return texts;
+    }
     for (Item **item = items; *item; ++item) {
         texts.append(text(**item));
         plugin.freeMemory(*item);
@@ -255,7 +259,7 @@ QStringList Stage::menu()
     PluginMenuItem **items = nullptr;
     char *icon = nullptr;
     call("initMenus", plugin.initMenus, &items, &icon);
-    return collect(plugin, items, [](const PluginMenuItem &item) {
+    return collect(host, plugin, items, [](const PluginMenuItem &item) {
         return QStringLiteral("%1 %2 %3")
             .arg(item.type)
             .arg(item.id)
@@ -267,7 +271,7 @@ QStringList Stage::hotkeys()
 {
     PluginHotkey **hotkeys = nullptr;
     call("initHotkeys", plugin.initHotkeys, &hotkeys);
-    return collect(plugin, hotkeys,
+    return collect(host, plugin, hotkeys,
                    [](const PluginHotkey &hotkey) { return QString::fromUtf8(hotkey.keyword); });
 }
 
@@ -299,16 +303,18 @@ QString Stage::serverName(uint64 connection)
 
 QString Stage::channelName(uint64 connection, uint64 channel)
 {
-    const Channel *found = host.servers[connection].channel(channel);
+    const auto server = host.servers.find(connection);
+    const Channel *found = server == host.servers.end() ? nullptr : server->channel(channel);
     return found ? quoted(found->name) : QStringLiteral("channel %1").arg(channel);
 }
 
 QString Stage::clientName(uint64 connection, uint64 client)
 {
-    Server &server = host.servers[connection];
-    if (client == server.own && client != 0)
+    const auto server = host.servers.find(connection);
+    if (server != host.servers.end() && client == server->own && client != 0)
         return QStringLiteral("you");
-    const Client *found = server.client(static_cast<anyID>(client));
+    const Client *found =
+        server == host.servers.end() ? nullptr : server->client(static_cast<anyID>(client));
     return found ? QString::fromUtf8(found->name) : QStringLiteral("client %1").arg(client);
 }
 

@@ -105,7 +105,11 @@ private Q_SLOTS:
             "ID is not a number from 0 to 65535: 65536");
         row("unknown expectation", "expect rain\n", 2, "there is no expectation \"rain\"");
         row("no request came", "expect move Northgate Robin Lobby\n", 1,
-            "move: expected: move you to \"Lobby\" on \"Northgate\"; came: nothing");
+            "move: expected: move you to \"Lobby\" on \"Northgate\" (connection 1, client 7, "
+            "channel "
+            "1); came: nothing");
+        row("misspelt function", "refuse getClientId\n", 2,
+            "the table has no function getClientId");
         row("an info that does not hold", "expect info x\n", 1,
             "info: expected: x; came: [I]\"none\"[/I]");
         row("a request that nobody expected", "expect nothing\n" + forced + "# the end\n", 1,
