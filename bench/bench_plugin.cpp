@@ -1,6 +1,7 @@
 // Measures whole exports of the built library against the least that the client's interface makes
-// of each event: the same host calls and nothing else (calls), and the same with each text turned
-// into a QString (decode).
+// of each event: the same host calls and nothing else (calls), the same with each text turned into
+// a QString (decode), and that with the texts put into records and the records into tables of the
+// types that the model has (records), which is the least that a plug-in with such a model can do.
 
 #include "bench/allocations.h"
 #include "bench/plain_host.h"
@@ -28,15 +29,41 @@ using plainHost::connection;
 Plugin plugin;
 TS3Functions table;
 
-/// The host calls of the plug-in's loaders.
-template<bool decodes>
+enum Depth { Calls, Decode, Records };
+
+using Record = QHash<QString, QVariant>;
+QHash<QString, Record> clientTable;
+QHash<QString, QString> clientUids;
+QHash<QString, Record> channelTable;
+
+/// The host calls of the plug-in's loaders, and what is done with the answers.
+template<Depth depth>
 struct Floor
 {
-    static void text(char *text)
+    static QVariant text(char *text)
     {
-        if constexpr (decodes)
+        QVariant value;
+        if constexpr (depth == Records)
+            value = QString::fromUtf8(text);
+        else if constexpr (depth == Decode)
             benchmark::DoNotOptimize(QString::fromUtf8(text));
         table.freeMemory(text);
+        return value;
+    }
+
+    static void put(Record &record, const QString &key, const QVariant &value)
+    {
+        if constexpr (depth == Records)
+            record.insert(key, value);
+    }
+
+    static void store(const QList<Record> &records)
+    {
+        for (const Record &record : records) {
+            const QString id = QString::number(record.value(QStringLiteral("clId")).toUInt());
+            clientTable.insert(id, record);
+            clientUids.insert(record.value(QStringLiteral("uid")).toString(), id);
+        }
     }
 
     static anyID ownClient()
@@ -52,13 +79,19 @@ struct Floor
         table.getChannelOfClient(connection, own, &channel);
     }
 
-    static void client(anyID id)
+    static Record client(anyID id)
     {
+        const QString keys[] = {QStringLiteral("uid"), QStringLiteral("name"),
+                                QStringLiteral("version"), QStringLiteral("platform")};
+        Record record;
         for (size_t property : {0, 1, 3, 2}) {
             char *value = nullptr;
             table.getClientVariableAsString(connection, id, property, &value);
-            text(value);
+            put(record, keys[property], text(value));
         }
+        put(record, QStringLiteral("clId"),
+            depth == Records ? QVariant::fromValue(id) : QVariant());
+        return record;
     }
 
     static void server()
@@ -74,23 +107,37 @@ struct Floor
     {
         anyID *ids = nullptr;
         table.getChannelClientList(connection, 1, &ids);
-        for (const anyID *id = ids; *id; ++id)
-            client(*id);
+        QList<Record> records;
+        for (const anyID *id = ids; *id; ++id) {
+            const Record record = client(*id);
+            if constexpr (depth == Records)
+                records.append(record);
+        }
         table.freeMemory(ids);
+        store(records);
     }
 
     static void channels()
     {
         uint64 *ids = nullptr;
         table.getChannelList(connection, &ids);
+        QList<Record> records;
         for (const uint64 *id = ids; *id; ++id) {
+            Record record;
+            if constexpr (depth == Records)
+                record.insert(QStringLiteral("id"), QString::number(*id));
             char *value = nullptr;
             table.getChannelVariableAsString(connection, *id, CHANNEL_NAME, &value);
-            text(value);
+            put(record, QStringLiteral("name"), text(value));
             int isDefault = 0;
             table.getChannelVariableAsInt(connection, *id, CHANNEL_FLAG_DEFAULT, &isDefault);
+            put(record, QStringLiteral("default"), isDefault == 1);
+            if constexpr (depth == Records)
+                records.append(record);
         }
         table.freeMemory(ids);
+        for (const Record &record : qAsConst(records))
+            channelTable.insert(record.value(QStringLiteral("id")).toString(), record);
     }
 
     static void requestMove()
@@ -106,6 +153,8 @@ struct Event
     void (*plugin)();
     void (*calls)();
     void (*decode)();
+    /// Null where an event is not about lists.
+    void (*records)();
     /// What the sizes count: clients in the channel or channels on the server.
     enum Kind { Clients, Channels, Fixed } kind;
     std::vector<int> sizes;
@@ -113,46 +162,48 @@ struct Event
     bool toRequest = false;
 };
 
-template<bool decodes>
+template<Depth depth>
 void forcedMoveFloor()
 {
-    using F = Floor<decodes>;
+    using F = Floor<depth>;
     F::ownClient();
-    F::client(plainHost::own);
+    const Record own = F::client(plainHost::own);
+    if constexpr (depth == Records)
+        F::store({own});
     F::clientsInChannel();
     F::requestMove();
 }
 
-template<bool decodes>
+template<Depth depth>
 void ownMoveFloor()
 {
-    using F = Floor<decodes>;
+    using F = Floor<depth>;
     F::ownChannel(F::ownClient());
     F::clientsInChannel();
 }
 
-template<bool decodes>
+template<Depth depth>
 void thirdPartyFloor()
 {
-    Floor<decodes>::ownClient();
-    Floor<decodes>::client(9);
+    Floor<depth>::ownClient();
+    Floor<depth>::client(9);
 }
 
-template<bool decodes>
+template<Depth depth>
 void establishFloor()
 {
-    using F = Floor<decodes>;
+    using F = Floor<depth>;
     F::ownChannel(F::ownClient());
     F::server();
     F::clientsInChannel();
     F::channels();
 }
 
-template<bool decodes>
+template<Depth depth>
 void updateFloor()
 {
-    Floor<decodes>::client(9);
-    Floor<decodes>::client(plainHost::mover);
+    Floor<depth>::client(9);
+    Floor<depth>::client(plainHost::mover);
 }
 
 void forcedMove()
@@ -191,27 +242,41 @@ const std::vector<Event> &events()
     static const std::vector<int> clients{1, 10, 100, 1000, 10000, 60000};
     static const std::vector<int> channels{10, 100, 1000, 10000, 100000};
     static const std::vector<Event> all{
-        {"forced move, to the request", forcedMove, forcedMoveFloor<false>, forcedMoveFloor<true>,
-         Event::Clients, clients, true},
-        {"forced move", forcedMove, forcedMoveFloor<false>, forcedMoveFloor<true>, Event::Clients,
-         clients},
-        {"own move", ownMove, ownMoveFloor<false>, ownMoveFloor<true>, Event::Clients, {100}},
-        {"third party's move",
-         thirdPartyMove,
-         thirdPartyFloor<false>,
-         thirdPartyFloor<true>,
-         Event::Fixed,
-         {1}},
-        {"channel event", channelEvent, Floor<false>::channels, Floor<true>::channels,
-         Event::Channels, channels},
-        {"establishment",
-         establish,
-         establishFloor<false>,
-         establishFloor<true>,
+        {"forced move, to the request", forcedMove, forcedMoveFloor<Calls>, forcedMoveFloor<Decode>,
+         forcedMoveFloor<Records>, Event::Clients, clients, true},
+        {"forced move", forcedMove, forcedMoveFloor<Calls>, forcedMoveFloor<Decode>,
+         forcedMoveFloor<Records>, Event::Clients, clients},
+        {"own move",
+         ownMove,
+         ownMoveFloor<Calls>,
+         ownMoveFloor<Decode>,
+         nullptr,
          Event::Clients,
          {100}},
-        {"client update", clientUpdate, updateFloor<false>, updateFloor<true>, Event::Fixed, {2}},
-        {"info panel", infoPanel, infoFloor, infoFloor, Event::Fixed, {1}},
+        {"third party's move",
+         thirdPartyMove,
+         thirdPartyFloor<Calls>,
+         thirdPartyFloor<Decode>,
+         nullptr,
+         Event::Fixed,
+         {1}},
+        {"channel event", channelEvent, Floor<Calls>::channels, Floor<Decode>::channels,
+         Floor<Records>::channels, Event::Channels, channels},
+        {"establishment",
+         establish,
+         establishFloor<Calls>,
+         establishFloor<Decode>,
+         nullptr,
+         Event::Clients,
+         {100}},
+        {"client update",
+         clientUpdate,
+         updateFloor<Calls>,
+         updateFloor<Decode>,
+         nullptr,
+         Event::Fixed,
+         {2}},
+        {"info panel", infoPanel, infoFloor, infoFloor, nullptr, Event::Fixed, {1}},
     };
     return all;
 }
@@ -244,8 +309,8 @@ public:
 
     void Finalize() override
     {
-        printf("%-28s %7s %11s %10s %8s %9s %7s\n", "event", "records", "us/event", "ns/record",
-               "x calls", "x decode", "growth");
+        printf("%-28s %7s %11s %10s %8s %9s %10s %7s\n", "event", "records", "us/event",
+               "ns/record", "x calls", "x decode", "x records", "growth");
         for (const Event &event : events()) {
             double perRecordAt100 = 0;
             for (int size : event.sizes) {
@@ -257,9 +322,12 @@ public:
                 char growth[16] = "";
                 if (size > 100 && size == event.sizes.back())
                     snprintf(growth, sizeof(growth), "%.2f", perRecord / perRecordAt100);
-                printf("%-28s %7d %11.2f %10.0f %8.2f %9.2f %7s\n", event.name, size, time / 1000,
-                       perRecord, time / median(name + "/calls"), time / median(name + "/decode"),
-                       growth);
+                char records[16] = "";
+                if (event.records)
+                    snprintf(records, sizeof(records), "%.2f", time / median(name + "/records"));
+                printf("%-28s %7d %11.2f %10.0f %8.2f %9.2f %10s %7s\n", event.name, size,
+                       time / 1000, perRecord, time / median(name + "/calls"),
+                       time / median(name + "/decode"), records, growth);
             }
         }
         printf("\ngrowth: time per record at the largest size against that at 100 records\n");
@@ -304,6 +372,8 @@ void registerBenchmarks()
             measure("plugin", event.plugin);
             measure("calls", event.calls);
             measure("decode", event.decode);
+            if (event.records)
+                measure("records", event.records);
         }
     }
 }
@@ -347,7 +417,8 @@ void printCounts()
     }
 }
 
-/// One run of an event for a tool that counts instructions: `what` is plugin, calls or decode.
+/// One run of an event for a tool that counts instructions: `what` is plugin, calls, decode or
+/// records.
 int runOnce(const std::string &name, int size, const std::string &what)
 {
     for (const Event &event : events()) {
@@ -355,7 +426,8 @@ int runOnce(const std::string &name, int size, const std::string &what)
             prepare(event, size);
             void (*const run)() = what == "plugin" ? event.plugin
                 : what == "calls"                  ? event.calls
-                                                   : event.decode;
+                : what == "decode"                 ? event.decode
+                                                   : event.records;
             CALLGRIND_TOGGLE_COLLECT;
             run();
             CALLGRIND_TOGGLE_COLLECT;
@@ -370,6 +442,10 @@ int runOnce(const std::string &name, int size, const std::string &what)
 
 int main(int argc, char *argv[])
 {
+    // In a client the heap does not end with our blocks. Here it would, and the C library would hand
+    // it back to the system after each event and fetch it again page by page.
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     const QTemporaryDir folder;

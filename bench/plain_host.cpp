@@ -72,8 +72,14 @@ TS3Functions functions()
         *id = own;
         return ERROR_ok;
     };
-    table.getClientVariableAsString = [](uint64, anyID, size_t property, char **value) {
-        return giveProperty(property, value);
+    table.getClientVariableAsString = [](uint64, anyID client, size_t property, char **value) {
+        const unsigned int code = giveProperty(property, value);
+        // No two clients share an identifier.
+        if (property == CLIENT_UNIQUE_IDENTIFIER) {
+            for (int i = 0; i < 4; ++i)
+                (*value)[i] = static_cast<char>('A' + (client >> (4 * i)) % 16);
+        }
+        return code;
     };
     table.getServerVariableAsString = [](uint64, size_t property, char **value) {
         return giveProperty(property, value);
