@@ -516,6 +516,25 @@ Server *Host::server(uint64 connection)
     return found == servers.end() || found->status == STATUS_DISCONNECTED ? nullptr : &*found;
 }
 
+QStringList Host::requestLines() const
+{
+    QStringList lines;
+    for (const Request &request : requests) {
+        const QString connection = QString::number(request.connection);
+        const QString client = QString::number(request.client);
+        const QString text = QString::fromUtf8(request.text);
+        if (request.kind == Request::Move) {
+            lines.append(QStringLiteral("move %1 %2 %3%4")
+                             .arg(connection, client, QString::number(request.channel), text));
+        } else if (request.kind == Request::Message) {
+            lines.append(QStringLiteral("message %1 %2 %3").arg(connection, client, text));
+        } else {
+            lines.append(QStringLiteral("log %1 %2").arg(connection, text));
+        }
+    }
+    return lines;
+}
+
 bool Host::knows(const QByteArray &function)
 {
     static const QSet<QByteArray> names{"getErrorMessage",

@@ -112,6 +112,9 @@ public:
     /// Told of each request as it comes, with the error code that it is answered with.
     std::function<void(const Request &request, unsigned int code)> asked;
     QList<Request> requests;
+    /// The same, a line each: "move CONNECTION CLIENT CHANNEL", followed by the password, "message
+    /// CONNECTION CLIENT TEXT" or "log CONNECTION TEXT".
+    QStringList requestLines() const;
 
     /// Calls of the plug-in and into it, numbered, when `keepsCalls` is set.
     QStringList calls;

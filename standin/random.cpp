@@ -352,34 +352,19 @@ public:
         }
     }
 
+    /// Compares what came since the last time with what was predicted.
     bool agrees(QString *difference)
     {
-        std::vector<std::string> came;
-        for (const Request &request : qAsConst(mStage.host.requests)) {
-            const std::string connection = std::to_string(request.connection) + ' ';
-            const std::string client = std::to_string(request.client) + ' ';
-            const std::string text = request.text.toStdString();
-            if (request.kind == Request::Log)
-                came.push_back("log " + connection + text);
-            else if (request.kind == Request::Message)
-                came.push_back("message " + connection + client + text);
-            else
-                came.push_back("move " + connection + client + std::to_string(request.channel)
-                               + text);
-        }
+        QStringList predicted;
+        for (const std::string &request : mRules.requests)
+            predicted.append(QString::fromStdString(request));
+        const QStringList came = mStage.host.requestLines();
+        mRules.requests.clear();
         mStage.host.requests.clear();
-        std::vector<std::string> predicted;
-        predicted.swap(mRules.requests);
-        if (came == predicted)
-            return true;
-        const auto text = [](const std::vector<std::string> &lines) {
-            QString all;
-            for (const std::string &line : lines)
-                all += QString::fromStdString(line) + QStringLiteral("; ");
-            return all.isEmpty() ? QStringLiteral("nothing") : all;
-        };
-        *difference = QStringLiteral("expected: %1 came: %2").arg(text(predicted), text(came));
-        return false;
+        *difference =
+            QStringLiteral("expected: %1; came: %2")
+                .arg(predicted.join(QStringLiteral(", ")), came.join(QStringLiteral(", ")));
+        return came == predicted;
     }
 
 private:

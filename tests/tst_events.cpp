@@ -81,22 +81,14 @@ private Q_SLOTS:
     void refreshesStoredRecords()
     {
         refreshChannels(connection);
-        QCOMPARE(mHost->callCount, 1 + 2 * 2);
         QCOMPARE(server::instance()->getData(conText), Record());
         mHost->servers[connection].channels = {{1, "Hall"}};
         refreshChannels(connection);
         QCOMPARE(server::instance()->getChannelObj(conText)->getData("1", "name"), "Hall");
         QCOMPARE(server::instance()->getChannelObj(conText)->getData("4294967297", "name"), "Den");
 
-        mHost->callCount = 0;
         refreshClient(connection, 99);
-        QCOMPARE(mHost->callCount, 4);
         QCOMPARE(server::instance()->getClientsObj(conText)->getClientID("Unknown"), "99");
-        refreshChannelClients(connection, farChannel);
-        QCOMPARE(mHost->callCount, 4 + 1 + 0); // the channel is gone
-        mHost->servers[connection].clients[9].channel = 1;
-        refreshChannelClients(connection, 1);
-        QCOMPARE(mHost->callCount, 5 + 1 + 3 * 4);
     }
 
     void buildsMoveRecords()

@@ -1,5 +1,4 @@
 #include "standin/stage.h"
-#include "tests/requests.h"
 
 #include <QDialog>
 #include <QPushButton>
@@ -121,14 +120,6 @@ private Q_SLOTS:
         }
     }
 
-    void keepsQuietWithoutAnOwnClient()
-    {
-        mPlugin->onClientMoveEvent(1, 0, 1, 2, RETAIN_VISIBILITY, "");
-        mPlugin->onClientMoveMovedEvent(1, 0, 1, 2, RETAIN_VISIBILITY, 8, "", "", "");
-        QCOMPARE(mStage->host.callCount, 1 + 2);
-        QVERIFY(mStage->host.requests.isEmpty());
-    }
-
     void answersHotkeysForTheCurrentTab()
     {
         mStage->connect(1);
@@ -159,7 +150,7 @@ private Q_SLOTS:
         Stage::dialog()->findChild<QSlider *>("sliderNotify")->setValue(1);
         save->click();
         mPlugin->onClientMoveMovedEvent(1, 7, 1, 2, RETAIN_VISIBILITY, 8, "", "", "");
-        QCOMPARE(requestLines(mStage->host).value(1),
+        QCOMPARE(mStage->host.requestLines().value(1),
                  "message 1 8 This operation is not permitted!");
     }
 

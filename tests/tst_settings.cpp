@@ -226,46 +226,6 @@ private Q_SLOTS:
                          "not wanted:|Custom notificationmessage:|Save|Remove|Reload"));
     }
 
-    void savesTheFields()
-    {
-        setText("  Hände weg ");
-        field<QSlider>("sliderNotify")->setValue(1);
-        press("buttonApply");
-        const configuration *settings = configuration::instance();
-        QCOMPARE(settings->get(custom), QVariant("  Hände weg "));
-        QCOMPARE(settings->get(notify), QVariant(1));
-        QCOMPARE(settings->get(permit), QVariant(0));
-        field<QSlider>("sliderIdleDock")->setValue(1);
-        QCOMPARE(settings->get(permit), QVariant(0));
-        press("buttonApply");
-        QCOMPARE(settings->get(permit), QVariant(1));
-    }
-
-    void leavesTheStoredTextWhenTheFieldIsBlank()
-    {
-        for (const char *blank : {"", "  ", "\t\xc2\xa0"}) {
-            setText(blank);
-            press("buttonApply");
-            QVERIFY(!configuration::instance()->contains(custom));
-        }
-        configuration::instance()->set(custom, "stored");
-        press("buttonApply");
-        QCOMPARE(configuration::instance()->get(custom), QVariant("stored"));
-    }
-
-    void removesTheTextOnly()
-    {
-        setText("typed");
-        field<QSlider>("sliderNotify")->setValue(1);
-        press("buttonApply");
-        press("buttonRemove");
-        QCOMPARE(text(), QString());
-        QVERIFY(!configuration::instance()->contains(custom));
-        QCOMPARE(field<QSlider>("sliderNotify")->value(), 1);
-        QVERIFY(configuration::instance()->get(notify).toBool());
-        QVERIFY(configuration::instance()->contains(permit));
-    }
-
     void reloadsTheFields()
     {
         configuration *settings = configuration::instance();

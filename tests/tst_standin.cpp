@@ -94,8 +94,6 @@ private Q_SLOTS:
                     << (error ? QString("a.scn:6: %1\n").arg(QString::fromUtf8(error)) : QString());
             };
         const QByteArray forced = "moved Northgate Robin Lobby by 9\n";
-        row("all is well", "", 0, nullptr);
-        row("comment", "# nothing\n", 0, nullptr);
         row("unknown statement", "jump Northgate\n", 2, "there is no statement \"jump\"");
         row("missing word", "move Northgate\n", 2, "CLIENT is missing");
         row("too many words", "tab Northgate now\n", 2, "too much: now");

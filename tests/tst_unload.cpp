@@ -1,5 +1,4 @@
 #include "standin/stage.h"
-#include "tests/requests.h"
 
 #include <QDir>
 #include <QLineEdit>
@@ -130,7 +129,7 @@ private Q_SLOTS:
         // Loaded again, it starts from scratch: the mover is not known any more.
         load();
         mStage->moved(3, 7, 2, 8);
-        QCOMPARE(requestLines(mStage->host),
+        QCOMPARE(mStage->host.requestLines(),
                  (QStringList{"move 0 7 0", "log 0 unknown connection"}));
         unload();
     }

@@ -1,6 +1,6 @@
 #include "shared/host/funcwrapper.h"
 #include "shared/model/record.h"
-#include "tests/requests.h"
+#include "standin/host.h"
 
 #include <QtTest>
 
@@ -186,7 +186,7 @@ private Q_SLOTS:
         invoke("sendMessage", "12", "65540", "Täxt 🐦");
         invoke("sendMessage", "12", "", "x");
         mWrapper.requestClientMove(connection, 4, channel, "sésame");
-        QCOMPARE(requestLines(*mHost),
+        QCOMPARE(mHost->requestLines(),
                  (QStringList{"move 12 65535 7", "move 0 0 7", "log 0 unknown connection",
                               "message 12 4 Täxt 🐦", "message 12 0 x", "log 12 unknown client",
                               QString("move %1 4 %2sésame").arg(conText).arg(channel),
