@@ -442,8 +442,8 @@ int runOnce(const std::string &name, int size, const std::string &what)
 
 int main(int argc, char *argv[])
 {
-    // In a client the heap does not end with our blocks. Here it would, and the C library would hand
-    // it back to the system after each event and fetch it again page by page.
+    // In a client the heap does not end with our blocks. Here it would, and the C library would
+    // hand it back to the system after each event and fetch it again page by page.
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -157,13 +157,14 @@ public:
                 continue;
             const auto server = uidIn(key, settingsKeys::excludedServer(QStringLiteral("%1")));
             const auto target = uidIn(key, settingsKeys::idleDockTarget(QStringLiteral("%1")));
-            if (target)
+            if (target) {
                 show(key, QStringLiteral("the idleDock channel on server %1").arg(*target),
                      effectOf(key));
-            else if (server)
+            } else if (server) {
                 show(key, QStringLiteral("server %1").arg(*server), leftAlone);
-            else
+            } else {
                 show(key, QStringLiteral("unknown"), unread);
+            }
             if (!lookalike(key).isEmpty())
                 warn(QStringLiteral("did you mean %1?").arg(lookalike(key)));
             else if (server && !target && !server->endsWith(QLatin1Char('=')))

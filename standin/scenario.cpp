@@ -277,7 +277,7 @@ anyID Scenario::takeClient(Words &words, uint64 connection)
 
 QByteArray Scenario::takeFunction(Words &words)
 {
-    const QByteArray function = words.takeBytes("FUNCTION");
+    QByteArray function = words.takeBytes("FUNCTION");
     if (!Host::knows(function)) {
         throw Mistake{
             QStringLiteral("the table has no function %1").arg(QString::fromUtf8(function))};

@@ -14,9 +14,9 @@ class QSettings;
 ///
 /// No call fails: a missing, unreadable or damaged file reads as empty, and Qt creates or replaces
 /// it on the first write. What a damaged file held is first copied to a file beside it,
-/// `name`.damaged-1.ini or the next free number; while that can't be done, nothing is stored. Qt writes changes from the event loop of the
-/// thread that called init(), on which all calls but instance() are made; before init() the store
-/// is empty and keeps nothing.
+/// `name`.damaged-1.ini or the next free number; while that can't be done, nothing is stored. Qt
+/// writes changes from the event loop of the thread that called init(), on which all calls but
+/// instance() are made; before init() the store is empty and keeps nothing.
 class configuration : public QObject
 {
     Q_OBJECT
