@@ -123,7 +123,7 @@ private Q_SLOTS:
     {
         addServers(3);
         load();
-        for (uint64 connection : {1, 2, 3})
+        for (uint64 connection : {1UL, 2UL, 3UL})
             mStage->connect(connection);
         unload();
         // Loaded again, it starts from scratch: the mover is not known any more.
@@ -148,7 +148,7 @@ private Q_SLOTS:
                 files = openFiles();
             }
             load();
-            for (uint64 connection : {1, 2, 3}) {
+            for (uint64 connection : {1UL, 2UL, 3UL}) {
                 mStage->connect(connection);
                 mStage->move(connection, 7, 1);
                 mStage->moved(connection, 7, 2, 8);
