@@ -98,8 +98,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<QByteArray>("damage");
         QTest::newRow("rubbish") << QByteArray("\x00\x01\xff\xfegarbage\x00more", 16);
-        QTest::newRow("unclosed section") << QByteArray("[General]\nstaybolt.sendNotify=1\n[uncl");
-        QTest::newRow("cut off") << QByteArray("staybolt.sendNotify=1\nstaybolt.custo");
+        QTest::newRow("unclosed section")
+            << QByteArray("[General]\nmine=2\nstaybolt.sendNotify=1\n[uncl");
+        QTest::newRow("cut off") << QByteArray("mine=2\nstaybolt.sendNotify=1\nstaybolt.custo");
     }
 
     void keepsWhatADamagedFileHeld()
