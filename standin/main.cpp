@@ -104,8 +104,11 @@ int main(int argc, char *argv[])
         qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtimeFolder.path()));
     QApplication application(argc, argv);
     // Without a desktop Qt falls back on a font larger than any desktop's.
-    if (QApplication::platformName() == QLatin1String("offscreen"))
-        QApplication::setFont(QFont(QStringLiteral("Sans Serif"), 9));
+    if (QApplication::platformName() == QLatin1String("offscreen")) {
+        QFont font(QStringLiteral("Sans Serif"));
+        font.setPixelSize(12); // 9 points at 96 dots per inch
+        QApplication::setFont(font);
+    }
     QApplication::setApplicationName(QStringLiteral("staybolt-host"));
     // Closing the dialog must not end the program.
     QApplication::setQuitOnLastWindowClosed(false);
