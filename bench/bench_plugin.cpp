@@ -291,7 +291,7 @@ void prepare(const Event &event, int size)
     event.plugin();
 }
 
-/// Collects the median of each measurement and prints one table.
+/// Collects the median of each measurement.
 class TableReporter : public benchmark::BenchmarkReporter
 {
 public:
@@ -307,30 +307,21 @@ public:
         }
     }
 
+    /// A line for each size that was measured: event, records, and in nanoseconds the plug-in and
+    /// its floors (0 where there is none), separated by tabs.
     void Finalize() override
     {
-        printf("%-28s %7s %11s %10s %8s %9s %10s %7s\n", "event", "records", "us/event",
-               "ns/record", "x calls", "x decode", "x records", "growth");
         for (const Event &event : events()) {
-            double perRecordAt100 = 0;
             for (int size : event.sizes) {
                 const std::string name = std::string(event.name) + '/' + std::to_string(size);
-                const double time = median(name + "/plugin");
-                const double perRecord = time / size;
-                if (size == 100)
-                    perRecordAt100 = perRecord;
-                char growth[16] = "";
-                if (size > 100 && size == event.sizes.back())
-                    snprintf(growth, sizeof(growth), "%.2f", perRecord / perRecordAt100);
-                char records[16] = "";
-                if (event.records)
-                    snprintf(records, sizeof(records), "%.2f", time / median(name + "/records"));
-                printf("%-28s %7d %11.2f %10.0f %8.2f %9.2f %10s %7s\n", event.name, size,
-                       time / 1000, perRecord, time / median(name + "/calls"),
-                       time / median(name + "/decode"), records, growth);
+                if (mNanoseconds.count(name + "/plugin") == 0)
+                    continue;
+                printf("%s\t%d", event.name, size);
+                for (const char *what : {"/plugin", "/calls", "/decode", "/records"})
+                    printf("\t%.1f", median(name + what));
+                printf("\n");
             }
         }
-        printf("\ngrowth: time per record at the largest size against that at 100 records\n");
     }
 
 private:
@@ -452,9 +443,10 @@ int main(int argc, char *argv[])
     plainHost::setConfigPath(folder.path().toUtf8());
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (arguments.empty()) {
-        fprintf(stderr,
-                "usage: bench_plugin LIBRARY [--counts | --once EVENT SIZE WHAT | option of "
-                "Google Benchmark...]\n");
+        fprintf(
+            stderr,
+            "usage: bench_plugin LIBRARY [--list | --counts | --once EVENT SIZE WHAT | option of "
+            "Google Benchmark...]\n");
         return 2;
     }
     const QString error = plugin.open(QString::fromStdString(arguments[0]));
@@ -466,7 +458,12 @@ int main(int argc, char *argv[])
     plugin.setFunctionPointers(table);
     plugin.init();
     int status = 0;
-    if (arguments.size() > 1 && arguments[1] == "--counts") {
+    if (arguments.size() > 1 && arguments[1] == "--list") {
+        for (const Event &event : events()) {
+            for (int size : event.sizes)
+                printf("%s/%d/\n", event.name, size);
+        }
+    } else if (arguments.size() > 1 && arguments[1] == "--counts") {
         printCounts();
     } else if (arguments.size() == 5 && arguments[1] == "--once") {
         status = runOnce(arguments[2], std::stoi(arguments[3]), arguments[4]);
