@@ -2,16 +2,26 @@
 // dialog does not know. A server's unique id is base64, which the file holds in an escaped form
 // that nobody gets right by hand.
 
+#include "shared/settings/settingsfile.h"
 #include "shared/settings/settingskeys.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
-#include <QDir>
+#include <QDeadlineTimer>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSaveFile>
 #include <QSettings>
 #include <QTextStream>
+#include <QThread>
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <optional>
 
 namespace {
@@ -79,58 +89,138 @@ std::optional<QString> uidIn(const QString &key, const QString &pattern)
     return key.mid(start.size(), key.size() - start.size() - end.size());
 }
 
+QString systemWords(int error) { return QString::fromLocal8Bit(strerror(error)); }
+
+/// Keeps others of this tool from the files in a folder; nothing is left behind in it. The plug-in
+/// never waits for it: Qt's own lock keeps a save of the plug-in and one of ours apart.
+class FolderLock
+{
+public:
+    explicit FolderLock(const QString &folder) :
+        mFolder(open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    {
+        if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR)) {
+            throw Mistake{QStringLiteral("there is no folder %1; is the client installed there?")
+                              .arg(folder)};
+        }
+        const QDeadlineTimer deadline(patience);
+        // A folder that can't be read, or on some network file systems, has no such lock.
+        while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+            if (deadline.hasExpired()) {
+                close(mFolder);
+                throw Mistake{QStringLiteral("waited 15 seconds for another staybolt-settings that "
+                                             "changes a file in %1")
+                                  .arg(folder)};
+            }
+            QThread::msleep(pauseMs);
+        }
+    }
+    ~FolderLock()
+    {
+        if (mFolder >= 0)
+            close(mFolder);
+    }
+    FolderLock(const FolderLock &) = delete;
+    FolderLock &operator=(const FolderLock &) = delete;
+
+private:
+    static constexpr std::chrono::seconds patience{15};
+    static constexpr unsigned long pauseMs = 20;
+
+    int mFolder;
+};
+
+/// Why the file could not be written.
+QString whyNotWritten(const QString &path)
+{
+    if (QFileInfo(path).isDir())
+        return systemWords(EISDIR);
+    QFile file(path);
+    if (file.exists() && !file.open(QIODevice::ReadWrite))
+        return file.errorString();
+    QSaveFile probe(path);
+    constexpr int more = 4096;
+    if (!probe.open(QIODevice::WriteOnly)
+        || probe.write(QByteArray(int(file.size()) + more, ' ')) < 0 || !probe.flush()) {
+        return probe.errorString();
+    }
+    // In a folder with the sticky bit only the owner may replace a file.
+    struct stat folder
+    {
+    };
+    struct stat owned
+    {
+    };
+    const QByteArray name = QFile::encodeName(path);
+    const QByteArray folderName = QFile::encodeName(QFileInfo(path).path());
+    if (stat(folderName.constData(), &folder) == 0 && stat(name.constData(), &owned) == 0
+        && (folder.st_mode & S_ISVTX) != 0 && owned.st_uid != geteuid()
+        && folder.st_uid != geteuid()) {
+        return systemWords(EPERM);
+    }
+    return QStringLiteral("the system does not say why");
+}
+
 class Settings
 {
 public:
     explicit Settings(const QString &path) : mFile(path, QSettings::IniFormat)
     {
-        const QFileInfo info(path);
-        if (info.exists() && (!info.isFile() || !QFile(path).open(QIODevice::ReadOnly)))
-            throw Mistake{QStringLiteral("%1 can't be read").arg(path)};
-        mFile.allKeys(); // only now is everything parsed
-        if (mFile.status() == QSettings::FormatError) {
-            throw Mistake{
-                QStringLiteral("%1 is damaged; the plug-in takes it for empty and keeps a "
-                               "copy at the next Save")
-                    .arg(path)};
+        QFile file(path);
+        const bool isThere = file.exists();
+        if (isThere && !QFileInfo(path).isFile()) {
+            throw Mistake{QStringLiteral("%1 can't be read: %2")
+                              .arg(path,
+                                   QFileInfo(path).isDir()
+                                       ? systemWords(EISDIR)
+                                       : QStringLiteral("it is not an ordinary file"))};
         }
+        if (isThere && !file.open(QIODevice::ReadOnly))
+            throw Mistake{QStringLiteral("%1 can't be read: %2").arg(path, file.errorString())};
+        mBytes = isThere ? file.readAll() : QByteArray();
+        settingsFile::readAll(mFile);
     }
 
     bool contains(const QString &key) const { return mFile.contains(key); }
     QVariant value(const QString &key) const { return mFile.value(key); }
     QStringList keys() const { return mFile.allKeys(); }
+    /// The bytes of the file as it was opened.
+    QByteArray bytes() const { return mBytes; }
 
-    void set(const QString &key, const QVariant &value)
+    /// Stores the values under their keys, and removes a key whose value is invalid. Answers the
+    /// copy of what the file held before, where one was made.
+    QString change(const QVariantMap &values)
     {
-        needsFolder();
-        mFile.setValue(key, value);
-        write();
-    }
-
-    void remove(const QString &key)
-    {
-        mFile.remove(key);
-        write();
+        const QString path = mFile.fileName();
+        const settingsFile::Kept kept = settingsFile::keep(path);
+        if (!kept.error.isEmpty()) {
+            throw Mistake{QStringLiteral("what %1 holds could not be kept in %2: %3")
+                              .arg(path, kept.copy, kept.error)};
+        }
+        for (auto one = values.begin(); one != values.end(); ++one) {
+            if (one->isValid())
+                mFile.setValue(one.key(), *one);
+            else
+                mFile.remove(one.key());
+        }
+        mFile.sync();
+        // An object that met lines it can't read hides every later error. A new one tells what came
+        // of the change: it writes what is still pending and reads what somebody else has written.
+        const QSettings again(path, QSettings::IniFormat);
+        bool isDone = again.status() != QSettings::AccessError;
+        for (auto one = values.begin(); one != values.end(); ++one) {
+            isDone = isDone && again.contains(one.key()) == one->isValid()
+                && again.value(one.key()).toString() == one->toString();
+        }
+        if (!isDone) {
+            throw Mistake{QStringLiteral("%1 can't be written: %2").arg(path, whyNotWritten(path))};
+        }
+        return kept.copy;
     }
 
 private:
-    void needsFolder() const
-    {
-        const QDir folder = QFileInfo(mFile.fileName()).dir();
-        if (!folder.exists()) {
-            throw Mistake{QStringLiteral("there is no folder %1; is the client installed there?")
-                              .arg(folder.path())};
-        }
-    }
-
-    void write()
-    {
-        mFile.sync();
-        if (mFile.status() != QSettings::NoError)
-            throw Mistake{QStringLiteral("%1 can't be written").arg(mFile.fileName())};
-    }
-
     QSettings mFile;
+    QByteArray mBytes;
 };
 
 class Tool
@@ -143,6 +233,7 @@ public:
     void list()
     {
         mOutput << "Settings in " << mPath << "\n\n";
+        warnOfLines();
         QStringList shown;
         for (const settingsKeys::Description &description : settingsKeys::descriptions) {
             const QString key = QLatin1String(description.key);
@@ -175,7 +266,7 @@ public:
     void exclude(const QString &uid)
     {
         const QString key = settingsKeys::excludedServer(checked(uid));
-        mSettings.set(key, true);
+        change({{key, true}});
         say(QStringLiteral("The server %1 is left alone.").arg(uid), key);
     }
 
@@ -184,7 +275,7 @@ public:
         const QString key = settingsKeys::excludedServer(checked(uid));
         if (!mSettings.contains(key))
             throw Mistake{QStringLiteral("the server %1 is not excluded").arg(uid)};
-        mSettings.remove(key);
+        change({{key, QVariant()}});
         say(QStringLiteral("The server %1 is protected.").arg(uid), key);
     }
 
@@ -193,7 +284,7 @@ public:
         if (state != QLatin1String("on") && state != QLatin1String("off"))
             throw Mistake{QStringLiteral("idledock takes on or off, not %1").arg(state)};
         const bool on = state == QLatin1String("on");
-        mSettings.set(settingsKeys::idleDock(), on);
+        change({{settingsKeys::idleDock(), on}});
         say(on ? QStringLiteral("Moves into the idleDock channel of a server are let through.")
                : QStringLiteral("Moves into the idleDock channel of a server are undone."));
     }
@@ -204,7 +295,7 @@ public:
         if (channel == QLatin1String("none")) {
             if (!mSettings.contains(key))
                 throw Mistake{QStringLiteral("the server %1 has no idleDock channel").arg(uid)};
-            mSettings.remove(key);
+            change({{key, QVariant()}});
             say(QStringLiteral("The server %1 has no idleDock channel any more.").arg(uid), key);
             return;
         }
@@ -216,18 +307,18 @@ public:
                 QStringLiteral("a channel is a number from 0 to 4294967295 or none, not %1")
                     .arg(channel)};
         }
-        mSettings.set(key, id);
+        change({{key, id}});
         say(QStringLiteral("The idleDock channel of the server %1 is %2.").arg(uid).arg(id), key);
     }
 
     void notify(const QString &what)
     {
-        if (what == QLatin1String("standard")) {
-            mSettings.remove(settingsKeys::customNotify());
-        } else if (what != QLatin1String("off")) {
-            mSettings.set(settingsKeys::customNotify(), what);
-        }
-        mSettings.set(settingsKeys::sendNotify(), what == QLatin1String("off") ? 0 : 1);
+        QVariantMap values{{settingsKeys::sendNotify(), what == QLatin1String("off") ? 0 : 1}};
+        if (what == QLatin1String("standard"))
+            values.insert(settingsKeys::customNotify(), QVariant());
+        else if (what != QLatin1String("off"))
+            values.insert(settingsKeys::customNotify(), what);
+        change(values);
         say(what == QLatin1String("off") ? QStringLiteral("Movers are not told.")
                 : what == QLatin1String("standard")
                 ? QStringLiteral("Movers are told \"This operation is not permitted!\".")
@@ -278,6 +369,38 @@ private:
         }
     }
 
+    void warnOfLines()
+    {
+        const QByteArray bytes = mSettings.bytes();
+        QStringList unreadLines;
+        QStringList beyondAscii;
+        const QList<settingsFile::Line> lines = settingsFile::lines(bytes);
+        for (int i = 0; i < lines.size(); ++i) {
+            if (lines.at(i) == settingsFile::Line::Unread)
+                unreadLines.append(QString::number(i + 1));
+        }
+        const QList<QByteArray> texts = settingsFile::split(bytes);
+        for (int i = 0; i < texts.size(); ++i) {
+            if (std::any_of(texts.at(i).begin(), texts.at(i).end(),
+                            [](char c) { return static_cast<uchar>(c) > 0x7f; }))
+                beyondAscii.append(QString::number(i + 1));
+        }
+        if (!unreadLines.isEmpty()) {
+            warn(QStringLiteral(
+                     "not read, or only in part: line %1. The next change drops this from "
+                     "the file and keeps it in a copy.")
+                     .arg(unreadLines.join(QStringLiteral(", "))));
+        }
+        if (!beyondAscii.isEmpty() && !settingsFile::hasByteOrderMark(bytes)) {
+            warn(
+                QStringLiteral("the plug-in takes letters beyond ASCII for others than your editor "
+                               "shows: line %1. notify TEXT stores them right.")
+                    .arg(beyondAscii.join(QStringLiteral(", "))));
+        }
+    }
+
+    void change(const QVariantMap &values) { mCopy = mSettings.change(values); }
+
     void warn(const QString &warning) { mOutput << "    WARNING: " << warning << '\n'; }
 
     void say(const QString &done, const QString &key = QString())
@@ -288,12 +411,15 @@ private:
                        "this holds for "
                     << storedKey(key) << " as well.\n";
         }
-        mOutput << "A running client sees this when it is started anew.\n";
+        if (!mCopy.isEmpty())
+            mOutput << "What the file held before is kept in " << mCopy << ".\n";
+        mOutput << "A running client sees this after a restart or its next Save.\n";
     }
 
     Settings mSettings;
     QString mPath;
     QTextStream &mOutput;
+    QString mCopy;
 };
 
 const char *const commandHelp =
@@ -305,32 +431,48 @@ const char *const commandHelp =
     "  idledock-target UID CHANNEL   the idleDock channel on a server; none removes it\n"
     "  notify off|standard|TEXT      whether and what movers are told";
 
-void run(Tool &tool, const QStringList &words)
+/// The folder of the file itself, where the path is a link to it.
+QString folderOf(const QString &path)
 {
-    const QString command = words.value(0);
-    const auto takes = [&](const char *name, int count) {
-        if (command != QLatin1String(name))
-            return false;
-        if (words.size() != count + 1) {
-            throw Mistake{QStringLiteral("%1 takes %2 argument(s); see --help")
-                              .arg(command, QString::number(count))};
-        }
-        return true;
-    };
-    if (takes("list", 0))
-        tool.list();
-    else if (takes("exclude", 1))
-        tool.exclude(words.at(1));
-    else if (takes("include", 1))
-        tool.include(words.at(1));
-    else if (takes("idledock", 1))
-        tool.idleDock(words.at(1));
-    else if (takes("idledock-target", 2))
-        tool.idleDockTarget(words.at(1), words.at(2));
-    else if (takes("notify", 1))
-        tool.notify(words.at(1));
-    else
-        throw Mistake{QStringLiteral("there is no command \"%1\"; see --help").arg(command)};
+    const QFileInfo info(path);
+    return info.exists() ? QFileInfo(info.canonicalFilePath()).path() : info.path();
+}
+
+struct Command
+{
+    const char *name;
+    int arguments;
+    void (*run)(Tool &tool, const QStringList &arguments);
+};
+
+const Command commands[] = {
+    {"list", 0, [](Tool &tool, const QStringList &) { tool.list(); }},
+    {"exclude", 1, [](Tool &tool, const QStringList &words) { tool.exclude(words.at(0)); }},
+    {"include", 1, [](Tool &tool, const QStringList &words) { tool.include(words.at(0)); }},
+    {"idledock", 1, [](Tool &tool, const QStringList &words) { tool.idleDock(words.at(0)); }},
+    {"idledock-target", 2,
+     [](Tool &tool, const QStringList &words) { tool.idleDockTarget(words.at(0), words.at(1)); }},
+    {"notify", 1, [](Tool &tool, const QStringList &words) { tool.notify(words.at(0)); }},
+};
+
+void run(const QString &path, QStringList words, QTextStream &output)
+{
+    const QString name = words.isEmpty() ? QString() : words.takeFirst();
+    const auto *command =
+        std::find_if(std::begin(commands), std::end(commands),
+                     [&](const Command &one) { return name == QLatin1String(one.name); });
+    if (command == std::end(commands))
+        throw Mistake{QStringLiteral("there is no command \"%1\"; see --help").arg(name)};
+    if (words.size() != command->arguments) {
+        throw Mistake{QStringLiteral("%1 takes %2 argument(s); see --help")
+                          .arg(name, QString::number(command->arguments))};
+    }
+    // Held from before the file is read until it is written.
+    std::optional<FolderLock> lock;
+    if (name != QLatin1String("list"))
+        lock.emplace(folderOf(path));
+    Tool tool(path, output);
+    command->run(tool, words);
 }
 
 }
@@ -346,9 +488,10 @@ int main(int argc, char *argv[])
         + QLatin1String(commandHelp));
     parser.addHelpOption();
     parser.addVersionOption();
+    const QString home = QFile::decodeName(qgetenv("HOME"));
     const QCommandLineOption file(
         QStringLiteral("file"), QStringLiteral("The settings file."), QStringLiteral("FILE"),
-        QDir::homePath() + QStringLiteral("/.ts3client/Kestrelsoft Staybolt.ini"));
+        home.isEmpty() ? QString() : home + QStringLiteral("/.ts3client/Kestrelsoft Staybolt.ini"));
     parser.addOption(file);
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("See above."),
                                  QStringLiteral("command [argument...]"));
@@ -356,8 +499,18 @@ int main(int argc, char *argv[])
 
     QTextStream output(stdout);
     try {
-        Tool tool(parser.value(file), output);
-        run(tool, parser.positionalArguments());
+        if (parser.value(file).isEmpty()) {
+            throw Mistake{parser.isSet(file)
+                              ? QStringLiteral("--file takes the name of a file")
+                              : QStringLiteral("HOME is not set; name the settings file with "
+                                               "--file")};
+        }
+        run(parser.value(file), parser.positionalArguments(), output);
+        output.flush();
+        if (fflush(stdout) != 0 || output.status() != QTextStream::Ok) {
+            throw Mistake{
+                QStringLiteral("the output can't be written: %1").arg(systemWords(errno))};
+        }
     } catch (const Mistake &mistake) {
         QTextStream(stderr) << "staybolt-settings: " << mistake.message << '\n';
         return mistakeStatus;

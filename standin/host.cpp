@@ -1,23 +1,27 @@
 #include "standin/host.h"
 
 #include <QThread>
+#include <QVector>
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
+
+namespace standin {
 
 namespace {
 
 Host *theHost = nullptr;
 
 enum ErrorCode : unsigned int {
-    refused = 1,
+    ok = 0,
+    refused,
     unknownConnection,
     unknownClient,
     unknownChannel,
     wrongPassword,
-    unknownProperty,
-    emptyList
+    unknownProperty
 };
 
 /// Left behind by functions that fail: whoever follows it crashes.
@@ -29,9 +33,22 @@ T *untouchable()
 
 constexpr int returnedBlocksKept = 4096;
 
+QString text(unsigned long number) { return QString::number(number); }
+
+QString text(const char *bytes) { return bytes ? quoted(bytes) : QStringLiteral("null"); }
+
+QString withId(const QString &name, Id id) { return QStringLiteral("%1 (%2)").arg(name).arg(id); }
+
 }
 
-Channel *Server::channel(uint64 id)
+QString quoted(const QByteArray &text)
+{
+    QByteArray escaped = text;
+    escaped.replace('\\', "\\\\").replace('"', "\\\"").replace('\n', "\\n");
+    return QLatin1Char('"') + QString::fromUtf8(escaped) + QLatin1Char('"');
+}
+
+Channel *Server::channel(Id id)
 {
     for (int i = 0; i < channels.size(); ++i) {
         const int at = (mLastChannel + i) % channels.size();
@@ -43,404 +60,383 @@ Channel *Server::channel(uint64 id)
     return nullptr;
 }
 
-Client *Server::client(anyID id)
+Client *Server::client(ClientId id)
 {
     const auto found = clients.find(id);
     return found == clients.end() ? nullptr : &*found;
 }
 
-/// The 25 functions of the table that do something, and the traps in the other places.
+/// The functions of the table that do something, and the traps in the other places.
 struct HostFunctions
 {
-    /// Every function starts here: the call is counted, logged and judged.
-    template<typename... Arguments>
-    static void enter(const char *function, Arguments... arguments)
+    /// One call of the plug-in: counted, logged and judged.
+    class Call
     {
-        ++theHost->callCount;
-        if (theHost->keepsCalls) {
-            QStringList texts;
-            (texts.append(text(arguments)), ...);
-            theHost->note(QStringLiteral("plug-in -> %1(%2)")
-                              .arg(QLatin1String(function), texts.join(QLatin1String(", "))));
+    public:
+        template<typename... Arguments>
+        explicit Call(const char *function, Arguments... arguments) : mFunction(function)
+        {
+            ++theHost->callCount;
+            ++theHost->mNotes;
+            if (theHost->keepsCalls) {
+                QStringList texts;
+                (texts.append(text(arguments)), ...);
+                theHost->calls.append(QStringLiteral("%1 plug-in -> %2(%3)")
+                                          .arg(theHost->mNotes, 5)
+                                          .arg(QLatin1String(function))
+                                          .arg(texts.join(QLatin1String(", "))));
+            }
+            if (!theHost->accepts) {
+                complain("was called before the function table was handed over or after shutdown");
+            }
+            if (QThread::currentThreadId() != theHost->mThread)
+                complain("was called from another thread");
         }
-        if (!theHost->accepts) {
-            theHost->complain(QStringLiteral("%1 was called before the function table was handed "
-                                             "over or after shutdown")
-                                  .arg(QLatin1String(function)));
+
+        /// Judges what goes for all calls but a release.
+        Call &asQuestion()
+        {
+            for (const Host::Block &block : std::as_const(theHost->mBlocks)) {
+                theHost->complain(QStringLiteral("a block of %1 was not given back before the next "
+                                                 "call, from %2")
+                                      .arg(QString::fromLatin1(block.function), block.where));
+            }
+            // Told once; only the addresses are needed to see it come back.
+            for (auto one = theHost->mBlocks.begin(); one != theHost->mBlocks.end(); ++one)
+                theHost->mLate.insert(one.key(), *one);
+            theHost->mBlocks.clear();
+            if (theHost->called)
+                theHost->called();
+            return *this;
         }
-        if (QThread::currentThreadId() != theHost->mThread) {
-            theHost->complain(
-                QStringLiteral("%1 was called from another thread").arg(QLatin1String(function)));
+
+        void complain(const char *what) const
+        {
+            theHost->complain(QLatin1String(mFunction) + QLatin1Char(' ') + QLatin1String(what));
         }
+
+        bool has(Fault fault) const
+        {
+            const auto found = theHost->faults.constFind(mFunction);
+            return found != theHost->faults.constEnd() && *found == fault;
+        }
+        bool isRefused() const { return has(Fault::Refuse); }
+
+        /// A text that the plug-in passes, empty where it passes none.
+        QByteArray taken(const char *text) const
+        {
+            if (!text)
+                complain("was given a null pointer where an empty text is due");
+            return text;
+        }
+
+        unsigned int give(QByteArray text, char **result) const
+        {
+            if (has(Fault::Garble))
+                text = "\xff\xc3(" + text + "\xe2\x82";
+            return give(text.constData(), size_t(text.size()) + 1, result);
+        }
+
+        unsigned int give(const QMap<size_t, QByteArray> &texts, size_t property,
+                          char **result) const
+        {
+            return texts.contains(property) ? give(texts.value(property), result) : unknownProperty;
+        }
+
+        template<typename T>
+        unsigned int give(QList<T> ids, T **result) const
+        {
+            ids.append(0);
+            const QVector<T> array = ids.toVector();
+            return give(array.constData(), size_t(array.size()), result);
+        }
+
+        /// Answers a request.
+        unsigned int answer(const Request &request, unsigned int code,
+                            const char *returnCode = nullptr) const
+        {
+            if (returnCode)
+                complain("was given a return code, for which the plug-in has no callback");
+            theHost->requests.append(request);
+            if (theHost->asked)
+                theHost->asked(request, code);
+            return code;
+        }
+
+    private:
+        template<typename T>
+        unsigned int give(const T *data, size_t count, T **result) const
+        {
+            *result = has(Fault::Null)
+                ? nullptr
+                : static_cast<T *>(theHost->handOut(data, count * sizeof(T), mFunction));
+            return ok;
+        }
+
+        const char *mFunction;
+    };
+
+    /// Who a client is on an open connection, null when there is none.
+    static const Client *find(Id connection, ClientId client)
+    {
+        Server *server = theHost->server(connection);
+        return server ? server->client(client) : nullptr;
     }
 
-    static QString text(uint64 number) { return QString::number(number); }
-    static QString text(const char *bytes)
+    static const Channel *find(Id connection, Id channel)
     {
-        return bytes ? QLatin1Char('"') + QString::fromUtf8(bytes) + QLatin1Char('"')
-                     : QStringLiteral("null");
+        Server *server = theHost->server(connection);
+        return server ? server->channel(channel) : nullptr;
     }
 
-    static void expectNoReturnCode(const char *returnCode)
+    static void givePath(const QByteArray &path, char *buffer, size_t size)
     {
-        if (returnCode) {
-            theHost->complain(QStringLiteral("a return code was given, for which the plug-in has "
-                                             "no callback"));
-        }
-    }
-
-    static bool has(const char *function, Host::Fault fault)
-    {
-        const auto found = theHost->faults.constFind(function);
-        return found != theHost->faults.constEnd() && *found == fault;
-    }
-
-    static unsigned int giveText(const char *function, QByteArray text, char **result)
-    {
-        if (has(function, Host::Fault::Null)) {
-            *result = nullptr;
-            return ERROR_ok;
-        }
-        if (has(function, Host::Fault::Garbled))
-            text = "\xff\xc3(" + text + "\xe2\x82";
-        *result = static_cast<char *>(
-            theHost->handOut(text.constData(), size_t(text.size()) + 1, function));
-        return ERROR_ok;
-    }
-
-    template<typename Id>
-    static unsigned int giveIds(const char *function, QList<Id> ids, Id **result)
-    {
-        if (has(function, Host::Fault::Null)) {
-            *result = nullptr;
-            return ERROR_ok;
-        }
-        ids.append(0);
-        const QVector<Id> array = ids.toVector();
-        *result = static_cast<Id *>(
-            theHost->handOut(array.constData(), size_t(array.size()) * sizeof(Id), function));
-        return ERROR_ok;
-    }
-
-    static void givePath(const char *function, const QByteArray &path, char *buffer, size_t size)
-    {
-        enter(function, uint64(size));
         // A path that fills the buffer comes without a NUL.
         memcpy(buffer, path.constData(), qMin(size, size_t(path.size()) + 1));
     }
 
-    static unsigned int finish(const Request &request, unsigned int code)
-    {
-        theHost->requests.append(request);
-        if (theHost->asked)
-            theHost->asked(request, code);
-        return code;
-    }
-
     static unsigned int getErrorMessage(unsigned int code, char **text)
     {
-        enter("getErrorMessage", code);
-        if (has("getErrorMessage", Host::Fault::Refuse)) {
-            *text = untouchable<char>();
-            return refused;
-        }
-        return giveText("getErrorMessage", theHost->errorText(code), text);
+        const Call call = Call(__func__, code).asQuestion();
+        *text = untouchable<char>();
+        return call.isRefused() ? refused : call.give(theHost->errorText(code), text);
     }
 
     static unsigned int freeMemory(void *block)
     {
-        enter("freeMemory");
+        const Call call(__func__);
         --theHost->callCount;
         theHost->takeBack(block);
-        return ERROR_ok;
+        return ok;
     }
 
-    static unsigned int logMessage(const char *message, LogLevel level, const char *channel,
-                                   uint64 logId)
+    static unsigned int logMessage(const char *message, int level, const char *channel, Id logId)
     {
-        enter("logMessage", message, uint64(level), channel, logId);
+        const Call call = Call(__func__, message, Id(level), channel, logId).asQuestion();
         Request request{Request::Log, logId};
-        request.text = message;
+        request.text = call.taken(message);
         request.level = level;
-        request.logChannel = channel;
-        return finish(request, has("logMessage", Host::Fault::Refuse) ? refused : ERROR_ok);
+        request.logChannel = call.taken(channel);
+        return call.answer(request, call.isRefused() ? refused : ok);
     }
 
-    static unsigned int requestClientMove(uint64 connection, anyID client, uint64 channel,
+    static unsigned int requestClientMove(Id connection, ClientId client, Id channel,
                                           const char *password, const char *returnCode)
     {
-        enter("requestClientMove", connection, client, channel, password, returnCode);
-        expectNoReturnCode(returnCode);
-        const Request request{Request::Move, connection, client, channel, password};
+        const Call call =
+            Call(__func__, connection, client, channel, password, returnCode).asQuestion();
+        const Request request{Request::Move, connection, client, channel, call.taken(password)};
         Server *server = theHost->server(connection);
-        if (!server)
-            return finish(request, unknownConnection);
-        if (has("requestClientMove", Host::Fault::Refuse))
-            return finish(request, refused);
-        Client *moved = server->client(client);
-        if (!moved)
-            return finish(request, unknownClient);
-        const Channel *target = server->channel(channel);
-        if (!target)
-            return finish(request, unknownChannel);
-        if (target->password != password)
-            return finish(request, wrongPassword);
+        Client *moved = server ? server->client(client) : nullptr;
+        const Channel *target = server ? server->channel(channel) : nullptr;
+        const unsigned int code = !server      ? unknownConnection
+            : call.isRefused()                 ? refused
+            : !moved                           ? unknownClient
+            : !target                          ? unknownChannel
+            : target->password != request.text ? wrongPassword
+                                               : ok;
+        call.answer(request, code, returnCode);
+        if (code != ok)
+            return code;
 
-        finish(request, ERROR_ok);
-        const uint64 oldChannel = std::exchange(moved->channel, channel);
+        const Id oldChannel = std::exchange(moved->channel, channel);
         if (client == server->own && oldChannel != channel && theHost->moved) {
             theHost->mWaiting.append(
                 [=] { theHost->moved(connection, client, oldChannel, channel); });
             if (theHost->answersInside)
                 theHost->deliver();
         }
-        return ERROR_ok;
+        return ok;
     }
 
-    static unsigned int requestSendPrivateTextMsg(uint64 connection, const char *message,
-                                                  anyID client, const char *returnCode)
+    static unsigned int requestSendPrivateTextMsg(Id connection, const char *message,
+                                                  ClientId client, const char *returnCode)
     {
-        enter("requestSendPrivateTextMsg", connection, message, client, returnCode);
-        expectNoReturnCode(returnCode);
-        const Request request{Request::Message, connection, client, 0, message};
-        Server *server = theHost->server(connection);
-        if (!server)
-            return finish(request, unknownConnection);
-        if (has("requestSendPrivateTextMsg", Host::Fault::Refuse))
-            return finish(request, refused);
-        return finish(request, server->client(client) ? ERROR_ok : unknownClient);
+        const Call call = Call(__func__, connection, message, client, returnCode).asQuestion();
+        const Request request{Request::Message, connection, client, 0, call.taken(message)};
+        const unsigned int code = !theHost->server(connection) ? unknownConnection
+            : call.isRefused()                                 ? refused
+            : !find(connection, client)                        ? unknownClient
+                                                               : ok;
+        return call.answer(request, code, returnCode);
     }
 
-    static unsigned int getClientID(uint64 connection, anyID *id)
+    static unsigned int getClientID(Id connection, ClientId *id)
     {
-        enter("getClientID", connection);
+        const Call call = Call(__func__, connection).asQuestion();
         const Server *server = theHost->server(connection);
-        if (!server || has("getClientID", Host::Fault::Refuse)) {
-            *id = 0xdead;
-            return unknownConnection;
-        }
-        *id = server->own;
-        return ERROR_ok;
+        const bool isKnown = server && !call.isRefused();
+        *id = isKnown ? server->own : 0xdead;
+        return isKnown ? ok : unknownConnection;
     }
 
-    static unsigned int getClientVariableAsInt(uint64 connection, anyID client, size_t property,
+    static unsigned int getClientVariableAsInt(Id connection, ClientId client, size_t property,
                                                int *value)
     {
-        enter("getClientVariableAsInt", connection, client, property);
-        Server *server = theHost->server(connection);
-        const Client *found = server ? server->client(client) : nullptr;
-        if (!found || property != CLIENT_TYPE
-            || has("getClientVariableAsInt", Host::Fault::Refuse)) {
-            *value = 0;
-            return unknownClient;
-        }
-        *value = found->type;
-        return ERROR_ok;
+        const Call call = Call(__func__, connection, client, property).asQuestion();
+        const Client *found = find(connection, client);
+        const bool isKnown = found && property == 40 && !call.isRefused();
+        *value = isKnown ? found->type : 0;
+        return isKnown ? ok : unknownClient;
     }
 
-    static unsigned int getClientVariableAsString(uint64 connection, anyID client, size_t property,
+    static unsigned int getClientVariableAsString(Id connection, ClientId client, size_t property,
                                                   char **value)
     {
-        const char *function = "getClientVariableAsString";
-        enter(function, connection, client, property);
+        const Call call = Call(__func__, connection, client, property).asQuestion();
         *value = untouchable<char>();
-        Server *server = theHost->server(connection);
-        const Client *found = server ? server->client(client) : nullptr;
-        if (!found || has(function, Host::Fault::Refuse))
+        const Client *found = find(connection, client);
+        if (!found || call.isRefused())
             return unknownClient;
-        switch (property) {
-        case CLIENT_UNIQUE_IDENTIFIER:
-            return giveText(function, found->uid, value);
-        case CLIENT_NICKNAME:
-            return giveText(function, found->name, value);
-        case CLIENT_VERSION:
-            return giveText(function, found->version, value);
-        case CLIENT_PLATFORM:
-            return giveText(function, found->platform, value);
-        default:
-            return unknownProperty;
-        }
+        return call.give(
+            {{0, found->uid}, {1, found->name}, {2, found->version}, {3, found->platform}},
+            property, value);
     }
 
-    static unsigned int getChannelOfClient(uint64 connection, anyID client, uint64 *channel)
+    static unsigned int getChannelOfClient(Id connection, ClientId client, Id *channel)
     {
-        enter("getChannelOfClient", connection, client);
-        Server *server = theHost->server(connection);
-        const Client *found = server ? server->client(client) : nullptr;
-        if (!found || has("getChannelOfClient", Host::Fault::Refuse)) {
-            *channel = 0xdead;
-            return unknownClient;
-        }
-        *channel = found->channel;
-        return ERROR_ok;
+        const Call call = Call(__func__, connection, client).asQuestion();
+        const Client *found = find(connection, client);
+        const bool isKnown = found && !call.isRefused();
+        *channel = isKnown ? found->channel : 0xdead;
+        return isKnown ? ok : unknownClient;
     }
 
-    static unsigned int getChannelVariableAsInt(uint64 connection, uint64 channel, size_t property,
+    static unsigned int getChannelVariableAsInt(Id connection, Id channel, size_t property,
                                                 int *value)
     {
-        enter("getChannelVariableAsInt", connection, channel, property);
-        Server *server = theHost->server(connection);
-        const Channel *found = server ? server->channel(channel) : nullptr;
-        if (!found || property != CHANNEL_FLAG_DEFAULT
-            || has("getChannelVariableAsInt", Host::Fault::Refuse)) {
-            *value = 1;
-            return unknownChannel;
-        }
-        *value = found->isDefault;
-        return ERROR_ok;
+        const Call call = Call(__func__, connection, channel, property).asQuestion();
+        const Channel *found = find(connection, channel);
+        const bool isKnown = found && property == 11 && !call.isRefused();
+        *value = isKnown ? found->isDefault : 1;
+        return isKnown ? ok : unknownChannel;
     }
 
-    static unsigned int getChannelVariableAsString(uint64 connection, uint64 channel,
-                                                   size_t property, char **value)
+    static unsigned int getChannelVariableAsString(Id connection, Id channel, size_t property,
+                                                   char **value)
     {
-        const char *function = "getChannelVariableAsString";
-        enter(function, connection, channel, property);
+        const Call call = Call(__func__, connection, channel, property).asQuestion();
         *value = untouchable<char>();
-        Server *server = theHost->server(connection);
-        const Channel *found = server ? server->channel(channel) : nullptr;
-        if (!found || property != CHANNEL_NAME || has(function, Host::Fault::Refuse))
-            return unknownChannel;
-        return giveText(function, found->name, value);
+        const Channel *found = find(connection, channel);
+        return found && property == 0 && !call.isRefused() ? call.give(found->name, value)
+                                                           : unknownChannel;
     }
 
-    static unsigned int getChannelList(uint64 connection, uint64 **ids)
+    static unsigned int getChannelList(Id connection, Id **ids)
     {
-        enter("getChannelList", connection);
-        *ids = untouchable<uint64>();
+        const Call call = Call(__func__, connection).asQuestion();
+        *ids = untouchable<Id>();
         const Server *server = theHost->server(connection);
-        if (!server || has("getChannelList", Host::Fault::Refuse))
+        if (!server || call.isRefused())
             return unknownConnection;
-        QList<uint64> list;
+        QList<Id> list;
         for (const Channel &channel : server->channels)
             list.append(channel.id);
-        return giveIds("getChannelList", list, ids);
+        return call.give(list, ids);
     }
 
-    static unsigned int getChannelClientList(uint64 connection, uint64 channel, anyID **ids)
+    static unsigned int getChannelClientList(Id connection, Id channel, ClientId **ids)
     {
-        enter("getChannelClientList", connection, channel);
-        *ids = untouchable<anyID>();
-        Server *server = theHost->server(connection);
-        if (!server || !server->channel(channel)
-            || has("getChannelClientList", Host::Fault::Refuse)) {
+        const Call call = Call(__func__, connection, channel).asQuestion();
+        *ids = untouchable<ClientId>();
+        const Server *server = theHost->server(connection);
+        if (!find(connection, channel) || call.isRefused())
             return unknownChannel;
-        }
-        QList<anyID> list;
-        for (const Client &client : qAsConst(server->clients)) {
+        QList<ClientId> list;
+        for (const Client &client : server->clients) {
             if (client.channel == channel)
                 list.append(client.id);
         }
-        return giveIds("getChannelClientList", list, ids);
+        return call.give(list, ids);
     }
 
-    static unsigned int getServerConnectionHandlerList(uint64 **ids)
+    static unsigned int getServerConnectionHandlerList(Id **ids)
     {
-        enter("getServerConnectionHandlerList");
-        *ids = untouchable<uint64>();
-        if (has("getServerConnectionHandlerList", Host::Fault::Refuse))
-            return emptyList;
-        return giveIds("getServerConnectionHandlerList", theHost->servers.keys(), ids);
+        const Call call = Call(__func__).asQuestion();
+        *ids = untouchable<Id>();
+        return call.isRefused() ? refused : call.give(theHost->servers.keys(), ids);
     }
 
-    static unsigned int getServerVariableAsString(uint64 connection, size_t property, char **value)
+    static unsigned int getServerVariableAsString(Id connection, size_t property, char **value)
     {
-        const char *function = "getServerVariableAsString";
-        enter(function, connection, property);
+        const Call call = Call(__func__, connection, property).asQuestion();
         *value = untouchable<char>();
         const Server *server = theHost->server(connection);
-        if (!server || has(function, Host::Fault::Refuse))
+        if (!server || call.isRefused())
             return unknownConnection;
-        switch (property) {
-        case VIRTUALSERVER_UNIQUE_IDENTIFIER:
-            return giveText(function, server->uid, value);
-        case VIRTUALSERVER_NAME:
-            return giveText(function, server->name, value);
-        case VIRTUALSERVER_PLATFORM:
-            return giveText(function, server->platform, value);
-        case VIRTUALSERVER_VERSION:
-            return giveText(function, server->version, value);
-        default:
-            return unknownProperty;
-        }
+        return call.give(
+            {{0, server->uid}, {1, server->name}, {3, server->platform}, {4, server->version}},
+            property, value);
     }
 
-    static unsigned int getConnectionStatus(uint64 connection, int *status)
+    static unsigned int getConnectionStatus(Id connection, int *status)
     {
-        enter("getConnectionStatus", connection);
+        const Call call = Call(__func__, connection).asQuestion();
         const Server *server = theHost->server(connection);
-        if (!server || has("getConnectionStatus", Host::Fault::Refuse)) {
-            *status = STATUS_CONNECTED;
-            return unknownConnection;
-        }
-        *status = server->status;
-        return ERROR_ok;
+        const bool isKnown = server && !call.isRefused();
+        *status = isKnown ? server->status : 2;
+        return isKnown ? ok : unknownConnection;
     }
 
-    static unsigned int getConnectionVariableAsString(uint64 connection, anyID client,
+    static unsigned int getConnectionVariableAsString(Id connection, ClientId client,
                                                       size_t property, char **value)
     {
-        const char *function = "getConnectionVariableAsString";
-        enter(function, connection, client, property);
+        const Call call = Call(__func__, connection, client, property).asQuestion();
         *value = untouchable<char>();
         const Server *server = theHost->server(connection);
-        if (!server || client != server->own || has(function, Host::Fault::Refuse))
+        if (!server || client != server->own || call.isRefused())
             return unknownConnection;
-        switch (property) {
-        case CONNECTION_SERVER_IP:
-            return giveText(function, "192.0.2.7", value);
-        case CONNECTION_SERVER_PORT:
-            return giveText(function, "9987", value);
-        default:
-            return unknownProperty;
-        }
+        return call.give({{6, "192.0.2.7"}, {7, "9987"}}, property, value);
     }
 
-    static unsigned int requestServerGroupList(uint64 connection, const char *returnCode)
+    static unsigned int requestServerGroupList(Id connection, const char *returnCode)
     {
-        enter("requestServerGroupList", connection, returnCode);
-        expectNoReturnCode(returnCode);
-        return finish({Request::ServerGroups, connection},
-                      has("requestServerGroupList", Host::Fault::Refuse) ? refused : ERROR_ok);
+        const Call call = Call(__func__, connection, returnCode).asQuestion();
+        return call.answer({Request::ServerGroups, connection}, call.isRefused() ? refused : ok,
+                           returnCode);
     }
 
-    static unsigned int requestChannelGroupList(uint64 connection, const char *returnCode)
+    static unsigned int requestChannelGroupList(Id connection, const char *returnCode)
     {
-        enter("requestChannelGroupList", connection, returnCode);
-        expectNoReturnCode(returnCode);
-        return finish({Request::ChannelGroups, connection},
-                      has("requestChannelGroupList", Host::Fault::Refuse) ? refused : ERROR_ok);
+        const Call call = Call(__func__, connection, returnCode).asQuestion();
+        return call.answer({Request::ChannelGroups, connection}, call.isRefused() ? refused : ok,
+                           returnCode);
     }
 
     static void getAppPath(char *path, size_t size)
     {
-        givePath("getAppPath", "/client/app", path, size);
+        Call(__func__, size).asQuestion();
+        givePath("/client/app", path, size);
     }
 
     static void getResourcesPath(char *path, size_t size)
     {
-        givePath("getResourcesPath", "/client/resources", path, size);
+        Call(__func__, size).asQuestion();
+        givePath("/client/resources", path, size);
     }
 
     static void getConfigPath(char *path, size_t size)
     {
-        givePath("getConfigPath", theHost->configPath, path, size);
+        Call(__func__, size).asQuestion();
+        givePath(theHost->configPath, path, size);
     }
 
     static void getPluginPath(char *path, size_t size, const char *pluginId)
     {
-        givePath("getPluginPath", QByteArray("/client/plugins/") + pluginId, path, size);
+        const Call call = Call(__func__, size, pluginId).asQuestion();
+        givePath("/client/plugins/" + call.taken(pluginId), path, size);
     }
 
-    static uint64 getCurrentServerConnectionHandlerID()
+    static Id getCurrentServerConnectionHandlerID()
     {
-        enter("getCurrentServerConnectionHandlerID");
+        Call(__func__).asQuestion();
         return theHost->currentConnection;
     }
 
     static void printMessageToCurrentTab(const char *message)
     {
-        enter("printMessageToCurrentTab", message);
-        finish({Request::TabText, theHost->currentConnection, 0, 0, message}, ERROR_ok);
+        const Call call = Call(__func__, message).asQuestion();
+        call.answer({Request::TabText, theHost->currentConnection, 0, 0, call.taken(message)}, ok);
     }
 
     template<size_t position>
@@ -452,44 +448,13 @@ struct HostFunctions
     }
 
     template<size_t... positions>
-    static TS3Functions traps(std::index_sequence<positions...>)
+    static Table table(std::index_sequence<positions...>)
     {
-        void (*members[])() = {&trap<positions>...};
-        TS3Functions functions;
-        static_assert(sizeof(members) == sizeof(functions));
-        memcpy(&functions, members, sizeof(functions));
-        return functions;
-    }
-
-    static TS3Functions table()
-    {
-        TS3Functions functions = traps(std::make_index_sequence<TS3FUNCTIONS_COUNT>());
-        functions.getErrorMessage = getErrorMessage;
-        functions.freeMemory = freeMemory;
-        functions.logMessage = logMessage;
-        functions.requestClientMove = requestClientMove;
-        functions.requestSendPrivateTextMsg = requestSendPrivateTextMsg;
-        functions.getClientID = getClientID;
-        functions.getClientVariableAsInt = getClientVariableAsInt;
-        functions.getClientVariableAsString = getClientVariableAsString;
-        functions.getChannelOfClient = getChannelOfClient;
-        functions.getChannelVariableAsInt = getChannelVariableAsInt;
-        functions.getChannelVariableAsString = getChannelVariableAsString;
-        functions.getChannelList = getChannelList;
-        functions.getChannelClientList = getChannelClientList;
-        functions.getServerConnectionHandlerList = getServerConnectionHandlerList;
-        functions.getServerVariableAsString = getServerVariableAsString;
-        functions.getConnectionStatus = getConnectionStatus;
-        functions.getConnectionVariableAsString = getConnectionVariableAsString;
-        functions.requestServerGroupList = requestServerGroupList;
-        functions.requestChannelGroupList = requestChannelGroupList;
-        functions.getAppPath = getAppPath;
-        functions.getResourcesPath = getResourcesPath;
-        functions.getConfigPath = getConfigPath;
-        functions.getPluginPath = getPluginPath;
-        functions.getCurrentServerConnectionHandlerID = getCurrentServerConnectionHandlerID;
-        functions.printMessageToCurrentTab = printMessageToCurrentTab;
-        return functions;
+        Table table{{reinterpret_cast<void *>(&trap<positions>)...}};
+#define STANDIN_SLOT(position, name) table.slots[position] = reinterpret_cast<void *>(&(name));
+        STANDIN_FUNCTIONS(STANDIN_SLOT)
+#undef STANDIN_SLOT
+        return table;
     }
 };
 
@@ -503,65 +468,94 @@ Host::~Host()
 {
     for (void *block : qAsConst(mReturned))
         free(block);
-    for (auto block = mBlocks.cbegin(); block != mBlocks.cend(); ++block)
-        free(block.key());
+    for (const auto &blocks : {mBlocks, mLate}) {
+        for (auto block = blocks.cbegin(); block != blocks.cend(); ++block)
+            free(block.key());
+    }
     theHost = nullptr;
 }
 
-TS3Functions Host::functions() const { return HostFunctions::table(); }
-
-Server *Host::server(uint64 connection)
+Table Host::functions() const
 {
-    const auto found = servers.find(connection);
-    return found == servers.end() || found->status == STATUS_DISCONNECTED ? nullptr : &*found;
+    return HostFunctions::table(std::make_index_sequence<slotCount>());
 }
 
-QStringList Host::requestLines() const
+Server *Host::server(Id connection)
+{
+    const auto found = servers.find(connection);
+    return found == servers.end() || found->status == 0 ? nullptr : &*found;
+}
+
+QString Host::serverName(Id connection) const
+{
+    const QByteArray name = servers.value(connection).name;
+    return name.isEmpty() ? QStringLiteral("connection") : quoted(name);
+}
+
+QString Host::channelName(Id connection, Id channel) const
+{
+    for (const Channel &one : servers.value(connection).channels) {
+        if (one.id == channel && !one.name.isEmpty())
+            return quoted(one.name);
+    }
+    return QStringLiteral("channel");
+}
+
+QString Host::clientName(Id connection, Id client) const
+{
+    const auto server = servers.constFind(connection);
+    if (server == servers.constEnd() || client > 0xffff)
+        return QStringLiteral("client");
+    if (client == server->own && client != 0)
+        return QStringLiteral("you");
+    const QByteArray name = server->clients.value(static_cast<ClientId>(client)).name;
+    return name.isEmpty() ? QStringLiteral("client") : QString::fromUtf8(name);
+}
+
+QString Host::describe(const Request &request) const
+{
+    const Id connection = request.connection;
+    const QString server = withId(serverName(connection), connection);
+    const QString client = withId(clientName(connection, request.client), request.client);
+    const auto suffix = [](const char *word, const QByteArray &text) {
+        return text.isEmpty() ? QString() : QLatin1String(word) + quoted(text);
+    };
+    switch (request.kind) {
+    case Request::Move:
+        return QStringLiteral("move %1 to %2 on %3%4")
+            .arg(client, withId(channelName(connection, request.channel), request.channel), server,
+                 suffix(" with password ", request.text));
+    case Request::Message:
+        return QStringLiteral("tell %1 on %2: %3").arg(client, server, quoted(request.text));
+    case Request::Log:
+        return QStringLiteral("log at level %1 for %2%3: %4")
+            .arg(QString::number(request.level), server, suffix(" under ", request.logChannel),
+                 quoted(request.text));
+    case Request::TabText:
+        return QStringLiteral("show in the tab of %1: %2").arg(server, quoted(request.text));
+    case Request::ServerGroups:
+        return QStringLiteral("list the server groups of %1").arg(server);
+    case Request::ChannelGroups:
+        return QStringLiteral("list the channel groups of %1").arg(server);
+    }
+    return QString();
+}
+
+QStringList Host::takeRequests()
 {
     QStringList lines;
-    for (const Request &request : requests) {
-        const QString connection = QString::number(request.connection);
-        const QString client = QString::number(request.client);
-        const QString text = QString::fromUtf8(request.text);
-        if (request.kind == Request::Move) {
-            lines.append(QStringLiteral("move %1 %2 %3%4")
-                             .arg(connection, client, QString::number(request.channel), text));
-        } else if (request.kind == Request::Message) {
-            lines.append(QStringLiteral("message %1 %2 %3").arg(connection, client, text));
-        } else {
-            lines.append(QStringLiteral("log %1 %2").arg(connection, text));
-        }
-    }
+    for (const Request &request : std::exchange(requests, {}))
+        lines.append(describe(request));
     return lines;
 }
 
 bool Host::knows(const QByteArray &function)
 {
-    static const QSet<QByteArray> names{"getErrorMessage",
-                                        "freeMemory",
-                                        "logMessage",
-                                        "requestClientMove",
-                                        "requestSendPrivateTextMsg",
-                                        "getClientID",
-                                        "getClientVariableAsInt",
-                                        "getClientVariableAsString",
-                                        "getChannelOfClient",
-                                        "getChannelVariableAsInt",
-                                        "getChannelVariableAsString",
-                                        "getChannelList",
-                                        "getChannelClientList",
-                                        "getServerConnectionHandlerList",
-                                        "getServerVariableAsString",
-                                        "getConnectionStatus",
-                                        "getConnectionVariableAsString",
-                                        "requestServerGroupList",
-                                        "requestChannelGroupList",
-                                        "getAppPath",
-                                        "getResourcesPath",
-                                        "getConfigPath",
-                                        "getPluginPath",
-                                        "getCurrentServerConnectionHandlerID",
-                                        "printMessageToCurrentTab"};
+    static const QSet<QByteArray> names{
+#define STANDIN_NAME(position, name) #name,
+        STANDIN_FUNCTIONS(STANDIN_NAME)
+#undef STANDIN_NAME
+    };
     return names.contains(function);
 }
 
@@ -573,16 +567,28 @@ void Host::deliver()
 
 void Host::note(const QString &call)
 {
+    ++mNotes;
     if (keepsCalls)
-        calls.append(QStringLiteral("%1 %2").arg(++mNotes, 5).arg(call));
+        calls.append(QStringLiteral("%1 %2").arg(mNotes, 5).arg(call));
+}
+
+QString Host::where() const
+{
+    const QString call = QStringLiteral("call %1").arg(mNotes);
+    return place.isEmpty() ? call : QStringLiteral("%1, %2").arg(call, place);
+}
+
+void Host::complain(const QString &complaint)
+{
+    mComplaints.append(QStringLiteral("%1 (%2)").arg(complaint, where()));
 }
 
 QStringList Host::complaints() const
 {
     QStringList complaints = mComplaints;
-    for (const QPair<size_t, QByteArray> &block : mBlocks) {
-        complaints.append(QStringLiteral("a block of %1 was not released")
-                              .arg(QString::fromLatin1(block.second)));
+    for (const Block &block : mBlocks) {
+        complaints.append(QStringLiteral("a block of %1 was not given back (%2)")
+                              .arg(QString::fromLatin1(block.function), block.where));
     }
     return complaints;
 }
@@ -590,7 +596,7 @@ QStringList Host::complaints() const
 QByteArray Host::errorText(unsigned int code) const
 {
     switch (code) {
-    case ERROR_ok:
+    case ok:
         return "ok";
     case refused:
         return refusal;
@@ -602,8 +608,6 @@ QByteArray Host::errorText(unsigned int code) const
         return "unknown channel";
     case wrongPassword:
         return "wrong channel password";
-    case unknownProperty:
-        return "unknown property";
     default:
         return "unknown code";
     }
@@ -613,24 +617,23 @@ void *Host::handOut(const void *data, size_t size, const char *function)
 {
     void *block = malloc(size);
     memcpy(block, data, size);
-    mBlocks.insert(block, {size, function});
+    mBlocks.insert(block, {size, function, where()});
     ++mBlocksHandedOut;
     return block;
 }
 
 void Host::takeBack(void *block)
 {
-    const auto found = mBlocks.find(block);
-    if (found == mBlocks.end()) {
+    const bool isLate = mLate.contains(block);
+    if (!isLate && !mBlocks.contains(block)) {
         complain(mReturnedSet.contains(block)
-                     ? QStringLiteral("a block was released twice")
-                     : QStringLiteral("a block was released that is not the client's"));
+                     ? QStringLiteral("a block was given back twice")
+                     : QStringLiteral("a block was given back that is not the client's"));
         return;
     }
     // A returned block is kept for a while, so that its address is not used again and whoever
     // still reads it reads nonsense.
-    memset(block, 0xdd, found->first);
-    mBlocks.erase(found);
+    memset(block, 0xdd, (isLate ? mLate : mBlocks).take(block).size);
     mReturned.append(block);
     mReturnedSet.insert(block);
     if (mReturned.size() > returnedBlocksKept) {
@@ -638,4 +641,6 @@ void Host::takeBack(void *block)
         mReturnedSet.remove(oldest);
         free(oldest);
     }
+}
+
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shared/host/host_interface.h"
+#include "standin/interface.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -12,32 +12,27 @@
 
 #include <functional>
 
-/// What the plug-in asked the client to do, in the order in which it asked.
+namespace standin {
+
+/// Something that the plug-in asked the client to do.
 struct Request
 {
     enum Kind { Move, Message, Log, TabText, ServerGroups, ChannelGroups };
 
     Kind kind;
-    uint64 connection;
-    uint64 client = 0;
-    uint64 channel = 0;
+    Id connection;
+    Id client = 0;
+    Id channel = 0;
     /// The password of a move, the text of a message, of a log line or of a chat tab.
     QByteArray text = {};
-    int level = LogLevel_WARNING;
+    int level = 0;
     /// The channel of a log line.
     QByteArray logChannel = {};
-
-    bool operator==(const Request &other) const
-    {
-        return kind == other.kind && connection == other.connection && client == other.client
-            && channel == other.channel && text == other.text && level == other.level
-            && logChannel == other.logChannel;
-    }
 };
 
 struct Channel
 {
-    uint64 id;
+    Id id;
     QByteArray name = {};
     QByteArray password = {};
     int isDefault = 0;
@@ -45,33 +40,40 @@ struct Channel
 
 struct Client
 {
-    anyID id = 0;
+    ClientId id = 0;
     QByteArray uid = {};
     QByteArray name = {};
     QByteArray platform = "Linux";
     QByteArray version = "3.1";
-    uint64 channel = 0;
+    Id channel = 0;
     int type = 0;
 };
 
 struct Server
 {
-    uint64 connection;
+    Id connection;
     QByteArray uid;
     QByteArray name;
     QByteArray platform = "Linux";
     QByteArray version = "3.13";
-    int status = STATUS_DISCONNECTED;
-    anyID own = 0;
+    int status = 0; ///< 0 is disconnected, 4 established
+    ClientId own = 0;
     QList<Channel> channels;
-    QMap<anyID, Client> clients;
+    QMap<ClientId, Client> clients;
 
-    Channel *channel(uint64 id);
-    Client *client(anyID id);
+    Channel *channel(Id id);
+    Client *client(ClientId id);
 
 private:
     /// Where the last channel was found: a plug-in asks for one after the other.
     int mLastChannel = 0;
+};
+
+/// How a function of the table answers when it is told to misbehave.
+enum class Fault {
+    Refuse, ///< returns an error code and leaves a pointer that must not be touched
+    Null, ///< succeeds and hands out a null pointer
+    Garble ///< succeeds and hands out bytes that are not UTF-8
 };
 
 /// A voice client without a network: servers in memory, the function table over them, and a record
@@ -79,24 +81,18 @@ private:
 class Host
 {
 public:
-    /// How a function of the table answers when it is told to misbehave.
-    enum class Fault {
-        Refuse, ///< returns an error code and leaves a pointer that must not be touched
-        Null, ///< succeeds and hands out a null pointer
-        Garbled ///< succeeds and hands out bytes that are not UTF-8
-    };
-
     Host();
     ~Host();
     Host(const Host &) = delete;
     Host &operator=(const Host &) = delete;
 
-    TS3Functions functions() const;
+    Table functions() const;
 
-    Server *server(uint64 connection);
+    /// The server of an open connection, null when there is none.
+    Server *server(Id connection);
 
-    QMap<uint64, Server> servers;
-    uint64 currentConnection = 0;
+    QMap<Id, Server> servers;
+    Id currentConnection = 0;
     QByteArray configPath;
     QHash<QByteArray, Fault> faults;
     QByteArray refusal = "insufficient permissions";
@@ -104,17 +100,24 @@ public:
     /// Whether the callbacks that answer a request come from inside it.
     bool answersInside = false;
     /// Where answers go: the own client moved itself.
-    std::function<void(uint64 connection, anyID client, uint64 oldChannel, uint64 newChannel)>
-        moved;
+    std::function<void(Id connection, ClientId client, Id oldChannel, Id newChannel)> moved;
     /// Delivers the answers that wait for the plug-in to return.
     void deliver();
 
+    /// Told of each call of the plug-in, releases left out, before it is answered.
+    std::function<void()> called;
     /// Told of each request as it comes, with the error code that it is answered with.
     std::function<void(const Request &request, unsigned int code)> asked;
     QList<Request> requests;
-    /// The same, a line each: "move CONNECTION CLIENT CHANNEL", followed by the password, "message
-    /// CONNECTION CLIENT TEXT" or "log CONNECTION TEXT".
-    QStringList requestLines() const;
+    /// A request in one line, with all that is in it: names where there are any, and ids.
+    QString describe(const Request &request) const;
+    /// All requests since the last call of takeRequests(), described.
+    QStringList takeRequests();
+
+    QString serverName(Id connection) const;
+    QString channelName(Id connection, Id channel) const;
+    /// The client's name; "you" for the user.
+    QString clientName(Id connection, Id client) const;
 
     /// Calls of the plug-in and into it, numbered, when `keepsCalls` is set.
     QStringList calls;
@@ -126,25 +129,36 @@ public:
 
     /// Whether the plug-in may call now: from the table's handover to the end of shutdown.
     bool accepts = false;
+    /// What leads to the calls that come, for complaints: FILE:LINE of a scenario.
+    QString place;
+    void complain(const QString &complaint);
     /// What the plug-in did wrong so far, blocks that it still holds included; empty when nothing.
     QStringList complaints() const;
     int blocksHandedOut() const { return mBlocksHandedOut; }
 
-    void complain(const QString &complaint) { mComplaints.append(complaint); }
-    /// Whether the table has a function of that name.
-    static bool knows(const QByteArray &function);
-
     /// The text of an error code.
     QByteArray errorText(unsigned int code) const;
+    /// Whether the table has a function of that name.
+    static bool knows(const QByteArray &function);
 
 private:
     friend struct HostFunctions;
 
+    struct Block
+    {
+        size_t size;
+        QByteArray function;
+        QString where;
+    };
+
+    QString where() const;
     void *handOut(const void *data, size_t size, const char *function);
     void takeBack(void *block);
 
     QStringList mComplaints;
-    QHash<void *, QPair<size_t, QByteArray>> mBlocks;
+    QHash<void *, Block> mBlocks;
+    /// Blocks that should have come back before a later call, and about which that was said.
+    QHash<void *, Block> mLate;
     QList<void *> mReturned;
     QSet<void *> mReturnedSet;
     int mBlocksHandedOut = 0;
@@ -152,3 +166,8 @@ private:
     QList<std::function<void()>> mWaiting;
     Qt::HANDLE mThread;
 };
+
+/// A text in double quotes, with those inside it and backslashes escaped.
+QString quoted(const QByteArray &text);
+
+}

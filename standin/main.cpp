@@ -1,15 +1,23 @@
-#include "standin/random.h"
+#include "standin/player.h"
 #include "standin/scenario.h"
-#include "standin/stage.h"
-#include "standin/terminal.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDialog>
+#include <QEventLoop>
 #include <QFile>
 #include <QPixmap>
 #include <QRandomGenerator>
-#include <QTemporaryDir>
-#include <QWidget>
+#include <QTimer>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <limits>
+#include <memory>
+#include <optional>
+
+using namespace standin;
 
 namespace {
 
@@ -19,8 +27,9 @@ const char *const welcome =
     "  show                                      who is where\n"
     "  move Northgate Robin Den                  go somewhere; the plug-in remembers it\n"
     "  moved Northgate Robin Dungeon by Mallory  be moved, and see what the plug-in does\n"
-    "  configure, notify on, save                have the mover told\n"
-    "  help                                      everything else; Ctrl-D ends\n\n";
+    "  configure, notify on, save                have the mover told, a line each\n"
+    "  help, help move                           everything else\n"
+    "  quit                                      the end\n\n";
 
 const char *const preparedStage[] = {"server Northgate northgate=",
                                      "channel Northgate 1 Lobby default",
@@ -38,35 +47,26 @@ const char *const preparedStage[] = {"server Northgate northgate=",
                                      "connect Northgate",
                                      "connect Southgate"};
 
-/// Plays statements from standard input as they come; a person may go on after a mistake.
-Scenario::Outcome playInput(Scenario &scenario)
+struct Options
 {
-    Terminal terminal(Scenario::names());
-    for (int number = 1;; ++number) {
-        const std::optional<QString> line = terminal.readLine();
-        const QString place = QStringLiteral("-:%1").arg(number);
-        if (!line)
-            return terminal.isPerson() ? Scenario::Held : scenario.finish(place);
-        const Scenario::Outcome outcome = scenario.playLine(*line, place);
-        if (outcome != Scenario::Held && !terminal.isPerson())
-            return outcome;
-    }
+    QString library;
+    QString config;
+    bool isQuiet = false;
+    bool printsCalls = false;
+    bool showsSettings = false;
+    QString picture;
+};
+
+QTextStream output(stdout);
+QTextStream errors(stderr);
+
+bool isColoured()
+{
+    return isatty(STDOUT_FILENO) && qEnvironmentVariableIsEmpty("NO_COLOR")
+        && qgetenv("TERM") != "dumb";
 }
 
-/// Prepares the stage for somebody who just wants to look.
-Scenario::Outcome playPrepared(Scenario &scenario, QTextStream &output)
-{
-    output << welcome << Qt::flush;
-    for (const char *line : preparedStage) {
-        const Scenario::Outcome outcome =
-            scenario.playLine(QLatin1String(line), QStringLiteral("the prepared stage"));
-        if (outcome != Scenario::Held)
-            return outcome;
-    }
-    return playInput(scenario);
-}
-
-void tellStory(QTextStream &output, const QString &line)
+void tellStory(const QString &line)
 {
     // What the plug-in does stands out from what happens to it.
     const bool isPlugin = line.startsWith(QLatin1String("    Staybolt: "));
@@ -74,18 +74,172 @@ void tellStory(QTextStream &output, const QString &line)
     output << colour << line << (isColoured() ? "\033[0m" : "") << '\n' << Qt::flush;
 }
 
-bool writePicture(Stage &stage, const QString &file, QTextStream &output, QTextStream &errors)
+/// The next line of standard input, nothing at its end. Events are handled while a person thinks.
+std::optional<QString> readLine(bool isPerson)
 {
-    stage.configure();
-    QApplication::processEvents();
-    const QWidget *dialog = Stage::dialog();
-    if (!dialog || !const_cast<QWidget *>(dialog)->grab().save(file, "PNG")) {
-        errors << "The picture of the settings dialog can't be written to " << file << '\n'
-               << Qt::flush;
-        return false;
+    if (isPerson)
+        output << "> " << Qt::flush;
+    pollfd input{STDIN_FILENO, POLLIN, 0};
+    constexpr int pauseMs = 20;
+    while (isPerson && poll(&input, 1, pauseMs) == 0)
+        QCoreApplication::processEvents();
+    // Unbuffered, so that a line is played when it comes and not when a block is full.
+    QFile file;
+    if (!file.open(STDIN_FILENO, QIODevice::ReadOnly | QIODevice::Unbuffered))
+        return std::nullopt;
+    const QByteArray line = file.readLine();
+    return line.isEmpty() ? std::nullopt : std::optional<QString>(QString::fromUtf8(line));
+}
+
+/// A stage, and what is played on it.
+class Play
+{
+public:
+    explicit Play(const Options &options) :
+        mOptions(options), mStage(options.config), mScenario(mStage, options.library, errors)
+    {
+        if (!options.isQuiet)
+            mStage.tell = tellStory;
+        mStage.host.keepsCalls = options.printsCalls;
     }
-    output << "A picture of the settings dialog is in " << file << '\n' << Qt::flush;
-    return true;
+
+    int playFile(const QString &file) { return mScenario.playFile(file); }
+
+    /// Plays statements from standard input as they come; a person may go on after a mistake.
+    int playInput()
+    {
+        const bool isPerson = isatty(STDIN_FILENO);
+        for (int number = 1; !mScenario.isOver(); ++number) {
+            const std::optional<QString> line = readLine(isPerson);
+            const QString place = QStringLiteral("-:%1").arg(number);
+            if (!line)
+                return isPerson ? Scenario::Held : mScenario.finish(place);
+            const int outcome = mScenario.playLine(*line, isPerson ? QString() : place);
+            if (outcome != Scenario::Held && !isPerson)
+                return outcome;
+        }
+        return Scenario::Held;
+    }
+
+    /// Prepares the stage for somebody who just wants to look.
+    int playPrepared()
+    {
+        output << welcome << Qt::flush;
+        for (const char *line : preparedStage) {
+            const int outcome =
+                mScenario.playLine(QLatin1String(line), QStringLiteral("the prepared stage"));
+            if (outcome != Scenario::Held)
+                return outcome;
+        }
+        return playInput();
+    }
+
+    int showDialog()
+    {
+        const QString error = mStage.plugin.isOpen() ? QString() : mStage.load(mOptions.library);
+        if (!error.isEmpty()) {
+            errors << error << '\n' << Qt::flush;
+            return Scenario::Mistaken;
+        }
+        mStage.configure();
+        QApplication::processEvents();
+        auto *dialog = qobject_cast<QDialog *>(Stage::dialog());
+        if (!mOptions.picture.isEmpty()) {
+            if (!dialog || !dialog->grab().save(mOptions.picture, "PNG")) {
+                errors << "The picture of the settings dialog can't be written to "
+                       << mOptions.picture << '\n'
+                       << Qt::flush;
+                return Scenario::Failed;
+            }
+            output << "A picture of the settings dialog is in " << mOptions.picture << '\n'
+                   << Qt::flush;
+        }
+        if (mOptions.showsSettings && dialog) {
+            QEventLoop loop;
+            QObject::connect(dialog, &QDialog::finished, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
+        return Scenario::Held;
+    }
+
+    /// Unloads the plug-in and says what is to be said of it.
+    int finish(int status)
+    {
+        if (mStage.plugin.isOpen())
+            mStage.unload();
+        if (mOptions.printsCalls)
+            output << mStage.host.calls.join(QLatin1Char('\n')) << '\n' << Qt::flush;
+        const QStringList complaints = mStage.host.complaints();
+        for (const QString &complaint : complaints)
+            errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
+        if (status != Scenario::Held || !complaints.isEmpty())
+            return status != Scenario::Held ? status : int(Scenario::Failed);
+        if (mStage.host.callCount > 0 && !mOptions.isQuiet) {
+            output << "The plug-in made " << mStage.host.callCount << " calls and gave back all "
+                   << mStage.host.blocksHandedOut() << " blocks it was handed.\n"
+                   << Qt::flush;
+        }
+        return status;
+    }
+
+private:
+    const Options &mOptions;
+    Stage mStage;
+    Scenario mScenario;
+};
+
+int playAll(const Options &options, const QStringList &files)
+{
+    const bool wantsDialog = options.showsSettings || !options.picture.isEmpty();
+    auto play = std::make_unique<Play>(options);
+    int status = Scenario::Held;
+    if (files.isEmpty() && !wantsDialog)
+        status = play->playPrepared();
+    for (int i = 0; i < files.size() && status == Scenario::Held; ++i) {
+        if (files.at(i) == QLatin1String("-")) {
+            status = play->playInput();
+            continue;
+        }
+        if (i > 0) {
+            status = play->finish(status);
+            play.reset(); // there is one host at a time
+            play = std::make_unique<Play>(options);
+        }
+        if (status == Scenario::Held)
+            status = play->playFile(files.at(i));
+    }
+    if (status == Scenario::Held && wantsDialog)
+        status = play->showDialog();
+    return play->finish(status);
+}
+
+/// The number that an option was given; ends the program when it is none.
+quint64 numberOf(const QCommandLineParser &parser, const QCommandLineOption &option, quint64 least,
+                 quint64 most)
+{
+    bool isNumber = false;
+    const quint64 number = parser.value(option).toULongLong(&isNumber);
+    if (!isNumber || number < least || number > most) {
+        errors << "--" << option.names().first() << " takes a number from " << least << " to "
+               << most << ", not \"" << parser.value(option) << "\"\n"
+               << Qt::flush;
+        exit(Scenario::Mistaken);
+    }
+    return number;
+}
+
+void findADisplay(int argc, char *argv[])
+{
+    bool wantsHelp = false;
+    for (int i = 1; i < argc; ++i)
+        wantsHelp = wantsHelp || qstrcmp(argv[i], "--help") == 0 || qstrcmp(argv[i], "-h") == 0;
+    const bool hasDisplay = !qEnvironmentVariableIsEmpty("DISPLAY");
+    if (wantsHelp) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    } else if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        // A display that is set may be out of reach.
+        qputenv("QT_QPA_PLATFORM", hasDisplay ? "xcb;offscreen" : "offscreen");
+    }
 }
 
 }
@@ -94,10 +248,7 @@ int main(int argc, char *argv[])
 {
     // What the plug-in prints stands in the story where it was printed.
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    findADisplay(argc, argv);
     // Qt asks for this folder and complains when nobody has logged in to have one.
     const QTemporaryDir runtimeFolder;
     if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
@@ -110,8 +261,6 @@ int main(int argc, char *argv[])
         QApplication::setFont(font);
     }
     QApplication::setApplicationName(QStringLiteral("staybolt-host"));
-    // Closing the dialog must not end the program.
-    QApplication::setQuitOnLastWindowClosed(false);
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
@@ -121,99 +270,68 @@ int main(int argc, char *argv[])
                        "Statements of a scenario:\n")
         + Scenario::help());
     parser.addHelpOption();
-    const QCommandLineOption library(
-        QStringLiteral("library"), QStringLiteral("The plug-in's library."), QStringLiteral("FILE"),
-        QApplication::applicationDirPath() + QStringLiteral("/libstaybolt.so.1"));
-    const QCommandLineOption config(QStringLiteral("config"),
-                                    QStringLiteral("The client's configuration folder, by default "
-                                                   "an empty one."),
-                                    QStringLiteral("FOLDER"));
-    const QCommandLineOption quiet(QStringLiteral("quiet"),
-                                   QStringLiteral("Don't tell the story."));
-    const QCommandLineOption calls(QStringLiteral("calls"),
-                                   QStringLiteral("Print the numbered log of all calls."));
-    const QCommandLineOption settings(QStringLiteral("settings"),
-                                      QStringLiteral("Show the settings dialog at the end."));
-    const QCommandLineOption picture(QStringLiteral("settings-picture"),
-                                     QStringLiteral("Write a picture of the settings dialog."),
-                                     QStringLiteral("FILE"));
-    const QCommandLineOption random(
-        QStringLiteral("random"),
-        QStringLiteral("Let that many random things happen and compare what the plug-in does with "
-                       "what its rules predict."),
-        QStringLiteral("EVENTS"));
-    const QCommandLineOption seed(QStringLiteral("seed"),
-                                  QStringLiteral("Play the random events of an earlier run."),
-                                  QStringLiteral("NUMBER"));
-    parser.addOptions({library, config, quiet, calls, settings, picture, random, seed});
+    const auto option = [&](const char *name, const char *meaning, const char *value = "",
+                            const QString &standard = QString()) {
+        const QCommandLineOption one(QLatin1String(name), QLatin1String(meaning),
+                                     QLatin1String(value), standard);
+        parser.addOption(one);
+        return one;
+    };
+    const auto library =
+        option("library", "The plug-in's library.", "FILE",
+               QApplication::applicationDirPath() + QStringLiteral("/libstaybolt.so.1"));
+    const auto config =
+        option("config", "The client's configuration folder, by default an empty one.", "FOLDER");
+    const auto quiet = option("quiet", "Don't tell the story.");
+    const auto calls = option("calls", "Print the numbered log of all calls.");
+    const auto settings = option("settings", "Show the settings dialog at the end.");
+    const auto picture =
+        option("settings-picture", "Write a picture of the settings dialog.", "FILE");
+    const auto random = option("random",
+                               "Let that many made-up things happen and compare what the plug-in "
+                               "does with what its rules predict. Ends with the shortest scenario "
+                               "that goes wrong, if one does.",
+                               "EVENTS");
+    const auto seed = option("seed", "Play the made-up events of an earlier run.", "NUMBER");
+    const auto bytes =
+        option("bytes", "Make up events from a file, such as the fuzzer leaves.", "FILE");
     parser.addPositionalArgument(QStringLiteral("scenario"),
-                                 QStringLiteral("A scenario, - for standard input."),
+                                 QStringLiteral("A scenario, - for standard input. Each is played "
+                                                "on a stage of its own; - goes on where the one "
+                                                "before it ended."),
                                  QStringLiteral("[scenario...]"));
     parser.process(application);
 
-    QTextStream output(stdout);
-    QTextStream errors(stderr);
-    Stage stage(parser.value(config));
-    if (!parser.isSet(quiet))
-        stage.tell = [&](const QString &line) { tellStory(output, line); };
-
-    Scenario scenario(stage, parser.value(library), errors);
-    int status = Scenario::Held;
-    if (argc == 1)
-        status = playPrepared(scenario, output);
-    const QStringList files = parser.positionalArguments();
-    for (const QString &file : files) {
-        if (status == Scenario::Held) {
-            status = file == QLatin1String("-") ? playInput(scenario) : scenario.playFile(file);
+    Options options;
+    options.library = parser.value(library);
+    options.config = parser.value(config);
+    options.isQuiet = parser.isSet(quiet);
+    options.printsCalls = parser.isSet(calls);
+    options.showsSettings = parser.isSet(settings);
+    options.picture = parser.value(picture);
+    const auto play = [&]() -> int {
+        if (parser.isSet(random)) {
+            const int events =
+                int(numberOf(parser, random, 1, quint64(std::numeric_limits<int>::max())));
+            const quint64 number = parser.isSet(seed)
+                ? numberOf(parser, seed, 0, std::numeric_limits<quint64>::max())
+                : QRandomGenerator::system()->generate();
+            return playRandom(options.library, events, number, output, errors) ? Scenario::Held
+                                                                               : Scenario::Failed;
         }
-    }
-
-    if (status == Scenario::Held && parser.isSet(random)) {
-        const quint64 number = parser.isSet(seed) ? parser.value(seed).toULongLong()
-                                                  : QRandomGenerator::system()->generate();
-        output << "Seed " << number << '\n' << Qt::flush;
-        stage.tell = [](const QString &) {};
-        bool isNumber = false;
-        const int events = parser.value(random).toInt(&isNumber);
-        if (!isNumber || events < 1) {
-            errors << "--random takes a number of events\n" << Qt::flush;
-            status = Scenario::Mistaken;
-        } else if (!playRandom(stage, parser.value(library), events, number, errors)) {
-            status = Scenario::Failed;
+        if (parser.isSet(bytes)) {
+            QFile file(parser.value(bytes));
+            if (!file.open(QIODevice::ReadOnly)) {
+                errors << file.fileName() << ": " << file.errorString() << '\n' << Qt::flush;
+                return Scenario::Mistaken;
+            }
+            return playBytes(options.library, file.readAll(), output, errors) ? Scenario::Held
+                                                                              : Scenario::Failed;
         }
-    }
-
-    const bool wantsDialog = parser.isSet(settings) || parser.isSet(picture);
-    if (status == Scenario::Held && wantsDialog && !stage.plugin.isOpen()) {
-        const QString error = stage.load(parser.value(library));
-        if (!error.isEmpty()) {
-            errors << error << '\n' << Qt::flush;
-            status = Scenario::Mistaken;
-        }
-    }
-    if (status == Scenario::Held && parser.isSet(picture)
-        && !writePicture(stage, parser.value(picture), output, errors)) {
-        status = Scenario::Failed;
-    }
-    if (status == Scenario::Held && parser.isSet(settings)) {
-        QApplication::setQuitOnLastWindowClosed(true);
-        stage.configure();
-        QApplication::exec();
-    }
-
-    if (stage.plugin.isOpen())
-        stage.unload();
-    if (parser.isSet(calls))
-        output << stage.host.calls.join(QLatin1Char('\n')) << '\n' << Qt::flush;
-    const QStringList complaints = stage.host.complaints();
-    for (const QString &complaint : complaints)
-        errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
-    if (status == Scenario::Held && !complaints.isEmpty())
-        status = Scenario::Failed;
-    if (status == Scenario::Held && stage.host.callCount > 0 && !parser.isSet(quiet)) {
-        output << "The plug-in made " << stage.host.callCount << " calls and gave back all "
-               << stage.host.blocksHandedOut() << " blocks it was handed.\n"
-               << Qt::flush;
-    }
-    return status;
+        return playAll(options, parser.positionalArguments());
+    };
+    // Everything happens inside the event loop, as in a client, where closing the last window is
+    // the end.
+    QTimer::singleShot(0, &application, [&] { QApplication::exit(play()); });
+    return QApplication::exec();
 }

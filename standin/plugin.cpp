@@ -5,12 +5,15 @@
 
 #include <dlfcn.h>
 
+namespace standin {
+
 QString Plugin::open(const QString &path)
 {
     close();
     // A report of leaks can only name what is still mapped.
     const int keep = qEnvironmentVariableIsSet("STAYBOLT_HOST_KEEPS_LIBRARY") ? RTLD_NODELETE : 0;
-    mLibrary = dlopen(QFile::encodeName(path).constData(), RTLD_NOW | RTLD_LOCAL | keep);
+    const QByteArray file = QFile::encodeName(path);
+    mLibrary = dlopen(path.isEmpty() ? nullptr : file.constData(), RTLD_NOW | RTLD_LOCAL | keep);
     if (!mLibrary)
         return QStringLiteral("the plug-in can't be loaded: %1").arg(QString::fromUtf8(dlerror()));
 
@@ -21,10 +24,12 @@ QString Plugin::open(const QString &path)
             missing.append(QLatin1String(symbol));
         return address;
     };
-#define TS3PLUGIN_FIND(member)                                                                     \
-    member = reinterpret_cast<decltype(member)>(find("ts3plugin_" #member));
-    TS3PLUGIN_EXPORTS(TS3PLUGIN_FIND)
-#undef TS3PLUGIN_FIND
+// NOLINTBEGIN(bugprone-macro-parentheses): a list of parameters takes no parentheses
+#define STANDIN_FIND(Result, name, parameters)                                                     \
+    name = reinterpret_cast<Result(*) parameters>(find("ts3plugin_" #name));
+    // NOLINTEND(bugprone-macro-parentheses)
+    STANDIN_EXPORTS(STANDIN_FIND)
+#undef STANDIN_FIND
     if (missing.isEmpty())
         return QString();
 
@@ -37,4 +42,6 @@ void Plugin::close()
     if (mLibrary)
         dlclose(mLibrary);
     mLibrary = nullptr;
+}
+
 }

@@ -2,8 +2,9 @@
 
 #include "standin/stage.h"
 
-#include <QHash>
 #include <QTextStream>
+
+namespace standin {
 
 /// Plays the statements of a scenario, a line each, on a stage.
 class Scenario
@@ -16,79 +17,40 @@ public:
     /// each.
     Scenario(Stage &stage, const QString &library, QTextStream &errors);
 
-    /// Plays one line; `place` is where it stands, as FILE:LINE.
+    /// Plays one line; `place` is where it stands, as FILE:LINE, and empty where a person types.
     Outcome playLine(const QString &line, const QString &place);
-    /// Plays a whole file and asks at its end that nothing came that was not expected.
+    /// Plays a whole file, in which something must be expected, and asks at its end that nothing
+    /// came that was not.
     Outcome playFile(const QString &path);
     /// Asks that every request of the plug-in was expected, once anything was.
     Outcome finish(const QString &place);
+    /// Whether the statement "quit" came.
+    bool isOver() const { return mIsOver; }
 
-    /// All statements with their arguments.
-    static QString help();
-    /// The names of all statements.
-    static QStringList names();
+    /// All statements with their arguments, or those that begin with a word.
+    static QString help(const QString &word = QString());
 
 private:
     class Words;
-    struct Statement
-    {
-        const char *name;
-        const char *arguments;
-        void (Scenario::*play)(Words &words);
-    };
+    struct Statement;
     static const QList<Statement> &statements();
 
-    uint64 takeServer(Words &words);
-    uint64 takeChannel(Words &words, uint64 connection);
-    anyID takeClient(Words &words, uint64 connection);
-    QByteArray takeFunction(Words &words);
-    void needPlugin();
-    void expectText(const QString &what, const QString &expected, const QString &came);
-    void slide(const char *slider, const char *label, Words &words);
-    void press(const char *button);
-    void addClient(Words &words, bool own);
+    static int visibility(const Words &words);
+    static QByteArray function(const Words &words);
 
-    void playServer(Words &words);
-    void playChannel(Words &words);
-    void playClient(Words &words);
-    void playUser(Words &words);
-    void playSetting(Words &words);
-    void playLoad(Words &words);
-    void playUnload(Words &words);
-    void playConnect(Words &words);
-    void playDisconnect(Words &words);
-    void playTab(Words &words);
-    void playMove(Words &words);
-    void playLeave(Words &words);
-    void playMoved(Words &words);
-    void playRename(Words &words);
-    void playCreate(Words &words);
-    void playEdit(Words &words);
-    void playUpdate(Words &words);
-    void playReorder(Words &words);
-    void playDelete(Words &words);
-    void playMenu(Words &words);
-    void playHotkey(Words &words);
-    void playConfigure(Words &words);
-    void playNotify(Words &words);
-    void playIdledock(Words &words);
-    void playText(Words &words);
-    void playSave(Words &words);
-    void playRemove(Words &words);
-    void playReload(Words &words);
-    void playRefuse(Words &words);
-    void playAllow(Words &words);
-    void playCallbacks(Words &words);
-    void playShow(Words &words);
-    void playSay(Words &words);
-    void playHelp(Words &words);
-    void playExpect(Words &words);
+    void play(const QString &line);
+    void addClient(const Words &words, bool isUser);
+    void press(const char *button);
+    void slide(const char *slider, const char *label, const Words &words);
+    void show();
+    void expectRequest(const Request &request);
 
     Stage &mStage;
     QString mLibrary;
     QTextStream &mErrors;
-    /// Requests before this one have been expected.
-    int mExpected = 0;
     bool mExpects = false;
+    bool mIsOver = false;
     int mCallsBefore = 0;
 };
+
+}

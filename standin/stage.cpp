@@ -3,61 +3,24 @@
 #include <QApplication>
 #include <QDialog>
 #include <QFile>
+#include <QWidget>
 
+#include <dlfcn.h>
+
+#include <algorithm>
 #include <type_traits>
+
+namespace standin {
 
 namespace {
 
-QString quoted(const QByteArray &text)
-{
-    return QLatin1Char('"') + QString::fromUtf8(text) + QLatin1Char('"');
-}
-
-QString capitalised(QString text)
-{
-    if (!text.isEmpty())
-        text[0] = text[0].toUpper();
-    return text;
-}
-
-/// Collects a null-terminated array of blocks that the plug-in handed out, and gives it back.
-template<typename Item, typename Text>
-QStringList collect(Host &host, const Plugin &plugin, Item **items, Text text)
-{
-    QStringList texts;
-    if (!items) {
-        host.complain(QStringLiteral("no array of menu items or hotkeys was handed out"));
-        return texts;
-    }
-    for (Item **item = items; *item; ++item) {
-        texts.append(text(**item));
-        plugin.freeMemory(*item);
-    }
-    plugin.freeMemory(items);
-    return texts;
-}
+// A client's values of the connection status.
+constexpr int disconnected = 0;
+constexpr int established = 4;
 
 constexpr const char *invoker = "somebody";
 constexpr const char *invokerUid = "invoker=";
 
-}
-
-Stage::Stage(const QString &configFolder)
-{
-    host.configPath = QFile::encodeName(configFolder.isEmpty() ? mFolder.path() : configFolder);
-    host.asked = [this](const Request &request, unsigned int code) { tellRequest(request, code); };
-    host.moved = [this](uint64 connection, anyID client, uint64 oldChannel, uint64 newChannel) {
-        tell(QStringLiteral("%1 are in %2 again")
-                 .arg(capitalised(clientName(connection, client)),
-                      channelName(connection, newChannel)));
-        reportMove(connection, client, oldChannel, newChannel, RETAIN_VISIBILITY);
-    };
-}
-
-Stage::~Stage()
-{
-    if (plugin.isOpen())
-        unload();
 }
 
 template<typename Function, typename... Arguments>
@@ -70,6 +33,47 @@ auto Stage::call(const char *name, Function function, Arguments... arguments)
     } else {
         return function(arguments...);
     }
+}
+
+Stage::Stage(const QString &configFolder)
+{
+    host.configPath = QFile::encodeName(configFolder.isEmpty() ? mFolder.path() : configFolder);
+    host.asked = [this](const Request &request, unsigned int code) {
+        const QString outcome = code == 0
+            ? QString()
+            : QStringLiteral(" - refused: ") + QString::fromUtf8(host.errorText(code));
+        tell(QStringLiteral("    Staybolt: ") + host.describe(request) + outcome);
+    };
+    host.moved = [this](Id connection, ClientId client, Id oldChannel, Id newChannel) {
+        tell(
+            QStringLiteral("%1 in %2 again")
+                .arg(who(connection, client, "are", ""), host.channelName(connection, newChannel)));
+        call("onClientMoveEvent", plugin.onClientMoveEvent, connection, client, oldChannel,
+             newChannel, int(retains), "");
+    };
+}
+
+Stage::~Stage()
+{
+    if (plugin.isOpen())
+        unload();
+}
+
+/// "You go" or "Mallory goes".
+QString Stage::who(Id connection, ClientId client, const char *verb, const char *ending) const
+{
+    const bool isUser = client != 0 && client == host.servers.value(connection).own;
+    return isUser ? QStringLiteral("You ") + QLatin1String(verb)
+                  : QStringLiteral("%1 %2%3").arg(host.clientName(connection, client),
+                                                  QLatin1String(verb), QLatin1String(ending));
+}
+
+/// Puts a client into a channel and answers the one that it leaves, 0 for a client who is not
+/// there.
+Id Stage::put(Id connection, ClientId client, Id channel)
+{
+    Client *moving = host.servers[connection].client(client);
+    return moving ? std::exchange(moving->channel, channel) : 0;
 }
 
 QString Stage::load(const QString &library)
@@ -109,133 +113,136 @@ QString Stage::settingsFile() const
     return QStringLiteral("%1/Kestrelsoft Staybolt.ini").arg(QFile::decodeName(host.configPath));
 }
 
-void Stage::connect(uint64 connection)
+void Stage::connect(Id connection)
 {
     Server &server = host.servers[connection];
     host.currentConnection = connection;
-    for (int status : {STATUS_CONNECTING, STATUS_CONNECTED, STATUS_CONNECTION_ESTABLISHING,
-                       STATUS_CONNECTION_ESTABLISHED}) {
+    for (int status = disconnected + 1; status <= established; ++status) {
         server.status = status;
-        if (status == STATUS_CONNECTION_ESTABLISHED) {
+        if (status == established) {
             const Client *own = server.client(server.own);
             tell(QStringLiteral("You connect to %1 and are in %2")
-                     .arg(serverName(connection), channelName(connection, own ? own->channel : 0)));
+                     .arg(host.serverName(connection),
+                          host.channelName(connection, own ? own->channel : 0)));
         }
         call("onConnectStatusChangeEvent", plugin.onConnectStatusChangeEvent, connection, status,
-             ERROR_ok);
+             0U);
     }
 }
 
-void Stage::disconnect(uint64 connection)
+void Stage::disconnect(Id connection, unsigned int error)
 {
-    tell(QStringLiteral("You disconnect from %1").arg(serverName(connection)));
-    host.servers[connection].status = STATUS_DISCONNECTED;
-    call("onConnectStatusChangeEvent", plugin.onConnectStatusChangeEvent, connection,
-         STATUS_DISCONNECTED, ERROR_ok);
+    tell(QStringLiteral("%1 %2").arg(
+        QLatin1String(error == 0 ? "You disconnect from" : "You lose the connection to"),
+        host.serverName(connection)));
+    host.servers[connection].status = disconnected;
+    call("onConnectStatusChangeEvent", plugin.onConnectStatusChangeEvent, connection, disconnected,
+         error);
 }
 
-void Stage::reportMove(uint64 connection, anyID client, uint64 oldChannel, uint64 newChannel,
-                       int visibility)
+void Stage::enter(Id connection, const Client &client)
 {
-    call("onClientMoveEvent", plugin.onClientMoveEvent, connection, client, oldChannel, newChannel,
+    host.servers[connection].clients[client.id] = client;
+    tell(QStringLiteral("%1 to %2, into %3")
+             .arg(who(connection, client.id, "come", "s"), host.serverName(connection),
+                  host.channelName(connection, client.channel)));
+    call("onClientMoveEvent", plugin.onClientMoveEvent, connection, client.id, Id(0),
+         client.channel, int(enters), "");
+}
+
+void Stage::move(Id connection, ClientId client, Id channel, int visibility)
+{
+    const Id oldChannel = put(connection, client, channel);
+    tell(QStringLiteral("%1 to %2 on %3")
+             .arg(who(connection, client, "go", "es"), host.channelName(connection, channel),
+                  host.serverName(connection)));
+    call("onClientMoveEvent", plugin.onClientMoveEvent, connection, client, oldChannel, channel,
          visibility, "");
 }
 
-void Stage::enter(uint64 connection, const Client &client)
+void Stage::leave(Id connection, ClientId client)
 {
-    host.servers[connection].clients[client.id] = client;
-    tell(QStringLiteral("%1 comes to %2, into %3")
-             .arg(clientName(connection, client.id), serverName(connection),
-                  channelName(connection, client.channel)));
-    reportMove(connection, client.id, 0, client.channel, ENTER_VISIBILITY);
+    tell(QStringLiteral("%1 %2").arg(who(connection, client, "leave", "s"),
+                                     host.serverName(connection)));
+    const Id oldChannel = host.servers[connection].clients.take(client).channel;
+    call("onClientMoveEvent", plugin.onClientMoveEvent, connection, client, oldChannel, Id(0),
+         int(leaves), "");
 }
 
-void Stage::move(uint64 connection, anyID client, uint64 channel)
+void Stage::moved(Id connection, ClientId client, Id channel, ClientId mover, int visibility)
 {
-    Client &moving = host.servers[connection].clients[client];
-    const uint64 oldChannel = std::exchange(moving.channel, channel);
-    const bool own = client == host.servers[connection].own;
-    tell(QStringLiteral("%1 %2 to %3 on %4")
-             .arg(capitalised(clientName(connection, client)),
-                  own ? QStringLiteral("go") : QStringLiteral("goes"),
-                  channelName(connection, channel), serverName(connection)));
-    reportMove(connection, client, oldChannel, channel, RETAIN_VISIBILITY);
-}
-
-void Stage::leave(uint64 connection, anyID client)
-{
-    tell(
-        QStringLiteral("%1 leaves %2").arg(clientName(connection, client), serverName(connection)));
-    const uint64 oldChannel = host.servers[connection].clients.take(client).channel;
-    reportMove(connection, client, oldChannel, 0, LEAVE_VISIBILITY);
-}
-
-void Stage::moved(uint64 connection, anyID client, uint64 channel, anyID mover)
-{
-    Client &moving = host.servers[connection].clients[client];
-    const uint64 oldChannel = std::exchange(moving.channel, channel);
-    tell(QStringLiteral("%1 moves %2 from %3 to %4 on %5")
-             .arg(clientName(connection, mover), clientName(connection, client),
-                  channelName(connection, oldChannel), channelName(connection, channel),
-                  serverName(connection)));
+    const Id oldChannel = put(connection, client, channel);
+    tell(QStringLiteral("%1 %2 from %3 to %4 on %5")
+             .arg(who(connection, mover, "move", "s"), host.clientName(connection, client),
+                  host.channelName(connection, oldChannel), host.channelName(connection, channel),
+                  host.serverName(connection)));
     call("onClientMoveMovedEvent", plugin.onClientMoveMovedEvent, connection, client, oldChannel,
-         channel, RETAIN_VISIBILITY, mover, invoker, invokerUid, "");
+         channel, visibility, mover, invoker, invokerUid, "");
 }
 
-void Stage::renameClient(uint64 connection, anyID client, const QByteArray &name)
+void Stage::updateClient(Id connection, ClientId client, ClientId invokerId)
 {
-    tell(QStringLiteral("%1 now goes by the name of %2")
-             .arg(clientName(connection, client), quoted(name)));
-    host.servers[connection].clients[client].name = name;
+    tell(QStringLiteral("There is news of %1").arg(host.clientName(connection, client)));
+    call("onUpdateClientEvent", plugin.onUpdateClientEvent, connection, client, invokerId, invoker,
+         invokerUid);
+}
+
+void Stage::renameClient(Id connection, ClientId client, const QByteArray &name)
+{
+    tell(QStringLiteral("%1 now by the name of %2")
+             .arg(who(connection, client, "go", "es"), quoted(name)));
+    if (Client *renamed = host.servers[connection].client(client))
+        renamed->name = name;
     call("onUpdateClientEvent", plugin.onUpdateClientEvent, connection, client, client, invoker,
          invokerUid);
 }
 
-void Stage::createChannel(uint64 connection, const Channel &channel)
+void Stage::createChannel(Id connection, const Channel &channel)
 {
     host.servers[connection].channels.append(channel);
     tell(QStringLiteral("The channel %1 is created on %2")
-             .arg(channelName(connection, channel.id), serverName(connection)));
-    call("onNewChannelCreatedEvent", plugin.onNewChannelCreatedEvent, connection, channel.id,
-         uint64(0), anyID(0), invoker, invokerUid);
+             .arg(host.channelName(connection, channel.id), host.serverName(connection)));
+    call("onNewChannelCreatedEvent", plugin.onNewChannelCreatedEvent, connection, channel.id, Id(0),
+         ClientId(0), invoker, invokerUid);
 }
 
-void Stage::editChannel(uint64 connection, uint64 channel, const QByteArray &name)
+void Stage::editChannel(Id connection, Id channel, const QByteArray &name)
 {
     tell(QStringLiteral("The channel %1 is now called %2")
-             .arg(channelName(connection, channel), quoted(name)));
+             .arg(host.channelName(connection, channel), quoted(name)));
     if (Channel *edited = host.servers[connection].channel(channel))
         edited->name = name;
     call("onUpdateChannelEditedEvent", plugin.onUpdateChannelEditedEvent, connection, channel,
-         anyID(0), invoker, invokerUid);
+         ClientId(0), invoker, invokerUid);
 }
 
-void Stage::updateChannel(uint64 connection, uint64 channel)
+void Stage::updateChannel(Id connection, Id channel)
 {
-    tell(QStringLiteral("The channel %1 has news").arg(channelName(connection, channel)));
+    tell(QStringLiteral("There is news of the channel %1")
+             .arg(host.channelName(connection, channel)));
     call("onUpdateChannelEvent", plugin.onUpdateChannelEvent, connection, channel);
 }
 
-void Stage::moveChannel(uint64 connection, uint64 channel, uint64 parent)
+void Stage::moveChannel(Id connection, Id channel, Id parent)
 {
     tell(QStringLiteral("The channel %1 moves elsewhere in the tree")
-             .arg(channelName(connection, channel)));
-    call("onChannelMoveEvent", plugin.onChannelMoveEvent, connection, channel, parent, anyID(0),
+             .arg(host.channelName(connection, channel)));
+    call("onChannelMoveEvent", plugin.onChannelMoveEvent, connection, channel, parent, ClientId(0),
          invoker, invokerUid);
 }
 
-void Stage::deleteChannel(uint64 connection, uint64 channel)
+void Stage::deleteChannel(Id connection, Id channel)
 {
-    tell(QStringLiteral("The channel %1 is deleted").arg(channelName(connection, channel)));
+    tell(QStringLiteral("The channel %1 is deleted").arg(host.channelName(connection, channel)));
     QList<Channel> &channels = host.servers[connection].channels;
     channels.erase(std::remove_if(channels.begin(), channels.end(),
                                   [=](const Channel &one) { return one.id == channel; }),
                    channels.end());
-    call("onDelChannelEvent", plugin.onDelChannelEvent, connection, channel, anyID(0), invoker,
+    call("onDelChannelEvent", plugin.onDelChannelEvent, connection, channel, ClientId(0), invoker,
          invokerUid);
 }
 
-void Stage::chooseMenuItem(uint64 connection, PluginMenuType type, int item, uint64 selected)
+void Stage::chooseMenuItem(Id connection, int type, int item, Id selected)
 {
     tell(QStringLiteral("You choose item %1 of the plug-in's menu").arg(item));
     call("onMenuItemEvent", plugin.onMenuItemEvent, connection, type, item, selected);
@@ -254,12 +261,46 @@ void Stage::configure()
     call("configure", plugin.configure, nullptr, nullptr);
 }
 
+/// Gives a block that the plug-in handed out back to it.
+void Stage::giveBack(void *block)
+{
+    Dl_info info;
+    if (dladdr(block, &info) != 0) {
+        host.complain(QStringLiteral("something was handed out that lies in a library, where a "
+                                     "block is due"));
+        return;
+    }
+    plugin.freeMemory(block);
+}
+
+/// Collects a null-terminated array of blocks that the plug-in handed out, and gives it back.
+template<typename Item, typename Text>
+QStringList Stage::collect(Item **items, Text text)
+{
+    QStringList texts;
+    if (!items) {
+        host.complain(QStringLiteral("no array of menu items or hotkeys was handed out"));
+        return texts;
+    }
+    for (Item **item = items; *item; ++item) {
+        texts.append(text(**item));
+        giveBack(*item);
+    }
+    giveBack(items);
+    return texts;
+}
+
 QStringList Stage::menu()
 {
-    PluginMenuItem **items = nullptr;
-    char *icon = nullptr;
+    MenuItem **items = nullptr;
+    char untouched = 0;
+    char *icon = &untouched;
     call("initMenus", plugin.initMenus, &items, &icon);
-    return collect(host, plugin, items, [](const PluginMenuItem &item) {
+    if (icon != &untouched)
+        host.complain(QStringLiteral("the menu's icon was written"));
+    return collect(items, [this](const MenuItem &item) {
+        if (item.icon[0] != '\0')
+            host.complain(QStringLiteral("a menu item has an icon"));
         return QStringLiteral("%1 %2 %3")
             .arg(item.type)
             .arg(item.id)
@@ -269,19 +310,32 @@ QStringList Stage::menu()
 
 QStringList Stage::hotkeys()
 {
-    PluginHotkey **hotkeys = nullptr;
+    Hotkey **hotkeys = nullptr;
     call("initHotkeys", plugin.initHotkeys, &hotkeys);
-    return collect(host, plugin, hotkeys,
-                   [](const PluginHotkey &hotkey) { return QString::fromUtf8(hotkey.keyword); });
+    return collect(hotkeys, [](const Hotkey &hotkey) { return QString::fromUtf8(hotkey.keyword); });
 }
 
-QString Stage::info()
+QString Stage::info(int itemType)
 {
     char *text = nullptr;
-    call("infoData", plugin.infoData, host.currentConnection, uint64(0), PLUGIN_SERVER, &text);
+    call("infoData", plugin.infoData, host.currentConnection, Id(1), itemType, &text);
     QString info = QString::fromUtf8(text);
-    plugin.freeMemory(text);
+    giveBack(text);
     return info;
+}
+
+void Stage::showWindow(bool isShown)
+{
+    if (!mWindow) {
+        mWindow.reset(new QWidget);
+        mWindow->setWindowTitle(QStringLiteral("Stand-in client"));
+        QObject::connect(qApp, &QGuiApplication::lastWindowClosed, mWindow.data(), [this] {
+            host.complain(QStringLiteral("the closing of a window ended the client"));
+        });
+    }
+    tell(isShown ? QStringLiteral("You show the client's window")
+                 : QStringLiteral("You hide the client's window"));
+    mWindow->setVisible(isShown);
 }
 
 QWidget *Stage::dialog()
@@ -294,68 +348,4 @@ QWidget *Stage::dialog()
     return nullptr;
 }
 
-QString Stage::serverName(uint64 connection)
-{
-    const auto server = host.servers.constFind(connection);
-    return server == host.servers.constEnd() ? QStringLiteral("connection %1").arg(connection)
-                                             : quoted(server->name);
-}
-
-QString Stage::channelName(uint64 connection, uint64 channel)
-{
-    const auto server = host.servers.find(connection);
-    const Channel *found = server == host.servers.end() ? nullptr : server->channel(channel);
-    return found ? quoted(found->name) : QStringLiteral("channel %1").arg(channel);
-}
-
-QString Stage::clientName(uint64 connection, uint64 client)
-{
-    const auto server = host.servers.find(connection);
-    if (server != host.servers.end() && client == server->own && client != 0)
-        return QStringLiteral("you");
-    const Client *found =
-        server == host.servers.end() ? nullptr : server->client(static_cast<anyID>(client));
-    return found ? QString::fromUtf8(found->name) : QStringLiteral("client %1").arg(client);
-}
-
-void Stage::tellRequest(const Request &request, unsigned int code)
-{
-    const QString outcome = code == ERROR_ok
-        ? QString()
-        : QStringLiteral(" - refused: %1").arg(QString::fromUtf8(host.errorText(code)));
-    tell(QStringLiteral("    Staybolt: %1%2").arg(describe(*this, request), outcome));
-}
-
-QString describe(Stage &stage, const Request &request)
-{
-    const uint64 connection = request.connection;
-    switch (request.kind) {
-    case Request::Move: {
-        const QString password = request.text.isEmpty()
-            ? QString()
-            : QStringLiteral(" with password ") + quoted(request.text);
-        return QStringLiteral("move %1 to %2 on %3%4")
-            .arg(stage.clientName(connection, request.client),
-                 stage.channelName(connection, request.channel), stage.serverName(connection),
-                 password);
-    }
-    case Request::Message:
-        return QStringLiteral("tell %1 on %2: %3")
-            .arg(stage.clientName(connection, request.client), stage.serverName(connection),
-                 quoted(request.text));
-    case Request::Log:
-        return QStringLiteral("log level %1 for %2%3: %4")
-            .arg(QString::number(request.level), stage.serverName(connection),
-                 request.logChannel.isEmpty()
-                     ? QString()
-                     : QStringLiteral(" under ") + quoted(request.logChannel),
-                 quoted(request.text));
-    case Request::TabText:
-        return QStringLiteral("show %1").arg(quoted(request.text));
-    case Request::ServerGroups:
-        return QStringLiteral("list the server groups of %1").arg(stage.serverName(connection));
-    case Request::ChannelGroups:
-        return QStringLiteral("list the channel groups of %1").arg(stage.serverName(connection));
-    }
-    return QString();
 }

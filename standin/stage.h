@@ -7,6 +7,8 @@
 
 class QWidget;
 
+namespace standin {
+
 /// The host with a plug-in loaded into it. What happens to the servers here is reported to the
 /// plug-in as the voice client would report it, and told as a story, a line an event.
 class Stage
@@ -21,7 +23,8 @@ public:
     /// Takes the lines of the story.
     std::function<void(const QString &line)> tell = [](const QString &) {};
 
-    /// Loads and initialises the plug-in. Answers what went wrong, nothing if all is well.
+    /// Loads and initialises the plug-in, the running program's own where `library` is empty.
+    /// Answers what went wrong, nothing if all is well.
     QString load(const QString &library);
     /// Shuts the plug-in down and unloads it.
     void unload();
@@ -29,20 +32,24 @@ public:
     /// The file in which the plug-in keeps its settings.
     QString settingsFile() const;
 
-    void connect(uint64 connection);
-    void disconnect(uint64 connection);
-    /// A client appears on a server, moves itself, or is moved. Channel 0 is out of sight.
-    void enter(uint64 connection, const Client &client);
-    void move(uint64 connection, anyID client, uint64 channel);
-    void leave(uint64 connection, anyID client);
-    void moved(uint64 connection, anyID client, uint64 channel, anyID mover);
-    void renameClient(uint64 connection, anyID client, const QByteArray &name);
-    void createChannel(uint64 connection, const Channel &channel);
-    void editChannel(uint64 connection, uint64 channel, const QByteArray &name);
-    void updateChannel(uint64 connection, uint64 channel);
-    void moveChannel(uint64 connection, uint64 channel, uint64 parent);
-    void deleteChannel(uint64 connection, uint64 channel);
-    void chooseMenuItem(uint64 connection, PluginMenuType type, int item, uint64 selected);
+    void connect(Id connection);
+    /// `error` is 0 where the user left, and not where the connection was lost.
+    void disconnect(Id connection, unsigned int error = 0);
+    /// A client appears on a server, moves itself, or is moved, within the user's view, into it or
+    /// out of it.
+    void enter(Id connection, const Client &client);
+    void move(Id connection, ClientId client, Id channel, int visibility = retains);
+    void leave(Id connection, ClientId client);
+    void moved(Id connection, ClientId client, Id channel, ClientId mover,
+               int visibility = retains);
+    void updateClient(Id connection, ClientId client, ClientId invoker);
+    void renameClient(Id connection, ClientId client, const QByteArray &name);
+    void createChannel(Id connection, const Channel &channel);
+    void editChannel(Id connection, Id channel, const QByteArray &name);
+    void updateChannel(Id connection, Id channel);
+    void moveChannel(Id connection, Id channel, Id parent);
+    void deleteChannel(Id connection, Id channel);
+    void chooseMenuItem(Id connection, int type, int item, Id selected);
     void pressHotkey(const QByteArray &keyword);
     void configure();
 
@@ -50,26 +57,30 @@ public:
     QStringList menu();
     /// The keywords of the plug-in's hotkeys.
     QStringList hotkeys();
-    /// The text of the plug-in's section in the info panel.
-    QString info();
+    /// The text of the plug-in's section in the info panel, for a server (0), channel (1) or client
+    /// (2).
+    QString info(int itemType = 0);
+    /// Shows or hides the client's own window, which is hidden at first. As in any client, closing
+    /// the last window ends the program.
+    void showWindow(bool isShown);
     /// The settings dialog that the plug-in has made, null when there is none.
     static QWidget *dialog();
 
-    QString serverName(uint64 connection);
-    QString channelName(uint64 connection, uint64 channel);
-    /// The client's name; "you" for the user.
-    QString clientName(uint64 connection, uint64 client);
+    /// How a move relates to the user's view.
+    enum Visibility { enters = 0, retains = 1, leaves = 2 };
 
 private:
     /// Notes a call into the plug-in, makes it and delivers the answers that it brought about.
     template<typename Function, typename... Arguments>
     auto call(const char *name, Function function, Arguments... arguments);
-    void reportMove(uint64 connection, anyID client, uint64 oldChannel, uint64 newChannel,
-                    int visibility);
-    void tellRequest(const Request &request, unsigned int code);
+    template<typename Item, typename Text>
+    QStringList collect(Item **items, Text text);
+    void giveBack(void *block);
+    Id put(Id connection, ClientId client, Id channel);
+    QString who(Id connection, ClientId client, const char *verb, const char *ending) const;
 
     QTemporaryDir mFolder;
+    QScopedPointer<QWidget> mWindow;
 };
 
-/// A request in one line; names where there are any.
-QString describe(Stage &stage, const Request &request);
+}

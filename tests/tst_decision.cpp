@@ -1,16 +1,22 @@
 #include "plugins/staybolt/staybolt.h"
 #include "shared/host/funcwrapper.h"
 #include "shared/settings/configuration.h"
-#include "standin/host.h"
+#include "tests/host_table.h"
 
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace standin;
+
 namespace {
 
 constexpr uint64 connection = 0x8000000000000001;
-const QString conText = "9223372036854775809";
+const QString here = "\"Northgate\" (9223372036854775809)";
+
+// The numbers that callers send.
+constexpr auto ownMoveEvent = moduleEvents(3);
+constexpr auto forcedMoveEvent = moduleEvents(4);
 
 Record channelRecord(const QVariant &id) { return {{"id", id}}; }
 
@@ -42,20 +48,20 @@ private Q_SLOTS:
         mHost.configPath = mFolder.path().toUtf8();
         Server server;
         server.connection = connection;
-        server.status = STATUS_CONNECTION_ESTABLISHED;
+        server.name = "Northgate";
+        server.status = 4;
         server.own = 7;
         server.channels = {{3, "Den"}, {5, "Dungeon"}, {4294967301, "Far"}};
-        server.clients[7].id = 7;
-        server.clients[8].id = 8;
+        server.clients = {{7, {7, "", "Robin"}}, {8, {8, "", "Mallory"}}};
         mHost.servers.insert(connection, server);
-        funcwrapper::instance()->setFunctions(mHost.functions());
+        funcwrapper::instance()->setFunctions(tableOf(mHost));
         configuration::instance()->init("Decision");
     }
 
     void init()
     {
         QSettings(mFolder.filePath("Decision.ini"), QSettings::IniFormat).clear();
-        mHost.requests.clear();
+        mHost.takeRequests();
         mHost.servers[connection].clients[7].channel = 5;
         mModule.reset(new staybolt);
     }
@@ -67,9 +73,10 @@ private Q_SLOTS:
         QTest::addColumn<Case>("one");
         QTest::addColumn<QStringList>("requests");
 
-        const QString move = QString("move %1 7 3").arg(conText);
-        const QString standard =
-            QString("message %1 8 This operation is not permitted!").arg(conText);
+        const QString move = "move you (7) to \"Den\" (3) on " + here;
+        const QString notice = "tell Mallory (8) on " + here + ": ";
+        const QString standard = notice + "\"This operation is not permitted!\"";
+        const QString refused = "log at level 2 for " + here + ": ";
         const auto row = [](const char *name, const QStringList &requests,
                             const std::function<void(Case &)> &change) {
             Case one;
@@ -97,18 +104,16 @@ private Q_SLOTS:
         rowWith("notice", {move, standard}, {{notify, 1}});
         rowWith("no notice: 0", {move}, {{notify, "0"}});
         rowWith("no notice: False", {move}, {{notify, "False"}});
-        rowWith("custom notice", {move, QString("message %1 8 Nö").arg(conText)},
-                {{notify, 1}, {custom, "Nö"}});
-        rowWith("empty custom notice", {move, QString("message %1 8 ").arg(conText)},
-                {{notify, 1}, {custom, QString()}});
+        rowWith("custom notice", {move, notice + "\"Nö\""}, {{notify, 1}, {custom, "Nö"}});
+        rowWith("empty custom notice", {move, notice + "\"\""}, {{notify, 1}, {custom, QString()}});
         rowWith("custom notice switched off", {move}, {{notify, 0}, {custom, "x"}});
         row("mover's own msg is not sent", {move, standard}, [&](Case &one) {
             one.settings.insert(notify, 1);
             one.mover.insert("msg", "forged");
         });
         row("unknown mover",
-            {move, QString("message %1 0 This operation is not permitted!").arg(conText),
-             QString("log %1 unknown client").arg(conText)},
+            {move, "tell client (0) on " + here + ": \"This operation is not permitted!\"",
+             refused + "\"unknown client\""},
             [&](Case &one) {
                 one.settings.insert(notify, 1);
                 one.mover.clear();
@@ -129,16 +134,21 @@ private Q_SLOTS:
         });
 
         row("nothing remembered",
-            {QString("move %1 7 0").arg(conText), QString("log %1 unknown channel").arg(conText)},
+            {"move you (7) to channel (0) on " + here, refused + "\"unknown channel\""},
             [](Case &one) { one.remembered.clear(); });
-        row("remembered id beyond 32 bits", {QString("move %1 7 4294967301").arg(conText)},
+        row("remembered id beyond 32 bits", {"move you (7) to \"Far\" (4294967301) on " + here},
             [](Case &one) { one.remembered = channelRecord("4294967301"); });
         row("own id is cut to 16 bits", {move},
             [](Case &one) { one.own = clientRecord(0x10007U); });
-        row("unknown own client",
-            {QString("move %1 0 3").arg(conText), QString("log %1 unknown client").arg(conText)},
-            [](Case &one) { one.own.clear(); });
-        row("unknown server", {"move 0 7 3", "log 0 unknown connection"},
+        row("unknown own client, whose mover is told all the same",
+            {"move client (0) to \"Den\" (3) on " + here, refused + "\"unknown client\"", standard},
+            [&](Case &one) {
+                one.settings.insert(notify, 1);
+                one.own.clear();
+            });
+        row("unknown server",
+            {"move client (7) to channel (3) on connection (0)",
+             "log at level 2 for connection (0): \"unknown connection\""},
             [](Case &one) { one.server.clear(); });
     }
 
@@ -151,25 +161,22 @@ private Q_SLOTS:
         for (auto setting = one.settings.cbegin(); setting != one.settings.cend(); ++setting)
             configuration::instance()->set(setting.key(), setting.value());
         forcedMove(one);
-        QCOMPARE(mHost.requestLines(), requests);
+        QCOMPARE(mHost.takeRequests(), requests);
     }
 
     void remembersOwnMovesOnly()
     {
-        const auto move = [](int channel) {
-            return QString("move %1 7 %2").arg(conText).arg(channel);
-        };
         Case one;
         ownMove(channelRecord("3"));
         Record excluded = one.server;
         excluded.insert("uid", "off");
         configuration::instance()->set("staybolt.off", 1);
         ownMove(channelRecord("5"), excluded);
-        for (int event : {0, 5, int(eventMenuItem), int(eventHotkey)}) {
+        for (int event : {0, 1, 2, 5, 13, 14}) {
             mModule->parseEvent(moduleEvents(event), one.server, {{"dest", channelRecord("5")}},
                                 {});
         }
-        QCOMPARE(mHost.requestLines(), QStringList());
+        QCOMPARE(mHost.takeRequests(), QStringList());
 
         // A move that is let through is not a choice of the user's.
         configuration::instance()->set("module.staybolt.idleDock", true);
@@ -177,12 +184,14 @@ private Q_SLOTS:
         forcedMove(one);
         one.dest = channelRecord("6");
         forcedMove(one);
-        QCOMPARE(mHost.requestLines(), QStringList{move(3)});
+        QCOMPARE(mHost.takeRequests(), QStringList{"move you (7) to \"Den\" (3) on " + here});
 
         // An own move into a channel that the model does not know is remembered as none.
         ownMove({});
         forcedMove(one);
-        QCOMPARE(mHost.requestLines().value(1), move(0));
+        QCOMPARE(mHost.takeRequests(),
+                 (QStringList{"move you (7) to channel (0) on " + here,
+                              "log at level 2 for " + here + ": \"unknown channel\""}));
     }
 
     void isReadyForAnAnswerFromInside()
@@ -195,10 +204,10 @@ private Q_SLOTS:
         mHost.moved = nullptr;
         forcedMove({});
         const QString message =
-            QString("message %1 8 This operation is not permitted!").arg(conText);
-        QCOMPARE(mHost.requestLines(),
-                 (QStringList{QString("move %1 7 3").arg(conText), message,
-                              QString("move %1 7 5").arg(conText), message}));
+            "tell Mallory (8) on " + here + ": \"This operation is not permitted!\"";
+        QCOMPARE(mHost.takeRequests(),
+                 (QStringList{"move you (7) to \"Den\" (3) on " + here, message,
+                              "move you (7) to \"Dungeon\" (5) on " + here, message}));
     }
 
     void hasTheSlotThatCallersName()
@@ -216,12 +225,12 @@ private Q_SLOTS:
 private:
     void ownMove(const Record &dest, const Record &server = Case().server)
     {
-        mModule->parseEvent(eventClientMove, server, {{"dest", dest}}, {});
+        mModule->parseEvent(ownMoveEvent, server, {{"dest", dest}}, {});
     }
 
     void forcedMove(const Case &one)
     {
-        mModule->parseEvent(eventClientMoveMoved, one.server,
+        mModule->parseEvent(forcedMoveEvent, one.server,
                             {{"source", one.remembered}, {"dest", one.dest}},
                             {{"own", one.own}, {"executor", one.mover}});
     }

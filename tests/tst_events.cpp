@@ -2,28 +2,78 @@
 #include "plugins/staybolt/menus.h"
 #include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
-#include "standin/host.h"
+#include "tests/host_table.h"
 
 #include <QtTest>
 
 #include <cstdlib>
 
+using namespace standin;
+
+using Build = std::function<EventRecords()>;
+/// Answers whether what it did left behind what it should.
+using Work = std::function<bool()>;
+Q_DECLARE_METATYPE(Build)
+Q_DECLARE_METATYPE(Work)
+
 namespace {
 
+// No id is the same when it is cut to a smaller width.
 constexpr uint64 connection = 0xfedcba9876543210;
 const QString conText = "18364758544493064720";
-constexpr uint64 farChannel = 0x100000001;
+constexpr uint64 lobby = 0x200000001;
+constexpr uint64 den = 0x300000001;
+constexpr anyID robin = 40007;
+constexpr anyID mallory = 40008;
+constexpr anyID eve = 40009;
 
-QStringList keys(const Record &record)
+clients *clientTable() { return server::instance()->getClientsObj(conText); }
+channels *channelTable() { return server::instance()->getChannelObj(conText); }
+
+/// The id in each record of a table and the name under that id.
+template<typename Table>
+QStringList held(const Table *table, const char *idKey)
 {
-    QStringList list = record.keys();
-    list.sort();
-    return list;
+    QStringList lines;
+    for (const Record &record : table->getAll()) {
+        const QString id = record.value(idKey).toString();
+        lines.append(id + ' ' + table->getData(id, "name").toString());
+    }
+    lines.sort();
+    return lines;
 }
 
-QString nested(const Record &record, const char *key, const char *value = "name")
+/// What the model holds of the connection.
+QStringList model()
 {
-    return record.value(QLatin1String(key)).toHash().value(QLatin1String(value)).toString();
+    return QStringList(server::instance()->getData(conText, "name").toString())
+        + held(channelTable(), "id") + held(clientTable(), "clId");
+}
+
+const QStringList wholeModel{"Northgate", "12884901889 Den", "8589934593 Lobby", "40007 Robin",
+                             "40008 Mallory"};
+
+/// What the module is told.
+QStringList told(const EventRecords &records)
+{
+    const Record &server = records.server;
+    QStringList lines{server.value("name").toString() + ' '
+                      + server.value("conHandler").toString()};
+    if (server.contains("cmd"))
+        lines.append("cmd " + server.value("cmd").toString());
+    const auto add = [&](const Record &argument, const char *idKey) {
+        QStringList some;
+        for (auto one = argument.cbegin(); one != argument.cend(); ++one) {
+            const Record record = one->toHash();
+            some.append(one.key() + ' ' + record.value(idKey).toString() + ' '
+                        + record.value("name").toString());
+        }
+        some.sort();
+        lines += some;
+    };
+    add(records.channel, "id");
+    add(records.client, "clId");
+    return lines;
 }
 
 Record entry(const char *type, const QString &name, const QVariant &cmd)
@@ -46,107 +96,152 @@ private Q_SLOTS:
         one.connection = connection;
         one.uid = "uid=";
         one.name = "Northgate";
-        one.status = STATUS_CONNECTION_ESTABLISHED;
-        one.own = 7;
-        one.channels = {{1, "Lobby"}, {farChannel, "Den"}};
-        one.clients[7] = {7, "", "Robin", "", "", 1};
-        one.clients[8] = {8, "", "Mallory", "", "", 1};
-        one.clients[9] = {9, "", "Eve", "", "", farChannel};
+        one.status = 4;
+        one.own = robin;
+        one.channels = {{lobby, "Lobby"}, {den, "Den"}};
+        one.clients[robin] = {robin, "", "Robin", "", "", lobby};
+        one.clients[mallory] = {mallory, "", "Mallory", "", "", lobby};
+        one.clients[eve] = {eve, "", "Eve", "", "", den};
         mHost->servers.insert(connection, one);
-        funcwrapper::instance()->setFunctions(mHost->functions());
+        funcwrapper::instance()->setFunctions(tableOf(*mHost));
     }
 
     void cleanup()
     {
         dropServer(connection);
+        QCOMPARE(model(), QStringList{""});
+        QVERIFY(server::instance()->getAll().isEmpty());
         QCOMPARE(mHost->complaints(), QStringList());
-        QVERIFY(mHost->requests.isEmpty());
+        QCOMPARE(mHost->takeRequests(), QStringList());
         mHost.reset();
     }
 
     void loadsAServer()
     {
         loadServer(connection);
+        QCOMPARE(model(), wholeModel);
+        // The own client and channel, the server's texts, and each list with its records.
         QCOMPARE(mHost->callCount, 2 + 4 + (1 + 2 * 4) + (1 + 2 * 2));
-        QCOMPARE(server::instance()->getData(conText, "name").toString(), "Northgate");
-        QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
-        QCOMPARE(server::instance()->getClientsObj(conText)->getAll().size(), 2);
-        QVERIFY(server::instance()->getClientsObj(conText)->getData("9").isEmpty());
-        QVERIFY(!server::instance()->getChannelObj(conText)->getData("4294967297").isEmpty());
-        dropServer(connection);
-        QVERIFY(server::instance()->getAll().isEmpty());
-        QVERIFY(server::instance()->getClientsObj(conText)->getData("7").isEmpty());
     }
 
     void refreshesStoredRecords()
     {
         refreshChannels(connection);
-        QCOMPARE(server::instance()->getData(conText), Record());
-        mHost->servers[connection].channels = {{1, "Hall"}};
+        mHost->servers[connection].channels = {{lobby, "Hall"}};
         refreshChannels(connection);
-        QCOMPARE(server::instance()->getChannelObj(conText)->getData("1", "name"), "Hall");
-        QCOMPARE(server::instance()->getChannelObj(conText)->getData("4294967297", "name"), "Den");
+        QCOMPARE(model(), (QStringList{"", "12884901889 Den", "8589934593 Hall"}));
 
+        refreshChannelClients(connection, lobby);
+        refreshClient(connection, eve);
         refreshClient(connection, 99);
-        QCOMPARE(server::instance()->getClientsObj(conText)->getClientID("Unknown"), "99");
+        QCOMPARE(model().mid(3),
+                 (QStringList{"40007 Robin", "40008 Mallory", "40009 Eve", "99 Unknown"}));
+        QCOMPARE(clientTable()->getClientID("Unknown"), "99");
     }
 
-    void buildsMoveRecords()
+    void buildsRecords_data()
     {
-        EventRecords records = moveRecords(connection, 7, 1, 2);
-        QCOMPARE(keys(records.channel), (QStringList{"dest", "source"}));
-        QCOMPARE(records.channel["dest"], QVariant(Record()));
-        QCOMPARE(records.server, Record());
+        QTest::addColumn<Build>("build");
+        QTest::addColumn<QStringList>("records");
+        const QString server = "Northgate 18364758544493064720";
+        const auto row = [](const char *name, const QStringList &records, Build build) {
+            QTest::newRow(name) << build << records;
+        };
+        const auto choiceOn = [&](const char *name, int menu, uint64 selected,
+                                  const QStringList &channels, const QStringList &clients) {
+            row(name,
+                QStringList{server, "cmd x"} + channels + QStringList{"src 8589934593 Lobby"}
+                    + clients + QStringList{"executor 40007 Robin"},
+                [=] { return choiceRecords(connection, "x", PluginMenuType(menu), selected); });
+        };
 
-        loadServer(connection);
-        records = moveRecords(connection, 7, 1, farChannel);
-        QCOMPARE(records.server, server::instance()->getData(conText));
-        QCOMPARE(nested(records.channel, "source"), "Lobby");
-        QCOMPARE(nested(records.channel, "dest", "id"), "4294967297");
-        QCOMPARE(keys(records.client), QStringList{"own"});
-        QCOMPARE(nested(records.client, "own"), "Robin");
+        row("move", {server, "dest 12884901889 Den", "source 8589934593 Lobby", "own 40007 Robin"},
+            [] { return moveRecords(connection, robin, lobby, den); });
+        row("move out of and into the unknown", {server, "dest  ", "source  ", "own  "},
+            [] { return moveRecords(connection, eve, 1, 0); });
+        row("forced move",
+            {server, "dest 8589934593 Lobby", "source 12884901889 Den", "executor 40008 Mallory",
+             "own 40007 Robin"},
+            [] { return forcedMoveRecords(connection, robin, den, lobby, mallory); });
+        row("forced move by somebody unknown",
+            {server, "dest 12884901889 Den", "source 8589934593 Lobby", "executor  ",
+             "own 40007 Robin"},
+            [] { return forcedMoveRecords(connection, robin, lobby, den, eve); });
+        row("hotkey", {server, "cmd stay", "src 8589934593 Lobby", "executor 40007 Robin"},
+            [] { return choiceRecords(connection, "stay"); });
+        row("hotkey elsewhere", {" ", "cmd stay", "src  ", "executor  "},
+            [] { return choiceRecords(12, "stay"); });
+        choiceOn("global menu", 0, mallory, {}, {});
+        choiceOn("channel menu", 1, den, {"dest 12884901889 Den"}, {});
+        choiceOn("channel menu, unknown channel", 1, 1, {"dest  "}, {});
+        choiceOn("client menu", 2, mallory, {}, {"affected 40008 Mallory"});
+        choiceOn("client menu, beyond 16 bits", 2, 0x10000 + mallory, {}, {"affected  "});
     }
 
-    void buildsChoiceRecords()
+    void buildsRecords()
     {
+        QFETCH(Build, build);
+        QFETCH(QStringList, records);
         loadServer(connection);
-        EventRecords records = choiceRecords(connection, 5);
-        QCOMPARE(records.server.take("cmd"), QVariant(5));
-        QCOMPARE(records.server, server::instance()->getData(conText));
-        QCOMPARE(keys(records.channel), QStringList{"src"});
-        QCOMPARE(nested(records.channel, "src"), "Lobby");
-        QCOMPARE(keys(records.client), QStringList{"executor"});
-        QCOMPARE(nested(records.client, "executor"), "Robin");
+        const EventRecords built = build();
+        QCOMPARE(told(built), records);
+        for (const Record &argument : {built.channel, built.client}) {
+            for (const QVariant &record : argument)
+                QCOMPARE(int(record.type()), int(QVariant::Hash));
+        }
+    }
 
-        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_GLOBAL, 1);
-        QCOMPARE(records.channel.size() + records.client.size(), 2);
-        QVERIFY(records.server.contains("cmd"));
-        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CHANNEL, farChannel);
-        QCOMPARE(nested(records.channel, "dest"), "Den");
-        QCOMPARE(records.client.size(), 1);
-        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CLIENT, 8);
-        QCOMPARE(nested(records.client, "affected"), "Mallory");
-        QCOMPARE(records.channel.size(), 1);
-        // The selected id is not cut to the width of a client id.
-        records = choiceRecords(connection, {}, PLUGIN_MENU_TYPE_CLIENT, 0x10008);
-        QCOMPARE(records.client["affected"], QVariant(Record()));
+    void survivesADropFromInside_data()
+    {
+        QTest::addColumn<int>("calls");
+        QTest::addColumn<Work>("work");
+        const auto row = [](const char *name, int calls, Work work) {
+            QTest::newRow(name) << calls << work;
+        };
+        const auto hasChannels = [] { return channelTable()->getAll().size() == 2; };
+        const auto hasClients = [] { return clientTable()->getAll().size() == 2; };
+
+        // What was read when the drop came is stored all the same.
+        row("load", 20, [=] {
+            loadServer(connection);
+            return hasChannels();
+        });
+        row("clients of a channel", 9, [=] {
+            refreshChannelClients(connection, lobby);
+            return hasClients();
+        });
+        row("channels", 5, [=] {
+            refreshChannels(connection);
+            return hasChannels();
+        });
+        row("client", 4, [] {
+            refreshClient(connection, mallory);
+            return clientTable()->getData("40008", "name") == "Mallory";
+        });
+        row("choice", 2, [] {
+            const QStringList left{"Northgate 18364758544493064720", "cmd x", "dest  ", "src  ",
+                                   "executor  "};
+            return told(choiceRecords(connection, "x", PluginMenuType(1), den)) == left;
+        });
     }
 
     void survivesADropFromInside()
     {
-        loadServer(connection);
-        // The client tells of the disconnection while it is asked for a list.
-        TS3Functions functions = mHost->functions();
-        static decltype(functions.getChannelVariableAsString) original;
-        original = functions.getChannelVariableAsString;
-        functions.getChannelVariableAsString = [](uint64 handler, uint64 id, size_t property,
-                                                  char **value) {
-            dropServer(handler);
-            return original(handler, id, property, value);
-        };
-        funcwrapper::instance()->setFunctions(functions);
-        refreshChannels(connection);
-        QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 2);
+        QFETCH(int, calls);
+        QFETCH(Work, work);
+        for (int dropAt = 1; dropAt <= calls; ++dropAt) {
+            loadServer(connection);
+            int n = 0;
+            mHost->called = [&] {
+                if (++n == dropAt)
+                    dropServer(connection);
+            };
+            QVERIFY2(work(), qPrintable(QString("dropped at call %1").arg(dropAt)));
+            mHost->called = nullptr;
+            QCOMPARE(n, calls);
+            loadServer(connection);
+            QCOMPARE(model(), wholeModel);
+        }
     }
 
     void takesTheLargestServers()
@@ -161,34 +256,34 @@ private Q_SLOTS:
         one.own = 60000;
         one.clients[60000].name = QByteArray(1 << 20, 'n');
         loadServer(connection);
-        QCOMPARE(server::instance()->getChannelObj(conText)->getAll().size(), 100000);
-        QCOMPARE(server::instance()->getClientsObj(conText)->getAll().size(), 60000);
-        const EventRecords records = moveRecords(connection, 60000, 100000, 1);
-        QCOMPARE(nested(records.client, "own").size(), 1 << 20);
-        QCOMPARE(nested(records.channel, "source", "id"), QString("100000"));
+        QCOMPARE(channelTable()->getAll().size(), 100000);
+        QCOMPARE(clientTable()->getAll().size(), 60000);
+        QCOMPARE(told(moveRecords(connection, 60000, 100000, 1)),
+                 (QStringList{"Northgate 18364758544493064720", "dest 1 channel",
+                              "source 100000 channel", "own 60000 " + QString(1 << 20, 'n')}));
     }
 
     void buildsMenus()
     {
-        const QList<Record> entries{entry("client", QString(200, QLatin1Char('x')), 1),
-                                    entry("global", "Öffnen", 2), entry("channel", "Same", 3),
-                                    entry("channel", "Same", 3),
+        const QList<Record> entries{entry("client", QString(200, QLatin1Char('x')), "a"),
+                                    entry("global", "Öffnen", "b"), entry("channel", "Same", "c"),
+                                    entry("channel", "Same", "c"),
                                     entry("channel", QString("€").repeated(43), {})};
         PluginMenuItem **items = createMenus(entries);
-        const auto check = [&](int i, PluginMenuType type, int id, const QByteArray &text) {
-            QCOMPARE(items[i]->type, type);
+        const auto check = [&](int i, int type, int id, const QByteArray &text) {
+            QCOMPARE(int(items[i]->type), type);
             QCOMPARE(items[i]->id, id);
             QCOMPARE(QByteArray(items[i]->text), text);
             QCOMPARE(items[i]->icon[0], '\0');
         };
-        check(0, PLUGIN_MENU_TYPE_GLOBAL, 0, "open Configuration");
-        check(1, PLUGIN_MENU_TYPE_CLIENT, 1, QByteArray(127, 'x'));
-        check(2, PLUGIN_MENU_TYPE_GLOBAL, 2,
+        check(0, 0, 0, "open Configuration");
+        check(1, 2, 1, QByteArray(127, 'x'));
+        check(2, 0, 2,
               "\xc3\x96"
               "ffnen");
-        check(3, PLUGIN_MENU_TYPE_CHANNEL, 3, "Same");
-        check(4, PLUGIN_MENU_TYPE_CHANNEL, 3, "Same");
-        check(5, PLUGIN_MENU_TYPE_CHANNEL, 5, QByteArray("\xe2\x82\xac").repeated(43).left(127));
+        check(3, 1, 3, "Same");
+        check(4, 1, 3, "Same");
+        check(5, 1, 5, QByteArray("\xe2\x82\xac").repeated(43).left(127));
         QVERIFY(!items[6]);
         for (int i = 0; i < 6; ++i)
             free(items[i]);
@@ -196,16 +291,17 @@ private Q_SLOTS:
 
 #ifdef QT_NO_DEBUG // elsewhere such a list ends in an assertion
         items = createMenus({entry("Channel", "x", {}), entry("client", "y", {})});
-        QCOMPARE(items[1]->text, "y");
+        check(1, 2, 2, "y");
         QVERIFY(!items[2]);
         for (int i : {0, 1})
             free(items[i]);
         free(items);
 #endif
-        QCOMPARE(menuCommand(entries, 1), QVariant(1));
-        QCOMPARE(menuCommand(entries, 3), QVariant(3));
-        QVERIFY(!menuCommand(entries, 5).isValid());
-        for (int id : {-1, 0, 6, std::numeric_limits<int>::min()})
+        QStringList commands;
+        for (int id : {1, 2, 3, 4, 5})
+            commands.append(menuCommand(entries, id).toString());
+        QCOMPARE(commands, (QStringList{"a", "b", "c", "c", ""}));
+        for (int id : {-1, 0, 5, 6, 0x101, 0x10001, std::numeric_limits<int>::min()})
             QVERIFY(!menuCommand(entries, id).isValid());
     }
 

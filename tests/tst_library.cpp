@@ -1,12 +1,19 @@
 #include "standin/stage.h"
 
 #include <QDialog>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSlider>
 #include <QtTest>
 
 #include <dlfcn.h>
 #include <unistd.h>
+
+using namespace standin;
+
+using Happening = std::function<void(Plugin &plugin)>;
+Q_DECLARE_METATYPE(Happening)
 
 /// The built library, driven through its exports.
 class TestLibrary : public QObject
@@ -69,12 +76,14 @@ private Q_SLOTS:
     {
         QCOMPARE(printed([&] { mPlugin->registerPluginID("abc"); }),
                  "PLUGIN: registerPluginID: abc\n");
-        QCOMPARE(printed([&] { mPlugin->registerPluginID(""); }), "PLUGIN: registerPluginID: \n");
+        for (const char *empty : {"", static_cast<const char *>(nullptr)}) {
+            QCOMPARE(printed([&] { mPlugin->registerPluginID(empty); }),
+                     "PLUGIN: registerPluginID: \n");
+        }
         QCOMPARE(printed([&] { QCOMPARE(mPlugin->offersConfigure(), 2); }),
                  "PLUGIN: offersConfigure\n");
         QCOMPARE(printed([&] { mPlugin->configure(nullptr, nullptr); }), "PLUGIN: configure\n");
-        QCOMPARE(printed([&] { mPlugin->onMenuItemEvent(1, PLUGIN_MENU_TYPE_CLIENT, 0, 9); }),
-                 QString());
+        QCOMPARE(printed([&] { mPlugin->onMenuItemEvent(1, 2, 0, 9); }), QString());
         QCOMPARE(printed([&] { mPlugin->shutdown(); }), "PLUGIN: shutdown\n");
         QCOMPARE(printed([&] { mPlugin->shutdown(); }), "PLUGIN: shutdown\n");
         QCOMPARE(printed([&] { QCOMPARE(mPlugin->init(), 0); }), QString());
@@ -90,10 +99,48 @@ private Q_SLOTS:
         QVERIFY(dialog->isVisible() && !dialog->isModal() && !dialog->parent());
         dialog->close();
         QVERIFY(dialog && !dialog->isVisible());
-        mPlugin->onMenuItemEvent(1, PLUGIN_MENU_TYPE_GLOBAL, 0, 0);
+        mPlugin->onMenuItemEvent(1, 0, 0, 0);
         QVERIFY(dialog->isVisible());
         mStage->unload();
         QVERIFY(!dialog);
+    }
+
+    void startsAnewWithASecondInit()
+    {
+        const auto press = [](const char *button) {
+            Stage::dialog()->findChild<QPushButton *>(button)->click();
+        };
+        const QPointer<QWidget> dialog = Stage::dialog();
+        dialog->findChild<QSlider *>("sliderNotify")->setValue(1);
+        press("buttonApply");
+        QCOMPARE(mPlugin->init(), 0);
+        QVERIFY(!dialog);
+        QCOMPARE(Stage::dialog()->findChild<QSlider *>("sliderNotify")->value(), 1);
+        press("buttonApply");
+        mStage->unload();
+        // A dialog that was left behind would now be called without its code.
+        QFont font = QApplication::font();
+        font.setPointSize(font.pointSize() + 1);
+        QApplication::setFont(font);
+        QCoreApplication::processEvents();
+        QVERIFY(!Stage::dialog());
+    }
+
+    void showsTheNoticeInTheInfoPanel()
+    {
+        QWidget *dialog = Stage::dialog();
+        auto *notify = dialog->findChild<QSlider *>("sliderNotify");
+        auto *save = dialog->findChild<QPushButton *>("buttonApply");
+        QCOMPARE(mStage->info(), "[I]\"none\"[/I]");
+        notify->setValue(1);
+        save->click();
+        QCOMPARE(mStage->info(), "[I]\"notify\"[/I]");
+        dialog->findChild<QLineEdit *>("lineCustomNotify")->setText("mine");
+        save->click();
+        QCOMPARE(mStage->info(), "[I]\"customNotify\"[/I]");
+        notify->setValue(0); // stored as 0, not removed
+        save->click();
+        QCOMPARE(mStage->info(), "[I]\"none\"[/I]");
     }
 
     void ignoresEventsOutsideOfItsLife()
@@ -103,8 +150,8 @@ private Q_SLOTS:
         mStage->move(1, 7, 2);
         mStage->moved(1, 7, 1, 8);
         mStage->configure();
-        mStage->chooseMenuItem(1, PLUGIN_MENU_TYPE_CHANNEL, 0, 0);
-        mStage->chooseMenuItem(1, PLUGIN_MENU_TYPE_CHANNEL, 1, 0);
+        mStage->chooseMenuItem(1, 1, 0, 0);
+        mStage->chooseMenuItem(1, 1, 1, 0);
         mStage->pressHotkey("x");
         QCOMPARE(mStage->menu(), QStringList{"0 0 open Configuration"});
         QCOMPARE(mStage->hotkeys(), QStringList());
@@ -120,22 +167,116 @@ private Q_SLOTS:
         }
     }
 
-    void answersHotkeysForTheCurrentTab()
+    void asksInThisOrder_data()
     {
-        mStage->connect(1);
-        mStage->host.calls.clear();
-        mStage->pressHotkey("x");
-        QCOMPARE(mStage->host.calls.size(), 4);
-        QVERIFY(mStage->host.calls.at(1).contains("getCurrentServerConnectionHandlerID"));
-        QVERIFY(mStage->host.calls.at(3).contains("getChannelOfClient(1, 7)"));
+        QTest::addColumn<Happening>("happen");
+        QTest::addColumn<QStringList>("calls");
+        const auto client = [](int id) {
+            QStringList calls;
+            for (int property : {0, 1, 3, 2})
+                calls.append(QString("getClientVariableAsString(1, %1, %2)").arg(id).arg(property));
+            return calls;
+        };
+        const QStringList lobby = QStringList("getChannelClientList(1, 1)") + client(7) + client(8);
+        QStringList channels("getChannelList(1)");
+        for (int id : {1, 2}) {
+            channels.append(QString("getChannelVariableAsString(1, %1, 0)").arg(id));
+            channels.append(QString("getChannelVariableAsInt(1, %1, 11)").arg(id));
+        }
+        const QStringList own("getClientID(1)");
+        const QStringList place("getChannelOfClient(1, 7)");
+        QStringList server;
+        for (int property : {0, 1, 3, 4})
+            server.append(QString("getServerVariableAsString(1, %1)").arg(property));
+
+        QTest::newRow("establishment")
+            << Happening([](Plugin &p) { p.onConnectStatusChangeEvent(1, 4, 0); })
+            << own + place + server + lobby + channels;
+        QTest::newRow("own move") << Happening([](Plugin &p) {
+            p.onClientMoveEvent(1, 7, 2, 1, 1, "");
+        }) << own + place + lobby;
+        QTest::newRow("forced move")
+            << Happening([](Plugin &p) { p.onClientMoveMovedEvent(1, 7, 2, 1, 1, 8, "", "", ""); })
+            << own + client(7) + lobby
+                + QStringList{"requestClientMove(1, 7, 0, \"\", null)", "getErrorMessage(4)",
+                              "logMessage(\"unknown channel\", 2, \"\", 1)"};
+        QTest::newRow("channel event")
+            << Happening([](Plugin &p) { p.onDelChannelEvent(1, 2, 0, "", ""); }) << channels;
+        QTest::newRow("client update")
+            << Happening([](Plugin &p) { p.onUpdateClientEvent(1, 8, 7, "", ""); })
+            << client(8) + client(7);
+        QTest::newRow("menu") << Happening([](Plugin &p) { p.onMenuItemEvent(1, 1, 1, 2); })
+                              << own + place;
+        QTest::newRow("hotkey") << Happening([](Plugin &p) {
+            p.onHotkeyEvent("x");
+        }) << QStringList("getCurrentServerConnectionHandlerID()") + own + place;
     }
 
-    void readsTheUpdatedClientBeforeTheInvoker()
+    void asksInThisOrder()
     {
+        QFETCH(Happening, happen);
+        QFETCH(QStringList, calls);
         mStage->connect(1);
         mStage->host.calls.clear();
-        mPlugin->onUpdateClientEvent(1, 8, 7, "", "");
-        QVERIFY(mStage->host.calls.first().contains("getClientVariableAsString(1, 8, 0)"));
+        happen(*mPlugin);
+        QStringList came = mStage->host.calls.filter("plug-in -> ");
+        came.replaceInStrings(QRegularExpression("^ *\\d+ plug-in -> "), "");
+        came.removeAll("freeMemory()");
+        QCOMPARE(came.join('\n'), calls.join('\n'));
+    }
+
+    void survivesADisconnectionFromInsideAnyCall()
+    {
+        // A settings file from which a copy is kept, so that saving calls the client as well.
+        QFile file(mStage->settingsFile());
+        const Happening happenings[] = {
+            [](Plugin &p) { p.onConnectStatusChangeEvent(1, 4, 0); },
+            [](Plugin &p) { p.onClientMoveEvent(1, 7, 2, 1, 1, ""); },
+            [](Plugin &p) { p.onClientMoveEvent(1, 8, 2, 1, 1, ""); },
+            [](Plugin &p) { p.onClientMoveMovedEvent(1, 7, 2, 1, 1, 8, "", "", ""); },
+            [](Plugin &p) { p.onClientMoveMovedEvent(1, 8, 2, 1, 1, 7, "", "", ""); },
+            [](Plugin &p) { p.onChannelMoveEvent(1, 1, 0, 0, "", ""); },
+            [](Plugin &p) { p.onNewChannelCreatedEvent(1, 1, 0, 0, "", ""); },
+            [](Plugin &p) { p.onUpdateChannelEditedEvent(1, 1, 0, "", ""); },
+            [](Plugin &p) { p.onDelChannelEvent(1, 1, 0, "", ""); },
+            [](Plugin &p) { p.onUpdateChannelEvent(1, 1); },
+            [](Plugin &p) { p.onUpdateClientEvent(1, 8, 7, "", ""); },
+            [](Plugin &p) { p.onMenuItemEvent(1, 1, 1, 2); },
+            [](Plugin &p) { p.onMenuItemEvent(1, 2, 1, 8); },
+            [](Plugin &p) { p.onHotkeyEvent("x"); },
+            [&](Plugin &) {
+                file.remove();
+                QVERIFY(file.open(QIODevice::WriteOnly) && file.write("; mine\n") > 0);
+                file.close();
+                Stage::dialog()->findChild<QPushButton *>("buttonApply")->click();
+            }};
+        Host &host = mStage->host;
+        host.servers[1].channels[1].name = "Den";
+        for (const Happening &happening : happenings) {
+            bool isOver = false;
+            for (int wanted = 1; !isOver; ++wanted) {
+                mStage->connect(1);
+                mStage->move(1, 7, 2);
+                host.takeRequests();
+                int calls = 0;
+                host.called = [&] {
+                    if (++calls == wanted)
+                        mStage->disconnect(1);
+                };
+                happening(*mPlugin);
+                host.deliver();
+                host.called = nullptr;
+                isOver = calls < wanted;
+                // Whatever was left half read, the next connection starts from scratch.
+                mStage->disconnect(1);
+                mStage->connect(1);
+                mStage->move(1, 7, 2);
+                host.takeRequests();
+                mStage->moved(1, 7, 1, 8);
+                QCOMPARE(host.takeRequests(),
+                         QStringList("move you (7) to \"Den\" (2) on \"Northgate\" (1)"));
+            }
+        }
     }
 
     void keepsTheModelThroughShutdown()
@@ -144,14 +285,14 @@ private Q_SLOTS:
         mPlugin->shutdown();
         QCOMPARE(mPlugin->init(), 0);
         // Only the model knows the mover now, for the client does not read it again.
-        mPlugin->onClientMoveEvent(1, 7, 1, 1, RETAIN_VISIBILITY, "");
+        mPlugin->onClientMoveEvent(1, 7, 1, 1, 1, "");
         mStage->host.servers[1].clients.remove(8);
         QPushButton *save = Stage::dialog()->findChild<QPushButton *>("buttonApply");
         Stage::dialog()->findChild<QSlider *>("sliderNotify")->setValue(1);
         save->click();
-        mPlugin->onClientMoveMovedEvent(1, 7, 1, 2, RETAIN_VISIBILITY, 8, "", "", "");
-        QCOMPARE(mStage->host.requestLines().value(1),
-                 "message 1 8 This operation is not permitted!");
+        mPlugin->onClientMoveMovedEvent(1, 7, 1, 2, 1, 8, "", "", "");
+        QCOMPARE(mStage->host.takeRequests().value(1),
+                 "tell client (8) on \"Northgate\" (1): \"This operation is not permitted!\"");
     }
 
 private:

@@ -1,11 +1,13 @@
 #include "shared/host/funcwrapper.h"
 #include "shared/settings/configuration.h"
 #include "shared/settings/guiconfiguration.h"
-#include "standin/host.h"
+#include "shared/settings/settingsfile.h"
+#include "tests/host_table.h"
 
 #include <QDir>
 #include <QFile>
 #include <QGroupBox>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
@@ -13,9 +15,11 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
+
+#include <csignal>
 
 namespace {
 
@@ -33,12 +37,16 @@ private Q_SLOTS:
     void init()
     {
         mFolder.reset(new QTemporaryDir);
-        mHost.reset(new Host);
+        mHost.reset(new standin::Host);
         mHost->accepts = true;
-        mHost->configPath = mFolder->path().toUtf8();
-        mFile = mFolder->filePath("Kestrelsoft Staybolt.ini");
-        funcwrapper::instance()->setFunctions(mHost->functions());
-        configuration::instance()->init("Kestrelsoft Staybolt");
+        // A folder with a dot in its name, as the client's is.
+        QVERIFY(QDir(mFolder->path()).mkdir(".ts3client"));
+        mConfig = mFolder->filePath(".ts3client");
+        mHost->configPath = mConfig.toUtf8();
+        mFile = mConfig + "/Kestrelsoft Staybolt.ini";
+        mKept = mConfig + "/Kestrelsoft Staybolt.kept-%1.ini";
+        funcwrapper::instance()->setFunctions(tableOf(*mHost));
+        open();
         mDialog.reset(new guiConfiguration(nullptr));
     }
 
@@ -94,69 +102,253 @@ private Q_SLOTS:
         QVERIFY(!configuration::instance()->contains(key));
     }
 
-    void keepsWhatADamagedFileHeld_data()
+    void keepsWhatQtDrops_data()
     {
-        QTest::addColumn<QByteArray>("damage");
-        QTest::newRow("rubbish") << QByteArray("\x00\x01\xff\xfegarbage\x00more", 16);
-        QTest::newRow("unclosed section")
-            << QByteArray("[General]\nmine=2\nstaybolt.sendNotify=1\n[uncl");
-        QTest::newRow("cut off") << QByteArray("mine=2\nstaybolt.sendNotify=1\nstaybolt.custo");
+        QTest::addColumn<QByteArray>("bytes");
+        const auto row = [](const char *name, const QByteArray &rest) {
+            QTest::newRow(name) << "[General]\nstaybolt.sendNotify=1\n" + rest;
+        };
+        row("comment", "; mine\n");
+        row("comment with a quote", "; don\"t\n");
+        row("other comment", "# mine\n");
+        row("note", "remember the milk\n");
+        row("end of file mark", "\x1a");
+        row("rest of a value", "staybolt.customNotify=a ; b\n");
+        row("bad escape", "staybolt.customNotify=a\\qb\n");
+        row("overlong escape", "staybolt.customNotify=\\x12345\n");
+        row("text in two pieces", "staybolt.customNotify=\"a\"b\n");
+        row("key twice", "mine=1\nmine=2\n");
+        row("key in two spellings", "a.b=1\na%2Eb=2\n");
+        row("key in a section that comes twice", "[a]\nb=1\n[c]\n[a]\nb=2\n");
+        row("key of a section", "a\\b=1\n[a]\nb=2\n");
+        row("quote that is never closed", "staybolt.customNotify=\"a\nmine=2\n");
+        row("text over two lines", "staybolt.customNotify=\"a\nb\"\n");
+        row("line that goes on", "staybolt.customNotify=a\\\nmine=2\n");
+        row("section that is never closed", "[uncl");
+        row("something behind a section", "[a] b\n");
+        row("key with a backslash at its end", "note\\=x\n");
+        row("cut off", "staybolt.custo");
+        row("letters beyond ASCII", "staybolt.customNotify=gr\xc3\xbc\xc3\x9f\x65\n");
+        row("value of no known type", "mine=@Variant(x)\n");
+        row("rubbish", QByteArray("\x00\x01\xff\xfegarbage\x00more", 16));
+        QTest::newRow("byte-order mark")
+            << QByteArray("\xef\xbb\xbf[General]\nstaybolt.sendNotify=1\n");
     }
 
-    void keepsWhatADamagedFileHeld()
+    void keepsWhatQtDrops()
     {
-        QFETCH(QByteArray, damage);
-        const QString copy = mFolder->filePath("Kestrelsoft Staybolt.damaged-%1.ini");
-        write(copy.arg(1), "an earlier damage");
-        write(mFile, damage);
-        configuration *settings = configuration::instance();
-        settings->init("Kestrelsoft Staybolt");
-        QVERIFY(!settings->contains(notify) && !settings->get(notify).isValid());
+        QFETCH(QByteArray, bytes);
+        write(mKept.arg(1), "an earlier copy");
+        QVERIFY(QFile::link("nowhere", mKept.arg(2)));
+        openWith(bytes);
+        // What Qt reads counts, before a save ...
+        QCOMPARE(configuration::instance()->get(notify).toString(), "1");
         press("buttonReload");
-        QCOMPARE(field<QSlider>("sliderNotify")->value(), 0);
-        press("buttonRemove");
+        QCOMPARE(field<QSlider>("sliderNotify")->value(), 1);
         QCoreApplication::processEvents();
-        QCOMPARE(read(mFile), damage);
-        QVERIFY(!QFile::exists(copy.arg(2)));
+        QCOMPARE(read(mFile), bytes);
+        const QMap<QString, QString> before = contents(mFile, bytes.startsWith("\xef\xbb\xbf"));
 
-        press("buttonApply");
-        QCOMPARE(read(copy.arg(2)), damage);
-        QTRY_COMPARE(read(mFile),
-                     QByteArray("[General]\nstaybolt.permitIdleDock=0\nstaybolt.sendNotify=0\n"));
-        // Damaged when it was opened, repaired before it is saved: what stands there counts.
-        write(mFile, damage);
-        settings->init("Kestrelsoft Staybolt");
-        write(mFile, "[General]\nmine=2\n");
-        press("buttonApply");
-        QTRY_VERIFY(read(mFile).contains("sendNotify"));
-        QVERIFY(read(mFile).contains("mine=2"));
-        // Damaged anew while it is open: Qt would drop the line that it can't read.
-        write(mFile, "[General]\nmine=1\nno value\n");
-        press("buttonApply");
+        // ... and after it. The client's log is told of the copy when all is done.
+        bool isSet = false;
+        mHost->asked = [&](const standin::Request &, unsigned int) {
+            isSet = configuration::instance()->contains(permit);
+        };
+        configuration::instance()->set(permit, 1);
+        QVERIFY(isSet);
+        QCOMPARE(read(mKept.arg(3)), bytes);
+        QCOMPARE(mHost->takeRequests(),
+                 QStringList(QString("log at level 4 for connection (0): \"What the settings file "
+                                     "held is kept in %1\"")
+                                 .arg(mKept.arg(3))));
+        QTRY_VERIFY(read(mFile) != bytes);
+        const QMap<QString, QString> after = contents(mFile);
+        for (auto one = before.begin(); one != before.end(); ++one)
+            QCOMPARE(after.value(one.key()), one.value());
+        // What Qt has written needs no copy, and an equal copy serves.
+        configuration::instance()->set(permit, 1);
         QCoreApplication::processEvents();
-        QCOMPARE(read(copy.arg(3)), QByteArray("[General]\nmine=1\nno value\n"));
-        QVERIFY(read(mFile).contains("mine=1"));
-        press("buttonApply");
-        QVERIFY(!QFile::exists(copy.arg(4)));
-        QCOMPARE(read(copy.arg(1)), QByteArray("an earlier damage"));
+        write(mFile, bytes);
+        configuration::instance()->set(permit, 1);
+        QCoreApplication::processEvents();
+        QVERIFY(!QFile::exists(mKept.arg(4)));
+        QCOMPARE(read(mKept.arg(1)), QByteArray("an earlier copy"));
+        QCOMPARE(mHost->takeRequests(), QStringList());
     }
 
-    void worksWithoutAFileItCanUse()
+    void needsNoCopyOfWhatQtWrites()
+    {
+        {
+            QSettings file(mFile, QSettings::IniFormat);
+            const QStringList texts{"",
+                                    " a ",
+                                    "a;b",
+                                    "a, b",
+                                    "=",
+                                    "@x",
+                                    "@",
+                                    "@Invalid()",
+                                    "\"",
+                                    "\\",
+                                    QString::fromLatin1("\0"
+                                                        "1\x1f\x7f"
+                                                        "f\r\n\t",
+                                                        8),
+                                    "\u263A\u00e4",
+                                    "\U0001F426",
+                                    "%1",
+                                    "[x]",
+                                    "#",
+                                    "'"};
+            for (const QString &text : texts) {
+                file.setValue("text" + text, text);
+                file.setValue("list/" + text, QStringList{text, "b,", text});
+            }
+            file.setValue("list/all", texts);
+            file.setValue("list/none", QStringList());
+            file.setValue("general/a/b", 1.5);
+            file.setValue("invalid", QVariant());
+            file.setValue("a\\b", 1); // not the a/b of another key
+            file.setValue("a/b", 2);
+            file.setValue("bytes", QByteArray("a\0b", 3));
+            file.setValue("place", QRect(1, 2, 3, 4));
+            // As much as the text field takes, in letters that need most room.
+            file.setValue("long", QString(32767, QChar(0x20ac)));
+            file.setValue("long, in quotes", QString(32767, 'x') + ';');
+        }
+        const QByteArray bytes = read(mFile);
+        QVERIFY(bytes.size() > 200000);
+        for (const QByteArray &one : {bytes, QByteArray(bytes).replace("\n", "\r\n\n \t\n")}) {
+            write(mFile, one);
+            QVERIFY2(settingsFile::keep(mFile).copy.isEmpty(), one.left(4000));
+        }
+    }
+
+    void keepsKeysThatQtMixesUp()
+    {
+        for (const char *bytes : {"\\a=1\na=2\n", "general\\a=1\n[%General]\na=2\n"}) {
+            write(mFile, bytes);
+            QVERIFY2(!settingsFile::keep(mFile).copy.isEmpty(), bytes);
+            QVERIFY(QFile::remove(mFile));
+        }
+    }
+
+    void keepsBeforeItRemoves()
+    {
+        openWith("; mine\nstaybolt.customNotify=a\n");
+        press("buttonRemove");
+        QCOMPARE(read(mKept.arg(1)), QByteArray("; mine\nstaybolt.customNotify=a\n"));
+    }
+
+    void keepsOnAFullDisk()
+    {
+        const QByteArray bytes = "; mine\nstaybolt.customNotify=a\n";
+        openWith(bytes);
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
+        const rlimit none{0, limit.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &none), 0);
+        press("buttonApply");
+        QCoreApplication::processEvents();
+        setrlimit(RLIMIT_FSIZE, &limit);
+        QCOMPARE(read(mFile), bytes);
+        QCOMPARE(read(mKept.arg(1)), bytes);
+        QVERIFY(configuration::instance()->contains(notify));
+    }
+
+    void keepsWhatCameWhileAWriteWasPending()
+    {
+        open();
+        write(mFile, "a=1\n");
+        configuration::instance()->set(permit, 1);
+        write(mFile, "a=2\n; mine\n");
+        open(); // writes what is pending
+        QCOMPARE(read(mKept.arg(1)), QByteArray("a=2\n; mine\n"));
+        QCOMPARE(contents(mFile).value("a"), QString("2"));
+        QCOMPARE(contents(mFile).value(permit), QString("1"));
+    }
+
+    void readsAByteOrderMarkThatCameLater()
+    {
+        openWith("a=1\n");
+        write(mFile, "\xef\xbb\xbf[General]\na=gr\xc3\xbc\xc3\x9f\x65\n");
+        configuration::instance()->set(permit, 1);
+        configuration::instance()->set(notify, 1);
+        QTRY_VERIFY(contents(mFile).contains(notify));
+        QCOMPARE(contents(mFile).value("a"), QString::fromUtf8("grüße"));
+        open();
+        QCOMPARE(configuration::instance()->get("a").toString(), QString::fromUtf8("grüße"));
+    }
+
+    void keepsWhatALinkLeadsTo()
+    {
+        // On another file system where there is one, so that the bytes must be copied.
+        const QTemporaryDir elsewhere("/dev/shm/staybolt");
+        const QString folder = elsewhere.isValid() ? elsewhere.path() : mFolder->path();
+        write(folder + "/a.ini", "; mine\n");
+        QVERIFY(QFile::link(folder + "/a.ini", mFile));
+        open();
+        press("buttonApply");
+        QCoreApplication::processEvents();
+        QVERIFY(contents(mFile).contains(notify));
+        QCOMPARE(read(mKept.arg(1)), QByteArray("; mine\n"));
+        QVERIFY(!QFileInfo(mKept.arg(1)).isSymLink());
+    }
+
+    void countsForTheSessionWithoutAFileItCanWrite()
     {
         QVERIFY(QDir().mkdir(mFile));
-        configuration::instance()->init("Kestrelsoft Staybolt");
+        open();
         press("buttonApply");
         QVERIFY(configuration::instance()->contains(notify));
         QCoreApplication::processEvents();
         QVERIFY(QFileInfo(mFile).isDir());
-
-        // Nobody but root could read this one, and the tests may run as root.
         QVERIFY(QDir().rmdir(mFile));
-        write(mFile, "staybolt.sendNotify=1\n");
-        QVERIFY(QFile(mFile).setPermissions({}) && chmod(qPrintable(mFolder->path()), 0777) == 0);
+
+        // The tests may run as root, to whom everything is open.
+        const QByteArray bytes = "; mine\nstaybolt.customNotify=a\n";
+        openWith(bytes);
+        QVERIFY(chmod(qPrintable(mFolder->path()), 0755) == 0
+                && chmod(qPrintable(mConfig), 0555) == 0);
         const uid_t user = geteuid();
         QVERIFY(user != 0 || seteuid(65534) == 0);
-        configuration::instance()->init("Kestrelsoft Staybolt");
+        press("buttonApply");
+        QCoreApplication::processEvents();
+        QVERIFY(user != 0 || seteuid(0) == 0);
+        QVERIFY(chmod(qPrintable(mConfig), 0755) == 0);
+        QCOMPARE(configuration::instance()->get(notify), QVariant(0));
+        QCOMPARE(configuration::instance()->get(custom).toString(), "a");
+        QCOMPARE(read(mFile), bytes);
+        QCOMPARE(mHost->takeRequests().first(),
+                 QString("log at level 2 for connection (0): \"The settings file could not be "
+                         "copied to %1: Permission denied\"")
+                     .arg(mKept.arg(1)));
+    }
+
+    void readsAByteOrderMarkOnce()
+    {
+        write(mFile,
+              "\xef\xbb\xbf[General]\nstaybolt.customNotify=gr\xc3\xbc\xc3\x9f\x65\n[a]\nb="
+              "\xc3\xbc\n");
+        open();
+        open();
+        QCOMPARE(configuration::instance()->get("a/b").toString(), QString::fromUtf8("ü"));
+        press("buttonReload");
+        press("buttonApply");
+        QTRY_VERIFY(!read(mFile).startsWith("\xef\xbb\xbf"));
+        QCOMPARE(contents(mFile).value(custom), QString::fromUtf8("grüße"));
+        QCOMPARE(contents(mFile).value("a/b"), QString::fromUtf8("ü"));
+    }
+
+    void leavesAFileThatItCannotRead()
+    {
+        write(mFile, "staybolt.sendNotify=1\n");
+        QVERIFY(QFile(mFile).setPermissions({}) && chmod(qPrintable(mFolder->path()), 0777) == 0
+                && chmod(qPrintable(mConfig), 0777) == 0);
+        const uid_t user = geteuid();
+        QVERIFY(user != 0 || seteuid(65534) == 0);
+        open();
         const bool readsAsEmpty = !configuration::instance()->contains(notify);
         press("buttonApply");
         QCoreApplication::processEvents();
@@ -164,37 +356,6 @@ private Q_SLOTS:
         QVERIFY(readsAsEmpty);
         QVERIFY(QFile(mFile).setPermissions(QFile::ReadOwner));
         QCOMPARE(read(mFile), QByteArray("staybolt.sendNotify=1\n"));
-    }
-
-    void sharesTheFileWithAnotherProcess()
-    {
-        write(mFile, "[other]\nkey=kept\n");
-        configuration::instance()->init("Kestrelsoft Staybolt");
-        constexpr int count = 50;
-        const pid_t other = fork();
-        if (other == 0) {
-            for (int i = 0; i < count; ++i) {
-                QSettings file(mFile, QSettings::IniFormat);
-                file.setValue(QString("other.%1").arg(i), i);
-                file.sync();
-            }
-            _exit(0);
-        }
-        for (int i = 0; i < count; ++i) {
-            configuration::instance()->set(QString("own.%1").arg(i), i);
-            QCoreApplication::processEvents();
-        }
-        QCOMPARE(waitpid(other, nullptr, 0), other);
-        configuration::instance()->init("Kestrelsoft Staybolt");
-        QStringList lost;
-        for (int i = 0; i < count; ++i) {
-            for (const char *name : {"own.%1", "other.%1"}) {
-                if (!configuration::instance()->contains(QString(name).arg(i)))
-                    lost.append(QString(name).arg(i));
-            }
-        }
-        QCOMPARE(lost, QStringList());
-        QCOMPARE(configuration::instance()->get("other/key").toString(), QString("kept"));
     }
 
     void formIsAsLaidOut()
@@ -222,9 +383,108 @@ private Q_SLOTS:
             }
         }
         texts.remove(texts.key("Configuration:"));
+        const auto row = [this](const char *name) {
+            const QWidget *widget = field<QWidget>(name);
+            return widget->mapTo(mDialog.data(), widget->rect().center()).y() / 8;
+        };
+        QCOMPARE(row("sliderIdleDock"), row("label"));
+        QCOMPARE(row("sliderNotify"), row("label_2"));
         QCOMPARE(QStringList(texts.values()).join('|'),
                  QString("Permit moves to idleDock-Channel: (with v0.2)|Notify mover, that this is "
                          "not wanted:|Custom notificationmessage:|Save|Remove|Reload"));
+    }
+
+    void holdsItsContentUnderAnyFont_data()
+    {
+        QTest::addColumn<QString>("style");
+        QTest::addColumn<int>("points");
+        QTest::addColumn<bool>("isUsualSize");
+        QTest::addColumn<bool>("isInPixels");
+        for (const char *style : {"Fusion", "Windows"}) {
+            for (int points : {8, 9, 12, 18, 36}) {
+                for (bool isInPixels : {false, true}) {
+                    const QString name = QString("%1, %2 points%3").arg(style).arg(points);
+                    QTest::newRow(qPrintable(name.arg(isInPixels ? " in pixels" : "")))
+                        << style << points << (points < 18) << isInPixels;
+                }
+            }
+        }
+    }
+
+    void holdsItsContentUnderAnyFont()
+    {
+        QFETCH(QString, style);
+        QFETCH(int, points);
+        QFETCH(bool, isUsualSize);
+        QFETCH(bool, isInPixels);
+        // On a desktop fonts are measured in points, without one in pixels.
+        QFont font = QApplication::font();
+        const auto restore = qScopeGuard([usual = font] { QApplication::setFont(usual); });
+        if (isInPixels)
+            font.setPixelSize(points * 4 / 3);
+        else
+            font.setPointSize(points);
+        QApplication::setFont(font);
+        QApplication::setStyle(style);
+        mDialog.reset(new guiConfiguration(nullptr));
+        mDialog->show();
+
+        const double whole = isInPixels ? points * 4 / 3 * 0.75 : points;
+        const double size =
+            isInPixels ? mDialog->font().pixelSize() * 0.75 : mDialog->font().pointSizeF();
+        QCOMPARE(mDialog->minimumSize(), mDialog->maximumSize());
+        QCOMPARE(mDialog->size(), mDialog->minimumSize());
+        if (isUsualSize) {
+            QCOMPARE(mDialog->size(), QSize(400, 190));
+            // Less room between comes before smaller letters.
+            QVERIFY2(size >= (points < 12 ? whole : whole * 0.7),
+                     qPrintable(QString::number(size)));
+        } else {
+            QVERIFY(mDialog->width() > 400 && mDialog->height() > 190);
+            QCOMPARE(size, whole);
+        }
+        const QWidgetList widgets = mDialog->findChildren<QWidget *>();
+        for (const QWidget *widget : widgets) {
+            const QRect place(widget->mapTo(mDialog.data(), QPoint()), widget->size());
+            QVERIFY2(widget->size().expandedTo(widget->minimumSizeHint()) == widget->size(),
+                     qPrintable(widget->objectName()));
+            QVERIFY2(mDialog->rect().contains(place), qPrintable(widget->objectName()));
+        }
+    }
+
+    void namesItsFieldsForScreenReaders()
+    {
+        for (const auto &[label, name] :
+             {std::pair("label", "sliderIdleDock"), std::pair("label_2", "sliderNotify"),
+              std::pair("label_3", "lineCustomNotify")})
+            QCOMPARE(field<QLabel>(label)->buddy(), field<QWidget>(name));
+    }
+
+    void leavesTheClientRunning()
+    {
+        // The client's window is hidden while ours is closed.
+        QWidget window;
+        window.show();
+        mDialog->show();
+        window.hide();
+        QTimer::singleShot(0, mDialog.data(), &QWidget::close);
+        QTimer::singleShot(50, qApp, [] { QApplication::exit(3); });
+        QCOMPARE(QApplication::exec(), 3);
+    }
+
+    void tellsTheSwitchesApart()
+    {
+        configuration *settings = configuration::instance();
+        for (const bool first : {true, false}) {
+            settings->set(permit, first ? "true" : "0");
+            settings->set(notify, first ? "false" : "true");
+            press("buttonReload");
+            QCOMPARE(field<QSlider>("sliderIdleDock")->value(), first ? 1 : 0);
+            QCOMPARE(field<QSlider>("sliderNotify")->value(), first ? 0 : 1);
+            press("buttonApply");
+            QCOMPARE(settings->get(permit), QVariant(first ? 1 : 0));
+            QCOMPARE(settings->get(notify), QVariant(first ? 0 : 1));
+        }
     }
 
     void reloadsTheFields()
@@ -260,6 +520,14 @@ private:
     {
         return mDialog->findChild<T *>(QLatin1String(name));
     }
+    static void open() { configuration::instance()->init("Kestrelsoft Staybolt"); }
+    /// Opens a file that was not open when somebody wrote it.
+    void openWith(const QByteArray &bytes)
+    {
+        configuration::instance()->init("another file");
+        write(mFile, bytes);
+        open();
+    }
     void press(const char *button) { field<QPushButton>(button)->click(); }
     QString text() const { return field<QLineEdit>("lineCustomNotify")->text(); }
     void setText(const char *text)
@@ -279,9 +547,27 @@ private:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
     }
 
-    QScopedPointer<Host> mHost;
+    /// What the file holds for somebody who has not read it before.
+    QMap<QString, QString> contents(const QString &path, bool isUtf8 = false)
+    {
+        const QTemporaryDir folder;
+        const QString copy = folder.filePath("copy.ini");
+        QFile::copy(path, copy);
+        QSettings file(copy, QSettings::IniFormat);
+        if (isUtf8)
+            file.setIniCodec("UTF-8");
+        QMap<QString, QString> contents;
+        const QStringList keys = file.allKeys();
+        for (const QString &key : keys)
+            contents.insert(key, file.value(key).toString());
+        return contents;
+    }
+
+    QScopedPointer<standin::Host> mHost;
     QScopedPointer<QTemporaryDir> mFolder;
+    QString mConfig;
     QString mFile;
+    QString mKept;
     QScopedPointer<guiConfiguration> mDialog;
 };
 

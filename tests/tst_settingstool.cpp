@@ -1,9 +1,23 @@
 #include "shared/settings/settingskeys.h"
+#include "standin/stage.h"
 
+#include <QLineEdit>
 #include <QProcess>
+#include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <vector>
+
+using namespace standin;
 
 /// staybolt-settings as a program, and what the plug-in makes of what it writes.
 class TestSettingsTool : public QObject
@@ -15,9 +29,23 @@ class TestSettingsTool : public QObject
     QString mOutput;
     QString mError;
 
+    /// The user as whom programs are run, 0 for the one who runs the tests.
+    uid_t mUser = 0;
+
+    struct Process : QProcess
+    {
+        uid_t user = 0;
+        void setupChildProcess() override
+        {
+            if (user != 0 && setuid(user) != 0)
+                _exit(1);
+        }
+    };
+
     int run(const QString &program, const QStringList &arguments)
     {
-        QProcess process;
+        Process process;
+        process.user = mUser;
         process.start(program, arguments);
         if (!process.waitForFinished() || process.exitStatus() != QProcess::NormalExit)
             return -1;
@@ -102,6 +130,7 @@ private Q_SLOTS:
         };
         row({"include", "abc="}, "the server abc= is not excluded");
         row({"exclude", ""}, "a server's unique id is not empty");
+        row({"exclude", "/"}, "a server's unique id is not empty");
         row({"exclude", "sendNotify"},
             "the file can't hold the id sendNotify: its key is a setting");
         row({"exclude", "sendNotify/"},
@@ -129,32 +158,240 @@ private Q_SLOTS:
         QCOMPARE(bytes(), before);
     }
 
-    void leavesFilesAloneThatItCannotUse()
+    void keepsWhatItWouldDrop()
     {
-        write("no value\n");
-        QCOMPARE(tool({"notify", "off"}), 2);
-        QVERIFY(mError.contains("is damaged"));
-        QCOMPARE(bytes(), QByteArray("no value\n"));
-        QVERIFY(QFile::remove(mFile) && QDir().mkdir(mFile));
-        QCOMPARE(tool({"list"}), 2);
-        QCOMPARE(mError, QString("staybolt-settings: %1 can't be read\n").arg(mFile));
+        const QByteArray before = "; mine\nno value\nstaybolt.sendNotify=1\n";
+        write(before);
+        QCOMPARE(tool({"exclude", "abc="}), 0);
+        const QString copy = mFolder->filePath("Kestrelsoft Staybolt.kept-1.ini");
+        QVERIFY2(mOutput.contains("is kept in " + copy), qPrintable(mOutput));
+        QFile kept(copy);
+        QVERIFY(kept.open(QIODevice::ReadOnly));
+        QCOMPARE(kept.readAll(), before);
+        QCOMPARE(bytes(), QByteArray("[General]\nstaybolt.abc%3D=true\nstaybolt.sendNotify=1\n"));
+        QCOMPARE(tool({"exclude", "abd="}), 0);
+        QVERIFY(!mOutput.contains("is kept in"));
+    }
+
+    void saysWhyAFileCannotBeUsed()
+    {
+        QVERIFY(QDir().mkdir(mFile));
+        for (const QStringList &words : {QStringList{"list"}, QStringList{"notify", "off"}}) {
+            QCOMPARE(tool(words), 2);
+            QCOMPARE(mError,
+                     QString("staybolt-settings: %1 can't be read: Is a directory\n").arg(mFile));
+        }
+        QVERIFY(QDir().rmdir(mFile));
+
+        // Somebody else, to whom only what follows is open.
+        QVERIFY(QFile::setPermissions(mFolder->path(), QFile::Permissions(0x7755)));
+        QVERIFY(QFile::copy(SETTINGS_TOOL, mFolder->filePath("tool")));
+        const auto refused = [&](const QString &what) {
+            mUser = geteuid() == 0 ? 65534 : 0;
+            const QStringList words{"--file", mFile, "notify", "off"};
+            const int status = run(mFolder->filePath("tool"), words);
+            mUser = 0;
+            QCOMPARE(status, 2);
+            QCOMPARE(
+                mError,
+                QString("staybolt-settings: %1 can't be %2: Permission denied\n").arg(mFile, what));
+        };
+        write("key=value\nno value\n");
+        QVERIFY(QFile::setPermissions(mFile, {}));
+        refused("read");
+        // The copy of what would be dropped can't be made either.
+        write("key=value\n");
+        QVERIFY(QFile::setPermissions(mFile, QFile::Permissions(0x4444)));
+        refused("written");
+        QVERIFY(QFile::setPermissions(mFile, QFile::Permissions(0x6666)));
+        QVERIFY(QFile::setPermissions(mFolder->path(), QFile::Permissions(0x5555)));
+        refused("written");
+        QVERIFY(QFile::setPermissions(mFolder->path(), QFile::Permissions(0x7777)));
+        QCOMPARE(bytes(), QByteArray("key=value\n"));
+
+        // Only its owner may replace a file here.
+        QVERIFY(QFile::setPermissions(mFile, QFile::Permissions(0x6666)));
+        QCOMPARE(chmod(qPrintable(mFolder->path()), 01777), 0);
+        if (geteuid() == 0) {
+            mUser = 65534;
+            QCOMPARE(run(mFolder->filePath("tool"), {"--file", mFile, "notify", "off"}), 2);
+            mUser = 0;
+            QVERIFY2(mError.endsWith("can't be written: Operation not permitted\n"),
+                     qPrintable(mError));
+            QCOMPARE(bytes(), QByteArray("key=value\n"));
+        }
+
+        mFile = "/proc/a.ini";
+        QCOMPARE(tool({"exclude", "abc="}), 2);
+        QCOMPARE(mError,
+                 QString("staybolt-settings: /proc/a.ini can't be written: No such file or "
+                         "directory\n"));
         mFile = mFolder->filePath("nowhere/a.ini");
         QCOMPARE(tool({"notify", "off"}), 2);
         QVERIFY(mError.contains("is the client installed there?"));
+        QCOMPARE(run("sh", {"-c", "'" SETTINGS_TOOL "' --file /nowhere/a.ini list >/dev/full"}), 2);
+        QCOMPARE(mError,
+                 QString("staybolt-settings: the output can't be written: No space left on "
+                         "device\n"));
+    }
+
+    void noticesAFailedWriteOfAFileThatIsPartlyUnread()
+    {
+        // Lines that Qt can't read hide the errors of a write from whoever asks it.
+        write("no value\nkey=value\n");
+        QCOMPARE(run("sh",
+                     {"-c",
+                      "ulimit -f 0; trap '' XFSZ; exec '" SETTINGS_TOOL "' --file \"$0\" "
+                      "notify off 2>&1 | cat >&2",
+                      mFile}),
+                 0);
+        QVERIFY2(mError.endsWith("can't be written: File too large\n"), qPrintable(mError));
+        QCOMPARE(bytes(), QByteArray("no value\nkey=value\n"));
+    }
+
+    void looksForItsFileAtHome()
+    {
+        QVERIFY(QDir(mFolder->path()).mkdir(".ts3client"));
+        mFile = mFolder->filePath(".ts3client/Kestrelsoft Staybolt.ini");
+        QCOMPARE(run("env", {"HOME=" + mFolder->path(), SETTINGS_TOOL, "idledock", "on"}), 0);
+        QCOMPARE(bytes(), QByteArray("[General]\nmodule.staybolt.idleDock=true\n"));
+        QCOMPARE(run("env", {"-u", "HOME", SETTINGS_TOOL, "list"}), 2);
+        QCOMPARE(mError,
+                 QString("staybolt-settings: HOME is not set; name the settings file with "
+                         "--file\n"));
+        QCOMPARE(run("env", {"-u", "HOME", SETTINGS_TOOL, "--help"}), 0);
+    }
+
+    void losesNothingToOthers()
+    {
+        // Many of its kind, some of which know the file by another name ...
+        constexpr int count = 40;
+        QVERIFY(QDir(mFolder->path()).mkdir("elsewhere"));
+        const QString link = mFolder->filePath("elsewhere/link.ini");
+        write("key=value\n");
+        QVERIFY(QFile::link(mFile, link));
+        std::vector<std::unique_ptr<QProcess>> tools;
+        const auto start = [&](const QString &file, int i) {
+            tools.push_back(std::make_unique<QProcess>());
+            tools.back()->start(SETTINGS_TOOL, {"--file", file, "exclude", QString("%1=").arg(i)});
+        };
+        for (int i = 0; i < count; ++i)
+            start(i % 2 == 0 ? mFile : link, i);
+        for (const auto &one : tools) {
+            QVERIFY(one->waitForFinished());
+            QCOMPARE(one->exitCode(), 0);
+        }
+
+        // ... and a plug-in that saves meanwhile.
+        Stage stage(mFolder->path());
+        QCOMPARE(stage.load(STAYBOLT_LIBRARY), QString());
+        auto *text = Stage::dialog()->findChild<QLineEdit *>("lineCustomNotify");
+        auto *save = Stage::dialog()->findChild<QPushButton *>("buttonApply");
+        tools.clear();
+        for (int i = 0; i < count; ++i)
+            start(mFile, count + i);
+        int saves = 0;
+        for (const auto &one : tools) {
+            do {
+                text->setText(QString::number(++saves));
+                save->click();
+                QTest::qWait(1);
+            } while (one->state() != QProcess::NotRunning);
+            QCOMPARE(one->exitCode(), 0);
+        }
+        stage.unload();
+        QTest::qWait(20);
+        QVERIFY(QFile::copy(mFile, mFile + "2"));
+        const QSettings file(mFile + "2", QSettings::IniFormat);
+        QStringList lost;
+        for (int i = 0; i < 2 * count; ++i) {
+            if (!file.contains(QString("staybolt.%1=").arg(i)))
+                lost.append(QString::number(i));
+        }
+        QCOMPARE(lost, QStringList());
+        QCOMPARE(file.value("key").toString(), QString("value"));
+        QCOMPARE(file.value("staybolt.customNotify").toInt(), saves);
+        QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 2);
+    }
+
+    void waitsForOthersOfItsKind()
+    {
+        const int folder = ::open(qPrintable(mFolder->path()), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        QCOMPARE(flock(folder, LOCK_EX), 0);
+        QProcess waiting;
+        waiting.start(SETTINGS_TOOL, {"--file", mFile, "exclude", "abc="});
+        QVERIFY(!waiting.waitForFinished(500));
+        QCOMPARE(tool({"list"}), 0);
+        QCOMPARE(tool({"exclude", "abd="}), 2);
+        QCOMPARE(mError,
+                 QString("staybolt-settings: waited 15 seconds for another "
+                         "staybolt-settings that changes a file in %1\n")
+                     .arg(mFolder->path()));
+        QVERIFY(waiting.waitForFinished());
+        QCOMPARE(waiting.exitCode(), 2);
+        QVERIFY(!QFile::exists(mFile));
+        waiting.start(SETTINGS_TOOL, {"--file", mFile, "exclude", "abc="});
+        QVERIFY(!waiting.waitForFinished(500));
+        ::close(folder);
+        QVERIFY(waiting.waitForFinished());
+        QCOMPARE(waiting.exitCode(), 0);
+        QVERIFY(QFile::exists(mFile));
     }
 
     void listsAndWarns()
     {
         write("[General]\nstaybolt.customNotify=a,b\nstaybolt.sendnotify=1\nstaybolt.abc%3D=1\n"
-              "foo=1\nstaybolt.x=1\n");
+              "foo=1\nstaybolt.x=1\n[staybolt.abC%2B]\nd9%3D=true\n");
         QCOMPARE(tool({"list"}), 0);
         for (const char *line :
              {"an unquoted comma makes this a list, which the plug-in reads as empty",
-              "did you mean staybolt.sendNotify?", "server abc=", "nothing reads this key",
-              "movers are told \"\"", "this does not look like a server's unique id"}) {
+              "did you mean staybolt.sendNotify?",
+              "server abc=", "server abC+/d9=", "nothing reads this key", "movers are told \"\"",
+              "this does not look like a server's unique id"}) {
             QVERIFY2(mOutput.contains(line), line);
         }
         QCOMPARE(mOutput.count("WARNING"), 3);
+    }
+
+    void namesTheLinesThatQtDoesNotRead_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("unread");
+        QTest::addColumn<QString>("beyondAscii");
+        QTest::newRow("all read") << QByteArray("[General]\na = 1\n\n[b]\r\n c=\"2;\" \n") << ""
+                                  << "";
+        QTest::newRow("comments and notes")
+            << QByteArray("; \"one\na=1\n# two\nb=1 ; three\nfour\n") << "1, 3, 4, 5"
+            << "";
+        QTest::newRow("twice") << QByteArray("a=1\na=2\n[general]\na=3\n[b]\na=4\n") << "1, 2"
+                               << "";
+        QTest::newRow("open quote") << QByteArray("a=\"1\nb=2\nc=3\"\nd=4\n") << "1, 2, 3"
+                                    << "";
+        QTest::newRow("goes on") << QByteArray("a=1\\\nb=2\nc=3\n") << "1, 2"
+                                 << "";
+        QTest::newRow("Latin-1 and UTF-8") << QByteArray("a=\xfc\n\nb=\xc3\xbc\n") << ""
+                                           << "1, 3";
+        QTest::newRow("byte-order mark") << QByteArray("\xef\xbb\xbf[General]\nb=\xc3\xbc\n") << ""
+                                         << "";
+        QTest::newRow("byte-order mark before a key") << QByteArray("\xef\xbb\xbf"
+                                                                    "a=1\nb=2\n")
+                                                      << "1"
+                                                      << "";
+    }
+
+    void namesTheLinesThatQtDoesNotRead()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, unread);
+        QFETCH(QString, beyondAscii);
+        write(text);
+        QCOMPARE(tool({"list"}), 0);
+        const auto named = [&](const char *pattern) {
+            return QRegularExpression(pattern).match(mOutput).captured(1);
+        };
+        QCOMPARE(named("not read, or only in part: line ([0-9, ]*[0-9])\\."), unread);
+        QCOMPARE(named("letters beyond ASCII [^:]*: line ([0-9, ]*[0-9])\\."), beyondAscii);
+        QCOMPARE(bytes(), text);
     }
 
     void documentsListTheSameKeys()
@@ -174,5 +411,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestSettingsTool)
+QTEST_MAIN(TestSettingsTool)
 #include "tst_settingstool.moc"

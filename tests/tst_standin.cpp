@@ -1,3 +1,5 @@
+#include "standin/player.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -30,7 +32,11 @@ private:
         host.setWorkingDirectory(folder.path());
         host.start(STAYBOLT_HOST, QStringList{"--quiet", "a.scn"} + options);
         QVERIFY(host.waitForFinished());
-        QCOMPARE(QString::fromUtf8(host.readAllStandardError()), error);
+        const QString came = QString::fromUtf8(host.readAllStandardError());
+        if (error.startsWith("The plug-in broke a rule"))
+            QVERIFY2(came.split('\n').contains(error.trimmed()), qPrintable(came));
+        else
+            QCOMPARE(came, error);
         QCOMPARE(host.exitStatus(), QProcess::NormalExit);
         QCOMPARE(host.exitCode(), status);
     }
@@ -39,22 +45,48 @@ private Q_SLOTS:
     void noticesWhatAPluginDoesWrong_data()
     {
         QTest::addColumn<QString>("complaint");
-        QTest::newRow("trap") << "the member at position 184 of the function table was called";
-        QTest::newRow("leak") << "a block of getServerVariableAsString was not released";
-        QTest::newRow("twice") << "a block was released twice";
-        QTest::newRow("foreign") << "a block was released that is not the client's";
-        QTest::newRow("thread")
-            << "getCurrentServerConnectionHandlerID was called from another thread";
-        QTest::newRow("late") << "getCurrentServerConnectionHandlerID was called before the "
-                                 "function table was handed "
-                                 "over or after shutdown";
+        const auto row = [](const char *name, const char *complaint) {
+            QTest::newRow(name) << QString(complaint);
+        };
+        row("trap",
+            "the member at position 184 of the function table was called (call 8, a.scn:5)");
+        row("leak", "a block of getServerVariableAsString was not given back (call 9, a.scn:5)");
+        row("keep",
+            "a block of getServerVariableAsString was not given back before the next call, from "
+            "call 9, a.scn:5 (call 10, a.scn:5)");
+        row("twice", "a block was given back twice (call 11, a.scn:5)");
+        row("foreign", "a block was given back that is not the client's (call 9, a.scn:5)");
+        row("thread",
+            "getCurrentServerConnectionHandlerID was called from another thread (call 9, a.scn:5)");
+        row("late",
+            "getCurrentServerConnectionHandlerID was called before the function table was handed "
+            "over or after shutdown (call 15, a.scn:8)");
+        row("null password",
+            "requestClientMove was given a null pointer where an empty text is due (call 9, "
+            "a.scn:5)");
+        row("null message",
+            "requestSendPrivateTextMsg was given a null pointer where an empty text is due (call "
+            "9, a.scn:5)");
+        row("null log channel",
+            "logMessage was given a null pointer where an empty text is due (call 9, a.scn:5)");
+        row("return code",
+            "requestSendPrivateTextMsg was given a return code, for which the plug-in has no "
+            "callback (call 9, a.scn:5)");
+        row("icon of the menu", "the menu's icon was written (call 9, a.scn:6)");
+        row("icon of an item", "a menu item has an icon (call 9, a.scn:6)");
+        const QString fixed = "something was handed out that lies in a library, where a block is "
+                              "due (call %1, a.scn:%2)";
+        row("static menu item", qPrintable(fixed.arg(9).arg(6)));
+        row("static hotkeys", qPrintable(fixed.arg(10).arg(7)));
+        row("static info", qPrintable(fixed.arg(11).arg(8)));
     }
 
     void noticesWhatAPluginDoesWrong()
     {
         QFETCH(QString, complaint);
         qputenv("MISBEHAVIOUR", QTest::currentDataTag());
-        play(stage, {"--library", MISBEHAVING_LIBRARY}, 1,
+        const QByteArray scenario = stage + "expect menu '0 0 '\nexpect hotkeys\nexpect info ''\n";
+        play(scenario, {"--library", MISBEHAVING_LIBRARY}, 1,
              QString("The plug-in broke a rule: %1\n").arg(complaint));
     }
 
@@ -94,18 +126,29 @@ private Q_SLOTS:
                     << (error ? QString("a.scn:6: %1\n").arg(QString::fromUtf8(error)) : QString());
             };
         const QByteArray forced = "moved Northgate Robin Lobby by 9\n";
-        row("unknown statement", "jump Northgate\n", 2, "there is no statement \"jump\"");
+        row("unknown statement", "jump Northgate\n", 2,
+            "there is no statement \"jump\"; say \"help\"");
         row("missing word", "move Northgate\n", 2, "CLIENT is missing");
         row("too many words", "tab Northgate now\n", 2, "too much: now");
         row("unknown server", "connect Nowhere\n", 2, "there is no server \"Nowhere\"");
         row("open quote", "say \"x\n", 2, "a quoted text has no end");
         row("client id out of range", "client Northgate 65536 Eve Lobby\n", 2,
-            "ID is not a number from 0 to 65535: 65536");
-        row("unknown expectation", "expect rain\n", 2, "there is no expectation \"rain\"");
-        row("no request came", "expect move Northgate Robin Lobby\n", 1,
-            "move: expected: move you to \"Lobby\" on \"Northgate\" (connection 1, client 7, "
-            "channel "
-            "1); came: nothing");
+            "CLIENT-ID is not a number from 0 to 65535: 65536");
+        row("unknown expectation", "expect rain\n", 2,
+            "there is no statement \"expect rain\"; say \"help\"");
+        row("unknown channel", "move Northgate Robin Nowhere\n", 2,
+            "there is no channel \"Nowhere\"");
+        row("setting while the plug-in reads", "setting a b\n", 2,
+            "setting comes before the plug-in is loaded");
+        row("nothing is expected", "say x\n", 2, "nothing is expected");
+        row("no request came", "expect move Northgate Robin Lobby password \"a\\b\"\n", 1,
+            "request: expected: move you (7) to \"Lobby\" (1) on \"Northgate\" (1) with password "
+            "\"a\\\\b\"; came: nothing");
+        row("another request came",
+            "refuse requestClientMove\n" + forced
+                + "expect move Northgate Robin 0\nexpect log Northgate 'insufficient permissions' "
+                  "level 3\n",
+            1, nullptr);
         row("misspelt function", "refuse getClientId\n", 2,
             "the table has no function getClientId");
         row("an info that does not hold", "expect info x\n", 1,
@@ -119,11 +162,106 @@ private Q_SLOTS:
         QFETCH(QByteArray, lines);
         QFETCH(int, status);
         QFETCH(QString, error);
-        if (QByteArray(QTest::currentDataTag()) == "a request that nobody expected") {
-            error = "a.scn:8: nothing: expected: nothing; came: move you to channel "
-                    "0 on \"Northgate\"\n";
+        const QByteArray name = QTest::currentDataTag();
+        if (name == "a request that nobody expected") {
+            error = "a.scn:8: nothing: expected: nothing; came: move you (7) to channel (0) on "
+                    "\"Northgate\" (1)\n";
+        } else if (name == "another request came") {
+            error = "a.scn:9: request: expected: log at level 3 for \"Northgate\" (1): "
+                    "\"insufficient permissions\"; came: log at level 2 for \"Northgate\" (1): "
+                    "\"insufficient permissions\"\n";
         }
         play(lines, {}, status, error);
+    }
+    void leavesOutWhatIsNotNeeded()
+    {
+        standin::Statements statements;
+        for (int i = 0; i < 100; ++i)
+            statements.push_back({std::to_string(i)});
+        // One that is needed only as long as another is there.
+        const auto has = [](const standin::Statements &some, const char *one) {
+            return std::find(some.begin(), some.end(), standin::Statement{one}) != some.end();
+        };
+        const standin::Statements shortest =
+            standin::shrink(statements, [&](const standin::Statements &some) {
+                return has(some, "17") && has(some, "98") && (!has(some, "50") || has(some, "51"));
+            });
+        QCOMPARE(shortest, (standin::Statements{{"17"}, {"98"}}));
+    }
+
+    void findsTheShortestWayToAFault_data()
+    {
+        QTest::addColumn<QString>("library");
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<QByteArray>("last");
+        QTest::addColumn<QByteArray>("error");
+        QTest::newRow("crash") << MISBEHAVING_LIBRARY << 4 << QByteArray("expect idledock off")
+                               << QByteArray("It ended with signal 6.\n");
+#ifndef __SANITIZE_ADDRESS__ // hundreds of programs are started, which takes minutes there
+        // What was known of the server before is not known after it.
+        QTest::newRow("a server that is not dropped")
+            << UNDROPPING_LIBRARY << 30 << QByteArray("expect ") << QByteArray("found.scn:");
+#endif
+    }
+
+    void findsTheShortestWayToAFault()
+    {
+        QFETCH(QString, library);
+        QFETCH(int, lines);
+        QFETCH(QByteArray, last);
+        QFETCH(QByteArray, error);
+        qputenv("MISBEHAVIOUR", QTest::currentDataTag());
+        QProcess host;
+        host.start(STAYBOLT_HOST, {"--random", "20000", "--seed", "1", "--library", library});
+        QVERIFY(host.waitForFinished(100000));
+        QCOMPARE(host.exitCode(), 1);
+        const QByteArray errors = host.readAllStandardError();
+        QVERIFY2(errors.contains(error), errors);
+        const QByteArray found = host.readAllStandardOutput();
+        QVERIFY2(found.count('\n') <= lines, found);
+        QVERIFY2(found.trimmed().split('\n').last().startsWith(last), found);
+    }
+
+    void helpsAPersonAtATerminal()
+    {
+        // A terminal is needed for that; "script" makes one.
+        QProcess host;
+        host.start("script", {"-qec", STAYBOLT_HOST " --quiet", "/dev/null"});
+        host.write("move Northgate Robin Nowhere\njump\nhelp mov\nmove Northgate Robin Den now\n"
+                   "expect in Northgate Robin Lobby\nrename Northgate Robin R\u00f6bin\nshow\n"
+                   "expect in Northgate R\u00f6bin Lobby\nquit\n");
+        QVERIFY(host.waitForFinished());
+        const QString came = QString::fromUtf8(host.readAllStandardOutput()).remove('\r');
+        for (const char *line :
+             {"there is no channel \"Nowhere\"\n", "there is no statement \"jump\"; say \"help\"\n",
+              "\n  moved SERVER CLIENT CHANNEL by MOVER", "too much: now\n"}) {
+            QVERIFY2(came.contains(line), qPrintable(came));
+        }
+        QVERIFY2(!came.contains("expected:"), qPrintable(came));
+        QCOMPARE(host.exitCode(), 0);
+    }
+
+    void runsWithoutADisplay()
+    {
+        const auto run = [](const QStringList &environment, const QStringList &arguments) {
+            QProcess host;
+            QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
+            all.remove("QT_QPA_PLATFORM");
+            for (const QString &one : environment)
+                all.insert(one.section('=', 0, 0), one.section('=', 1));
+            host.setProcessEnvironment(all);
+            host.start(STAYBOLT_HOST, arguments);
+            host.closeWriteChannel();
+            return host.waitForFinished() && host.exitStatus() == QProcess::NormalExit
+                ? host.exitCode()
+                : -1;
+        };
+        // A display that is set but out of reach.
+        QCOMPARE(run({"DISPLAY=:77"}, {"--quiet", SOURCE_FOLDER "/scenarios/demo.scn"}), 0);
+        QCOMPARE(run({"DISPLAY=:77", "QT_QPA_PLATFORM=xcb"}, {"--help"}), 0);
+        for (const char *number : {"x", "0", "-1", "3000000000", ""})
+            QCOMPARE(run({}, {"--random", number}), 2);
+        QCOMPARE(run({}, {"--random", "1", "--seed", "x"}), 2);
     }
 };
 

@@ -9,6 +9,8 @@
 
 #include <malloc.h>
 
+using namespace standin;
+
 /// The library unloaded at every moment that a client may choose, while the process lives on.
 class TestUnload : public QObject
 {
@@ -30,9 +32,9 @@ class TestUnload : public QObject
         return Stage::dialog()->findChild<T *>(name);
     }
 
-    void addServers(uint64 count)
+    void addServers(Id count)
     {
-        for (uint64 connection = 1; connection <= count; ++connection) {
+        for (Id connection = 1; connection <= count; ++connection) {
             Server server;
             server.connection = connection;
             server.own = 7;
@@ -123,14 +125,15 @@ private Q_SLOTS:
     {
         addServers(3);
         load();
-        for (uint64 connection : {1UL, 2UL, 3UL})
+        for (Id connection : {1UL, 2UL, 3UL})
             mStage->connect(connection);
         unload();
         // Loaded again, it starts from scratch: the mover is not known any more.
         load();
         mStage->moved(3, 7, 2, 8);
-        QCOMPARE(mStage->host.requestLines(),
-                 (QStringList{"move 0 7 0", "log 0 unknown connection"}));
+        QCOMPARE(mStage->host.takeRequests(),
+                 (QStringList{"move client (7) to channel (0) on connection (0)",
+                              "log at level 2 for connection (0): \"unknown connection\""}));
         unload();
     }
 
@@ -148,7 +151,7 @@ private Q_SLOTS:
                 files = openFiles();
             }
             load();
-            for (uint64 connection : {1UL, 2UL, 3UL}) {
+            for (Id connection : {1UL, 2UL, 3UL}) {
                 mStage->connect(connection);
                 mStage->move(connection, 7, 1);
                 mStage->moved(connection, 7, 2, 8);

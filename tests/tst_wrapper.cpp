@@ -1,8 +1,10 @@
 #include "shared/host/funcwrapper.h"
 #include "shared/model/record.h"
-#include "standin/host.h"
+#include "tests/host_table.h"
 
 #include <QtTest>
+
+using namespace standin;
 
 using Read = std::function<QString(const funcwrapper &)>;
 Q_DECLARE_METATYPE(Read)
@@ -10,7 +12,7 @@ Q_DECLARE_METATYPE(Read)
 constexpr uint64 connection = 0xfedcba9876543210;
 constexpr uint64 channel = 0x123456789ab;
 constexpr anyID own = 65535;
-const QString conText = "18364758544493064720";
+const QString here = "\"Nörd\" (18364758544493064720)";
 
 class TestWrapper : public QObject
 {
@@ -32,15 +34,16 @@ private Q_SLOTS:
         server.name = "Nörd";
         server.platform = "Linüx";
         server.version = "3.1²";
-        server.status = STATUS_CONNECTION_ESTABLISHED;
+        server.status = 4;
         server.own = own;
         server.channels = {{channel, "Löbby", {}, 1}, {7, "Two", {}, 2}, {3, "Zero", {}, 0}};
-        server.clients[own] = {own, "clïuid", "R🐦", "ÖS", "5ß", channel, 0};
-        server.clients[4] = {4, "clïuid", "R🐦", "ÖS", "5ß", channel, 1};
+        server.clients[own] = {own, "clïuid", "R🐦", "ÖS", "5ß", channel};
+        server.clients[4] = {4, "clïuid", "R🐦", "ÖS", "5ß", channel};
         mHost->servers = {{connection, server}};
         server.connection = 12;
+        server.status = 3;
         mHost->servers.insert(12, server);
-        mWrapper.setFunctions(mHost->functions());
+        mWrapper.setFunctions(tableOf(*mHost));
     }
 
     void cleanup()
@@ -80,20 +83,20 @@ private Q_SLOTS:
         QFETCH(QString, function);
         QFETCH(QString, value);
         QFETCH(Read, read);
-        const auto readWith = [&](Host::Fault fault) {
+        const auto readWith = [&](Fault fault) {
             mHost->faults.insert(function.toLatin1(), fault);
             return read(mWrapper);
         };
 
         QCOMPARE(read(mWrapper), value);
-        QCOMPARE(readWith(Host::Fault::Refuse), QString("Unknown"));
-        QCOMPARE(readWith(Host::Fault::Null), QString());
+        QCOMPARE(readWith(Fault::Refuse), QString("Unknown"));
+        QCOMPARE(readWith(Fault::Null), QString());
         QCOMPARE(mHost->blocksHandedOut(), 1);
-        const QString garbled = readWith(Host::Fault::Garbled);
+        const QString garbled = readWith(Fault::Garble);
         QVERIFY2(garbled.contains(value) && garbled.startsWith(QChar::ReplacementCharacter)
                      && garbled.endsWith(QChar::ReplacementCharacter),
                  qPrintable(garbled));
-        QCOMPARE(mHost->requests.size(), 0);
+        QCOMPARE(mHost->takeRequests(), QStringList());
     }
 
     void readsNumbersAndFlags()
@@ -101,18 +104,21 @@ private Q_SLOTS:
         QCOMPARE(mWrapper.getCurrentConnectionHandlerID(), connection);
         QCOMPARE(mWrapper.getOwnClientID(connection), own);
         QCOMPARE(mWrapper.getChannelID(connection, own), channel);
-        QCOMPARE(mWrapper.getConnectionStatus(connection), int(STATUS_CONNECTION_ESTABLISHED));
+        QCOMPARE(mWrapper.getConnectionStatus(connection), 4);
+        QCOMPARE(mWrapper.getConnectionStatus(12), 3);
         QVERIFY(mWrapper.getChannelDefault(connection, channel));
         QVERIFY(!mWrapper.getChannelDefault(connection, 7)); // the flag is 2
         QVERIFY(!mWrapper.getChannelDefault(connection, 3));
         QVERIFY(!mWrapper.getChannelDefault(connection, 99));
-        QTest::ignoreMessage(QtDebugMsg, "CLIENT_TYPE: 0");
-        QVERIFY(mWrapper.getClientType(connection, own));
-        QTest::ignoreMessage(QtDebugMsg, "CLIENT_TYPE: 1");
-        QVERIFY(!mWrapper.getClientType(connection, 4));
+        for (int type : {0, 1, 2, -1}) {
+            mHost->servers[connection].clients[4].type = type;
+            const QByteArray line = "CLIENT_TYPE: " + QByteArray::number(type);
+            QTest::ignoreMessage(QtDebugMsg, line.constData());
+            QCOMPARE(mWrapper.getClientType(connection, 4), type == 0);
+        }
 
         for (const char *function : {"getClientID", "getChannelOfClient", "getConnectionStatus"})
-            mHost->faults.insert(function, Host::Fault::Refuse);
+            mHost->faults.insert(function, Fault::Refuse);
         QCOMPARE(mWrapper.getOwnClientID(connection), anyID(0));
         QCOMPARE(mWrapper.getChannelID(connection, own), uint64(0));
         QCOMPARE(mWrapper.getConnectionStatus(connection), 0);
@@ -138,66 +144,97 @@ private Q_SLOTS:
 
         mHost->refusal = "caf\xe9";
         QCOMPARE(mWrapper.getError(1), QString("café"));
-        mHost->faults.insert("getErrorMessage", Host::Fault::Null);
+        mHost->faults.insert("getErrorMessage", Fault::Null);
         QCOMPARE(mWrapper.getError(1), QString());
-        mHost->faults.insert("getErrorMessage", Host::Fault::Refuse);
+        mHost->faults.insert("getErrorMessage", Fault::Refuse);
         QCOMPARE(mWrapper.getError(1), QString("Unknown error"));
     }
 
     void logsFailedRequests()
     {
+        const QStringList lines{"move you (65535) to \"Löbby\" (1250999896491) on " + here,
+                                "tell you (65535) on " + here + ": \"\"",
+                                "list the server groups of " + here,
+                                "list the channel groups of " + here};
         const auto askAll = [&] {
             mWrapper.requestClientMove(connection, own, channel, QString());
             mWrapper.txtToUser(connection, own, QString());
             mWrapper.requestServerGroups(connection);
             mWrapper.requestChannelGroups(connection);
+            return mHost->takeRequests();
         };
-        askAll();
-        QCOMPARE(mHost->requests.size(), 4);
-        mHost->requests.clear();
+        const auto eachThen = [&](const QString &logged) {
+            QStringList all;
+            for (const QString &line : lines)
+                all << line << logged;
+            return all;
+        };
+        QCOMPARE(askAll(), lines);
         // The client's log may fail as well; nobody logs that.
         for (const char *function :
              {"requestClientMove", "requestSendPrivateTextMsg", "requestServerGroupList",
               "requestChannelGroupList", "logMessage"}) {
-            mHost->faults.insert(function, Host::Fault::Refuse);
+            mHost->faults.insert(function, Fault::Refuse);
         }
-        askAll();
+        QCOMPARE(askAll(),
+                 eachThen("log at level 2 for " + here + ": \"insufficient permissions\""));
         mWrapper.setPlgName("Plüg");
-        askAll();
+        const QStringList underName = askAll();
         mWrapper.setPlgName({});
-        QCOMPARE(mHost->requests.size(), 16);
-        for (int i = 1; i < 16; i += 2) {
-            const Request &line = mHost->requests.at(i);
-            QCOMPARE(line.kind, Request::Log);
-            QCOMPARE(line.text, QByteArray("insufficient permissions"));
-            QCOMPARE(line.level, int(LogLevel_WARNING));
-            QCOMPARE(line.connection, connection);
-            QCOMPARE(line.logChannel, QByteArray(i < 8 ? "" : "Plüg"));
-        }
+        QCOMPARE(underName,
+                 eachThen("log at level 2 for " + here
+                          + " under \"Plüg\": \"insufficient permissions\""));
+    }
+
+    void passesRequestsOn_data()
+    {
+        QTest::addColumn<QByteArray>("slot");
+        QTest::addColumn<QStringList>("texts");
+        QTest::addColumn<QStringList>("requests");
+        const QString far = "18364758544493064720";
+        const auto row = [](const char *name, const char *slot, const QStringList &texts,
+                            const QStringList &requests) {
+            QTest::newRow(name) << QByteArray(slot) << texts << requests;
+        };
+
+        row("move", "channelChange", {"12", "7"},
+            {"move you (65535) to \"Two\" (7) on \"Nörd\" (12)"});
+        row("move, ids beyond 32 bits", "channelChange", {far, "1250999896491"},
+            {"move you (65535) to \"Löbby\" (1250999896491) on " + here});
+        row("move, ids that are none", "channelChange", {"x", "0x7"},
+            {"move client (0) to channel (0) on connection (0)",
+             "log at level 2 for connection (0): \"unknown connection\""});
+        row("message", "sendMessage", {"12", "4", "Täxt 🐦"},
+            {"tell R🐦 (4) on \"Nörd\" (12): \"Täxt 🐦\""});
+        row("message, ids beyond 32 and 16 bits", "sendMessage", {far, "65540", "x"},
+            {"tell R🐦 (4) on " + here + ": \"x\""});
+        row("message, client id that is none", "sendMessage", {"12", "", "x"},
+            {"tell client (0) on \"Nörd\" (12): \"x\"",
+             "log at level 2 for \"Nörd\" (12): \"unknown client\""});
+        row("log", "logMessage", {"Täxt"}, {"log at level 4 for connection (0): \"Täxt\""});
     }
 
     void passesRequestsOn()
     {
-        const auto invoke = [&](const char *slot, auto... texts) {
-            QVERIFY(QMetaObject::invokeMethod(&mWrapper, slot, Q_ARG(QString, texts)...));
+        QFETCH(QByteArray, slot);
+        QFETCH(QStringList, texts);
+        QFETCH(QStringList, requests);
+        const auto text = [&](int i) {
+            return i < texts.size() ? Q_ARG(QString, texts.at(i)) : QGenericArgument();
         };
-        invoke("channelChange", "12", "7");
-        invoke("channelChange", "x", "7");
-        invoke("sendMessage", "12", "65540", "Täxt 🐦");
-        invoke("sendMessage", "12", "", "x");
+        QVERIFY(QMetaObject::invokeMethod(&mWrapper, slot.constData(), text(0), text(1), text(2)));
+        QCOMPARE(mHost->takeRequests(), requests);
+    }
+
+    void passesPasswordsAndTabTextsOn()
+    {
         mWrapper.requestClientMove(connection, 4, channel, "sésame");
-        QCOMPARE(mHost->requestLines(),
-                 (QStringList{"move 12 65535 7", "move 0 0 7", "log 0 unknown connection",
-                              "message 12 4 Täxt 🐦", "message 12 0 x", "log 12 unknown client",
-                              QString("move %1 4 %2sésame").arg(conText).arg(channel),
-                              QString("log %1 wrong channel password").arg(conText)}));
-        invoke("logMessage", "Täxt");
-        QCOMPARE(mHost->requests.last().text, QByteArray("Täxt"));
-        QCOMPARE(mHost->requests.last().level, int(LogLevel_INFO));
-        QCOMPARE(mHost->requests.last().connection, uint64(0));
         mWrapper.txtToCurrent("Täxt");
-        QCOMPARE(mHost->requests.last().kind, Request::TabText);
-        QCOMPARE(mHost->requests.last().text, QByteArray("Täxt"));
+        QCOMPARE(mHost->takeRequests(),
+                 (QStringList{"move R🐦 (4) to \"Löbby\" (1250999896491) on " + here
+                                  + " with password \"sésame\"",
+                              "log at level 2 for " + here + ": \"wrong channel password\"",
+                              "show in the tab of " + here + ": \"Täxt\""}));
     }
 
     void readsIdLists()
@@ -206,7 +243,7 @@ private Q_SLOTS:
         QCOMPARE(mWrapper.getChannelClients(connection, channel), (QList<anyID>{4, own}));
         QCOMPARE(mWrapper.getChannelClients(connection, 7), QList<anyID>());
         QCOMPARE(mWrapper.getConnectionHandlerList(), (QList<uint64>{12, connection}));
-        for (Host::Fault fault : {Host::Fault::Refuse, Host::Fault::Null}) {
+        for (Fault fault : {Fault::Refuse, Fault::Null}) {
             for (const char *function :
                  {"getChannelList", "getChannelClientList", "getServerConnectionHandlerList"}) {
                 mHost->faults.insert(function, fault);

@@ -35,6 +35,14 @@ void showSettings()
         gConfig->show();
 }
 
+void deleteObjects()
+{
+    delete stayboltObj;
+    stayboltObj = nullptr;
+    delete gConfig;
+    gConfig = nullptr;
+}
+
 QList<Record> menuEntries()
 {
     return stayboltObj ? stayboltObj->getMenuEntries() : QList<Record>();
@@ -64,6 +72,7 @@ void ts3plugin_setFunctionPointers(TS3Functions funcs)
 
 int ts3plugin_init()
 {
+    deleteObjects();
     configuration::instance()->init(QString::fromUtf8(ts3plugin_name()));
     stayboltObj = new staybolt;
     gConfig = new guiConfiguration(nullptr);
@@ -73,10 +82,7 @@ int ts3plugin_init()
 void ts3plugin_shutdown()
 {
     printf("PLUGIN: shutdown\n");
-    delete stayboltObj;
-    stayboltObj = nullptr;
-    delete gConfig;
-    gConfig = nullptr;
+    deleteObjects();
     free(pluginID);
     pluginID = nullptr;
 }
@@ -84,7 +90,7 @@ void ts3plugin_shutdown()
 void ts3plugin_registerPluginID(const char *id)
 {
     free(pluginID);
-    pluginID = strdup(id);
+    pluginID = strdup(id ? id : "");
     printf("PLUGIN: registerPluginID: %s\n", pluginID);
 }
 

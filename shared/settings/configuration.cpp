@@ -1,46 +1,18 @@
 #include "shared/settings/configuration.h"
 
 #include "shared/host/funcwrapper.h"
+#include "shared/settings/settingsfile.h"
 #include "shared/singleton.h"
 
-#include <QDateTime>
-#include <QFile>
-#include <QFileInfo>
 #include <QSettings>
-#include <QTemporaryFile>
+
+#include <utility>
 
 namespace {
 
 /// A copy of `text` on the heap. The settings object outlives the library, so it must not keep a
 /// text whose characters lie in the library's own data.
 QString heapCopy(const QString &text) { return QString(text.constData(), text.size()); }
-
-/// Whether the file holds something that Qt can't parse. A copy is parsed, for Qt parses a file
-/// once for all settings objects on it and tells only one of them what was wrong.
-bool isDamaged(const QString &path)
-{
-    QFile file(path);
-    QTemporaryFile copy;
-    if (!file.open(QIODevice::ReadOnly) || !copy.open())
-        return false;
-    const QByteArray bytes = file.readAll();
-    if (copy.write(bytes) != bytes.size() || !copy.flush())
-        return false;
-    const QSettings settings(copy.fileName(), QSettings::IniFormat);
-    settings.allKeys(); // Qt leaves sections unparsed until they are asked for.
-    return settings.status() == QSettings::FormatError;
-}
-
-/// Copies a damaged settings file beside it without replacing an earlier copy.
-bool keepDamaged(const QString &path)
-{
-    const QString base = path.left(path.lastIndexOf(QLatin1Char('.')));
-    for (int number = 1;; ++number) {
-        const QString copy = base + QStringLiteral(".damaged-%1.ini").arg(number);
-        if (!QFile::exists(copy))
-            return QFile::copy(path, copy);
-    }
-}
 
 }
 
@@ -56,19 +28,17 @@ void configuration::init(QString name)
 {
     const QString path =
         QStringLiteral("%1/%2.ini").arg(funcwrapper::instance()->getConfigPath()).arg(name);
-    delete mSettings;
+    // What could not be written so far is written now.
+    write([this] { delete std::exchange(mSettings, nullptr); });
     mSettings = new QSettings(path, QSettings::IniFormat);
-    mReadsAsEmpty = isDamaged(path);
-    mSoundSince = 0;
+    settingsFile::readAll(*mSettings);
 }
 
 void configuration::set(QString key, QVariant value)
 {
-    if (!prepareWrite())
-        return;
     if (value.type() == QVariant::String)
         value = heapCopy(value.toString());
-    mSettings->setValue(heapCopy(key), value);
+    write([&] { mSettings->setValue(heapCopy(key), value); });
 }
 
 QVariant configuration::get(QString key) const
@@ -76,33 +46,29 @@ QVariant configuration::get(QString key) const
     return contains(key) ? mSettings->value(key) : QVariant();
 }
 
-bool configuration::contains(QString key) const
-{
-    return mSettings && !mReadsAsEmpty && mSettings->contains(key);
-}
+bool configuration::contains(QString key) const { return mSettings && mSettings->contains(key); }
 
 void configuration::remove(QString key)
 {
-    if (contains(key) && prepareWrite())
-        mSettings->remove(heapCopy(key));
+    if (contains(key))
+        write([&] { mSettings->remove(heapCopy(key)); });
 }
 
-/// Makes sure that the write to come loses nothing: Qt drops what it can't parse, whether that was
-/// there from the start or came in by a careless edit since.
-bool configuration::prepareWrite()
+/// Makes a change, and sees to it that what Qt is going to drop from the file is not lost.
+template<typename Change>
+void configuration::write(Change change)
 {
     if (!mSettings)
-        return false;
-    const qint64 changed = QFileInfo(mSettings->fileName()).lastModified().toMSecsSinceEpoch();
-    if (changed == mSoundSince && !mReadsAsEmpty)
-        return true;
-    const bool damaged = isDamaged(mSettings->fileName());
-    if (damaged && !keepDamaged(mSettings->fileName()))
-        return false;
-    // A file that somebody has repaired meanwhile is read anew with the write.
-    if (mReadsAsEmpty && damaged)
-        mSettings->clear();
-    mReadsAsEmpty = false;
-    mSoundSince = changed;
-    return true;
+        return;
+    const settingsFile::Kept kept = settingsFile::keep(mSettings->fileName());
+    change();
+    // Last, since the client may call us from inside its log.
+    if (!kept.error.isEmpty()) {
+        funcwrapper::instance()->txtToLog(tr("The settings file could not be copied to ")
+                                              + kept.copy + QLatin1String(": ") + kept.error,
+                                          LogLevel_WARNING, 0);
+    } else if (!kept.copy.isEmpty()) {
+        funcwrapper::instance()->txtToLog(
+            tr("What the settings file held is kept in %1").arg(kept.copy), LogLevel_INFO, 0);
+    }
 }

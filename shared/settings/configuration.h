@@ -12,11 +12,12 @@ class QSettings;
 
 /// The plug-in's settings, one INI file in the client's configuration directory.
 ///
-/// No call fails: a missing, unreadable or damaged file reads as empty, and Qt creates or replaces
-/// it on the first write. What a damaged file held is first copied to a file beside it,
-/// `name`.damaged-1.ini or the next free number; while that can't be done, nothing is stored. Qt
-/// writes changes from the event loop of the thread that called init(), on which all calls but
-/// instance() are made; before init() the store is empty and keeps nothing.
+/// No call fails. What Qt reads of the file counts, and a missing or unreadable one reads as empty;
+/// what is set counts until the library is unloaded, also where it can't be written. Qt writes
+/// changes from the event loop of the thread that called init(), on which all calls but instance()
+/// are made. What it would drop then (comments, notes, keys that come twice) is first kept in a
+/// copy beside the file, `name`.kept-1.ini or the next free number, and a line in the client's log
+/// names it (logMessage). Before init() the store is empty and keeps nothing.
 class configuration : public QObject
 {
     Q_OBJECT
@@ -28,7 +29,8 @@ public:
     /// unloaded.
     static configuration *instance();
 
-    /// Opens, once, `name`.ini in the directory that the client names (getConfigPath).
+    /// Opens `name`.ini in the directory that the client names (getConfigPath), in place of a file
+    /// that was open before.
     void init(QString name);
 
     void set(QString key, QVariant value);
@@ -42,14 +44,11 @@ public:
 private:
     Q_DISABLE_COPY(configuration)
 
-    bool prepareWrite();
+    template<typename Change>
+    void write(Change change);
 
     static std::atomic<configuration *> mInstance;
 
     // Outlives the library, so that Qt still writes what is pending when we are gone.
     QSettings *mSettings = nullptr;
-    // The file was damaged when it was opened and nothing has been written since.
-    bool mReadsAsEmpty = false;
-    // When the file that was last seen to be sound was changed, in ms since the epoch.
-    qint64 mSoundSince = 0;
 };

@@ -3,9 +3,29 @@
 #include "shared/settings/configuration.h"
 #include "ui_guiconfiguration.h"
 
+#include <QtMath>
+
+namespace {
+
+constexpr int smallestPercent = 70;
+constexpr int stepPercent = 5;
+
+void scaleFont(QFont &font, int percent)
+{
+    if (font.pixelSize() > 0)
+        font.setPixelSize(qCeil(font.pixelSize() * percent / 100.0));
+    else
+        font.setPointSizeF(font.pointSizeF() * percent / 100);
+}
+
+}
+
 guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui_guiConfiguration)
 {
     ui->setupUi(this);
+    // The client goes on when its own window is hidden and ours is closed.
+    setAttribute(Qt::WA_QuitOnClose, false);
+    fitContent();
     connect(ui->buttonApply, SIGNAL(clicked(bool)), SLOT(apply()));
     connect(ui->buttonReload, SIGNAL(clicked(bool)), SLOT(reload()));
     connect(ui->buttonRemove, SIGNAL(clicked(bool)), SLOT(remove()));
@@ -14,14 +34,46 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
 
 guiConfiguration::~guiConfiguration() { delete ui; }
 
+/// Makes the form's fixed size hold its content under the client's font: with less room between,
+/// then with a smaller font. Where that would be hard to read, the form grows.
+void guiConfiguration::fitContent()
+{
+    const auto fits = [this] {
+        // The group box keeps what it needed last.
+        ui->groupBox->updateGeometry();
+        const QSize content = layout()->minimumSize();
+        return content.width() <= width() && content.height() <= height();
+    };
+    if (fits())
+        return;
+
+    ui->gridLayout->setContentsMargins(4, 4, 4, 4);
+    ui->gridLayout_2->setContentsMargins(2, 2, 2, 2);
+    for (QLayout *one : {ui->gridLayout, ui->gridLayout_2})
+        one->setSpacing(2);
+    const QFont whole = font();
+    for (int percent = 100; percent >= smallestPercent; percent -= stepPercent) {
+        QFont smaller = whole;
+        scaleFont(smaller, percent);
+        setFont(smaller);
+        if (fits())
+            return;
+    }
+    setFont(whole);
+    setFixedSize(layout()->minimumSize());
+}
+
 void guiConfiguration::apply()
 {
-    configuration *settings = configuration::instance();
+    // Taken at once: the client may call us while the settings are stored.
     const QString text = ui->lineCustomNotify->text();
+    const int permitIdleDock = ui->sliderIdleDock->value();
+    const int sendNotify = ui->sliderNotify->value();
+    configuration *settings = configuration::instance();
     if (!text.trimmed().isEmpty())
         settings->set(settingsKeys::customNotify(), text);
-    settings->set(settingsKeys::permitIdleDock(), ui->sliderIdleDock->value());
-    settings->set(settingsKeys::sendNotify(), ui->sliderNotify->value());
+    settings->set(settingsKeys::permitIdleDock(), permitIdleDock);
+    settings->set(settingsKeys::sendNotify(), sendNotify);
 }
 
 void guiConfiguration::reload()

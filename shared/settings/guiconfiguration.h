@@ -5,8 +5,9 @@
 class Ui_guiConfiguration;
 
 /// The settings dialog: whether the mover is told and with which text, and the idleDock switch. It
-/// reads the settings when it is created and on Reload only; between showings it keeps what its
-/// fields hold.
+/// reads the settings when it is created and on Reload only. Closing it, with Escape too, hides it
+/// and keeps what its fields hold, saved or not. Its size is fixed to 400 x 190, under a font too
+/// large for that to what its content needs.
 class guiConfiguration : public QDialog
 {
     Q_OBJECT
@@ -25,6 +26,8 @@ private Q_SLOTS:
 
 private:
     Q_DISABLE_COPY(guiConfiguration)
+
+    void fitContent();
 
     Ui_guiConfiguration *ui;
 };

@@ -1,0 +1,350 @@
+#include "standin/player.h"
+
+#include "standin/rules.h"
+#include "standin/scenario.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+namespace standin {
+
+namespace {
+
+constexpr int runLength = 200;
+
+// Ids at both ends of their ranges, and such as are alike in their lower half.
+/// What the capital words of the events below can stand for: ids at both ends of their ranges, and
+/// such as are alike in their lower half.
+const std::map<std::string, Statement> choices{
+    // Mostly servers that are there.
+    {"SERVER", {"A", "B", "C", "A", "B", "C", "A", "B", "C", "Nowhere", "None"}},
+    {"CHANNEL", {"1", "4294967297", "18446744073709551615", "2", "3", "0"}},
+    {"CLIENT", {"7", "8", "9", "10", "65535"}},
+    {"MOVED", {"7", "7", "7", "7", "8", "65535"}},
+    {"VISIBILITY", {"", "", "", "", "", "enters", "leaves"}},
+    {"UID", {"uid=", "a/b+c=", "50%1=", "Unknown", ""}},
+    {"VALUE", {"0", "1", "false", "FALSE", "true", "empty", "no", "4294967298", "true"}},
+    {"TEXT", {"empty", "  ", " mine ", "0", "H\u00e4nde weg; \"bitte\", 50%"}},
+    {"SWITCH", {"on", "on", "off"}},
+    {"ITEM", {"-1", "0", "1", "2"}},
+    {"REFUSED",
+     {"requestClientMove", "requestSendPrivateTextMsg", "getClientID", "getChannelOfClient",
+      "getErrorMessage", "getChannelList", "getChannelClientList", "getServerVariableAsString"}},
+    {"EMPTY",
+     {"getErrorMessage", "getChannelList", "getChannelClientList", "getServerVariableAsString"}},
+    {"GARBLED", {"getClientVariableAsString", "getChannelVariableAsString"}},
+};
+
+/// What can happen, the same as often as it stands here. A semicolon is between two statements.
+const std::vector<std::string> events{
+    "connect SERVER",
+    "disconnect SERVER",
+    "disconnect SERVER error 1797",
+    "move SERVER MOVED CHANNEL VISIBILITY",
+    "move SERVER MOVED CHANNEL VISIBILITY",
+    "move SERVER CLIENT CHANNEL VISIBILITY",
+    "client SERVER CLIENT name CHANNEL",
+    "leave SERVER CLIENT",
+    "moved SERVER MOVED CHANNEL by CLIENT VISIBILITY",
+    "moved SERVER MOVED CHANNEL by CLIENT VISIBILITY",
+    "moved SERVER MOVED CHANNEL by CLIENT VISIBILITY",
+    "moved SERVER MOVED CHANNEL by CLIENT VISIBILITY",
+    "moved SERVER CLIENT CHANNEL by CLIENT VISIBILITY",
+    "create SERVER CHANNEL new",
+    "delete SERVER CHANNEL",
+    "update SERVER CHANNEL",
+    "edit SERVER CHANNEL other",
+    "reorder SERVER CHANNEL 0",
+    "news SERVER CLIENT by CLIENT",
+    "rename SERVER CLIENT other",
+    "menu SERVER ITEM",
+    "menu SERVER ITEM channel CHANNEL",
+    "menu SERVER ITEM client CLIENT",
+    "tab SERVER ; hotkey key",
+    "callbacks inside",
+    "callbacks after",
+    "refuse REFUSED",
+    "empty EMPTY",
+    "garble GARBLED",
+    "allow REFUSED ; allow REFUSED ; allow REFUSED ; allow GARBLED",
+    "text TEXT ; notify SWITCH ; idledock SWITCH ; save",
+    "remove",
+    "reload",
+    "configure ; close",
+    "restart",
+};
+
+const std::vector<std::string> settings{
+    "setting staybolt.sendNotify VALUE",
+    "setting staybolt.customNotify VALUE",
+    "setting staybolt.permitIdleDock VALUE",
+    "setting module.staybolt.idleDock VALUE",
+    "setting module.staybolt.idleDock VALUE",
+    "setting staybolt.UID VALUE",
+    "setting module.idleDock.UID.target VALUE",
+    "setting module.staybolt.idleDock",
+    "setting staybolt.UID",
+};
+
+/// Draws statements. Each draw is a statement of its own here, since the order in which arguments
+/// are evaluated differs between compilers.
+class Author
+{
+public:
+    explicit Author(Choices &source) : mSource(source) { }
+
+    Statements statements;
+
+    void setTheStage()
+    {
+        const Statement connections{"1", "2", "18446744073709551615"};
+        for (size_t i = 0; i < connections.size(); ++i) {
+            const std::string server = choices.at("SERVER")[i];
+            statements.push_back({"server", server, choices.at("UID")[i], connections[i]});
+            for (size_t at = 0; at < 3; ++at) {
+                const unsigned locked = mSource.below(6);
+                add("channel " + server + ' ' + choices.at("CHANNEL")[at] + " channel"
+                    + (locked == 0 ? " password sesame" : ""));
+            }
+            for (size_t at = 0; at < 3; ++at) {
+                const std::string channel = choices.at("CHANNEL")[mSource.below(3)];
+                add((at == 0 ? "user " : "client ") + server + ' ' + choices.at("CLIENT")[at]
+                    + " name " + channel);
+            }
+        }
+        add("server Nowhere nowhere= 4711 ; server None none= 0");
+        load();
+        add("connect A ; connect B ; connect C");
+    }
+
+    void addEvent()
+    {
+        const std::string &event = events[mSource.below(unsigned(events.size()))];
+        if (event != "restart")
+            return add(event);
+        leave();
+        add("unload");
+        load();
+    }
+
+    /// Nothing is known any more, whether or not the library really goes.
+    void leave()
+    {
+        add("disconnect A ; disconnect B ; disconnect C ; disconnect Nowhere ; disconnect None");
+    }
+
+private:
+    void load()
+    {
+        const unsigned count = mSource.below(4);
+        for (unsigned i = 0; i < count; ++i) {
+            const std::string &setting = settings[mSource.below(unsigned(settings.size()))];
+            add(setting);
+        }
+        add("load");
+    }
+
+    /// Adds statements with something chosen in place of each capital word.
+    void add(const std::string &pattern)
+    {
+        std::istringstream words(pattern);
+        statements.emplace_back();
+        for (std::string word; words >> word;) {
+            if (word == ";") {
+                statements.emplace_back();
+                continue;
+            }
+            for (const auto &[name, list] : choices) {
+                const size_t at = word.find(name);
+                if (at == std::string::npos)
+                    continue;
+                const std::string chosen = list[mSource.below(unsigned(list.size()))];
+                word.replace(at, name.size(), chosen == "empty" ? "" : chosen);
+                if (chosen.empty() && name == "VISIBILITY")
+                    word = "nothing";
+                break;
+            }
+            if (word != "nothing")
+                statements.back().push_back(word);
+        }
+    }
+
+    Choices &mSource;
+};
+
+/// A word as a scenario has it.
+QByteArray written(const std::string &word)
+{
+    const bool isPlain = !word.empty() && word.find_first_of(" \"'#") == std::string::npos;
+    const char quote = word.find('"') == std::string::npos ? '"' : '\'';
+    return isPlain ? QByteArray::fromStdString(word)
+                   : quote + QByteArray::fromStdString(word) + quote;
+}
+
+QByteArray written(const Statement &statement)
+{
+    QByteArray line;
+    for (const std::string &word : statement)
+        line += (line.isEmpty() ? "" : " ") + written(word);
+    return line + '\n';
+}
+
+/// Whether this program finds a fault when it plays the statements.
+bool goesWrong(const QString &library, const Statements &statements, QString *error)
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath(QStringLiteral("found.scn")));
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    file.write(scenarioOf(statements));
+    file.close();
+    QProcess host;
+    host.setWorkingDirectory(folder.path());
+    host.start(QCoreApplication::applicationFilePath(),
+               {QStringLiteral("--quiet"), QStringLiteral("--library"), library,
+                QStringLiteral("found.scn")});
+    host.closeWriteChannel();
+    if (!host.waitForFinished())
+        return true;
+    *error = QString::fromUtf8(host.readAllStandardError());
+    if (host.exitStatus() == QProcess::CrashExit)
+        *error += QStringLiteral("It ended with signal %1.\n").arg(host.exitCode());
+    return host.exitStatus() == QProcess::CrashExit || host.exitCode() != Scenario::Held;
+}
+
+bool report(const QString &library, const Statements &statements, QTextStream &output,
+            QTextStream &errors)
+{
+    QString error;
+    if (!goesWrong(library, statements, &error))
+        return true;
+    errors << "Something went wrong; looking for the shortest way there ...\n" << Qt::flush;
+    const auto fails = [&](const Statements &some) { return goesWrong(library, some, &error); };
+    const Statements shortest = shrink(statements, fails);
+    fails(shortest);
+    output << scenarioOf(shortest) << Qt::flush;
+    errors << error << Qt::flush;
+    return false;
+}
+
+Statements run(quint64 seed)
+{
+    Choices source(seed);
+    return draw(source, runLength);
+}
+
+}
+
+unsigned Choices::below(unsigned count)
+{
+    if (mIsSeeded)
+        return unsigned(mRandom() % count);
+    return atEnd() ? 0 : static_cast<unsigned char>(mBytes.at(mPosition++)) % count;
+}
+
+Statements draw(Choices &source, int length)
+{
+    Author author(source);
+    author.setTheStage();
+    for (int i = 0; i < length && !source.atEnd(); ++i)
+        author.addEvent();
+    author.leave();
+    return author.statements;
+}
+
+QByteArray scenarioOf(const Statements &statements)
+{
+    QByteArray scenario;
+    bool expects = false;
+    Rules rules;
+    for (const Statement &statement : statements) {
+        if (!rules.happen(statement))
+            continue;
+        scenario += written(statement);
+        for (const Statement &expectation : rules.expected) {
+            scenario += written(expectation);
+            expects = true;
+        }
+    }
+    return expects ? scenario : scenario + "expect nothing\n";
+}
+
+Statements shrink(Statements statements, const std::function<bool(const Statements &)> &fails)
+{
+    for (size_t size = statements.size() / 2; size > 0;) {
+        bool isShorter = false;
+        for (size_t at = 0; at < statements.size();) {
+            Statements fewer = statements;
+            const auto first = fewer.begin() + std::ptrdiff_t(at);
+            fewer.erase(first, first + std::ptrdiff_t(std::min(size, statements.size() - at)));
+            if (fails(fewer)) {
+                statements = fewer;
+                isShorter = true;
+            } else {
+                at += size;
+            }
+        }
+        // One by one until none can go, since one can make room for another.
+        if (size > 1)
+            size /= 2;
+        else if (!isShorter)
+            break;
+    }
+    return statements;
+}
+
+bool playRandom(const QString &library, int count, quint64 seed, QTextStream &output,
+                QTextStream &errors)
+{
+    // Many runs share a child, one file each, so that a crash is seen and a run can be named.
+    constexpr int runsAtOnce = 20;
+    const int runs = (count + runLength - 1) / runLength;
+    for (int first = 0; first < runs; first += runsAtOnce) {
+        const QTemporaryDir folder;
+        QStringList files;
+        const int last = std::min(first + runsAtOnce, runs);
+        for (int i = first; i < last; ++i) {
+            QFile file(folder.filePath(QString::number(i)));
+            files.append(file.fileName());
+            if (!file.open(QIODevice::WriteOnly)
+                || file.write(scenarioOf(run(seed + quint64(i)))) < 0) {
+                errors << file.fileName() << ": " << file.errorString() << '\n' << Qt::flush;
+                return false;
+            }
+        }
+        QProcess host;
+        host.start(QCoreApplication::applicationFilePath(),
+                   QStringList{QStringLiteral("--quiet"), QStringLiteral("--library"), library}
+                       + files);
+        host.closeWriteChannel();
+        host.waitForFinished(-1);
+        if (host.exitStatus() == QProcess::NormalExit && host.exitCode() == Scenario::Held)
+            continue;
+        for (int i = first; i < last; ++i) {
+            if (!report(library, run(seed + quint64(i)), output, errors))
+                return false;
+        }
+        errors << "Something went wrong that does not come again when a run is played alone:\n"
+               << host.readAllStandardError() << Qt::flush;
+        return false;
+    }
+    output << runs << " runs of up to " << runLength << " events held, from seed " << seed
+           << " on\n"
+           << Qt::flush;
+    return true;
+}
+
+bool playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
+               QTextStream &errors)
+{
+    Choices source(bytes);
+    return report(library, draw(source, runLength), output, errors);
+}
+
+}

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QTextStream>
+
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace standin {
+
+/// Where a player's decisions come from: a seed, or bytes that somebody else chose.
+class Choices
+{
+public:
+    explicit Choices(quint64 seed) : mRandom(seed), mIsSeeded(true) { }
+    explicit Choices(const QByteArray &bytes) : mBytes(bytes) { }
+
+    /// A number below `count`, which is at most 256.
+    unsigned below(unsigned count);
+    /// Whether the bytes are used up.
+    bool atEnd() const { return !mIsSeeded && mPosition >= mBytes.size(); }
+
+private:
+    std::mt19937_64 mRandom;
+    QByteArray mBytes;
+    int mPosition = 0;
+    bool mIsSeeded = false;
+};
+
+/// A statement of a scenario, word by word.
+using Statement = std::vector<std::string>;
+using Statements = std::vector<Statement>;
+
+/// Draws what a stage looks like and what happens on it, as long as there are choices in
+/// `source`, and at most `length` events.
+Statements draw(Choices &source, int length);
+
+/// The scenario of these statements, with what the rules of the plug-in expect after each; those
+/// that make no sense as things stand are left out.
+QByteArray scenarioOf(const Statements &statements);
+
+/// Leaves out statements for as long as `fails` says that what is left still goes wrong.
+Statements shrink(Statements statements, const std::function<bool(const Statements &)> &fails);
+
+/// Plays runs of made-up events, `count` in all, in child processes of this program. After a run
+/// that fails it prints the shortest scenario that goes wrong in the same way and answers false.
+bool playRandom(const QString &library, int count, quint64 seed, QTextStream &output,
+                QTextStream &errors);
+
+/// Shrinks and prints what goes wrong with the choices that `bytes` stand for.
+bool playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
+               QTextStream &errors);
+
+}
