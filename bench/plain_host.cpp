@@ -13,6 +13,7 @@ namespace {
 // As long as the texts of ordinary clients: 28, 16, 22 and 5 bytes, and a channel's name.
 constexpr char uid[] = "dGhpcyBpcyBhIHVuaXF1ZSBpZD0=";
 constexpr char nickname[] = "a client's name ";
+constexpr char otherNickname[] = "\xc3\xa4 client's name "; // one in eight is not ASCII
 constexpr char version[] = "3.6.2 [Build: 1695203]";
 constexpr char platform[] = "Linux";
 constexpr char channelName[] = "Channel of the crew";
@@ -20,7 +21,7 @@ constexpr char channelName[] = "Channel of the crew";
 QVector<anyID> clientIds;
 QVector<uint64> channelIds;
 QByteArray configFolder;
-std::chrono::steady_clock::time_point requested;
+unsigned int names = 0;
 
 template<typename T>
 unsigned int give(const T *data, size_t count, T **result)
@@ -62,7 +63,6 @@ TS3Functions functions()
     table.getErrorMessage = [](unsigned int, char **text) { return giveText(uid, text); };
     table.logMessage = [](const char *, LogLevel, const char *, uint64) { return ERROR_ok; };
     table.requestClientMove = [](uint64, anyID, uint64, const char *, const char *) {
-        requested = std::chrono::steady_clock::now();
         return ERROR_ok;
     };
     table.requestSendPrivateTextMsg = [](uint64, const char *, anyID, const char *) {
@@ -73,6 +73,12 @@ TS3Functions functions()
         return ERROR_ok;
     };
     table.getClientVariableAsString = [](uint64, anyID client, size_t property, char **value) {
+        if (property == CLIENT_NICKNAME) {
+            const unsigned int code =
+                client % 8 == 0 ? giveText(otherNickname, value) : giveText(nickname, value);
+            (*value)[strlen(*value) - 1] = static_cast<char>('a' + names % 26);
+            return code;
+        }
         const unsigned int code = giveProperty(property, value);
         // No two clients share an identifier.
         if (property == CLIENT_UNIQUE_IDENTIFIER) {
@@ -122,6 +128,6 @@ void setSize(int clientCount, int channelCount)
 
 void setConfigPath(const QByteArray &path) { configFolder = path; }
 
-std::chrono::steady_clock::time_point moveRequested() { return requested; }
+void renameAll() { ++names; }
 
 }

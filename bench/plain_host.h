@@ -4,8 +4,6 @@
 
 #include <QByteArray>
 
-#include <chrono>
-
 /// A client that keeps no books: every answer is a prepared text or list in a malloc block, so that
 /// what is measured is the plug-in. One connection, one own client, one mover, and as many clients
 /// and channels as are asked for; every client is in every channel.
@@ -20,8 +18,7 @@ TS3Functions functions();
 /// How many clients each channel and how many channels the server has.
 void setSize(int clientCount, int channelCount);
 void setConfigPath(const QByteArray &path);
-
-/// When the plug-in last asked for a move.
-std::chrono::steady_clock::time_point moveRequested();
+/// Gives every client a nickname that it did not have before.
+void renameAll();
 
 }

@@ -6,16 +6,20 @@
 
 namespace {
 
-// The client can call back, and so change the model, while we read from it. Tables are therefore
-// fetched only when everything is read, and only for a record to store.
+// The client can call back, and so change the model, while we read from it. Known records are
+// therefore taken before as values, and tables are fetched only when everything is read, and only
+// for a record to store.
 
 void storeClients(uint64 connection, const QList<Record> &records)
 {
     if (records.isEmpty())
         return;
     clients *table = server::instance()->getClientsObj(idText(connection));
-    for (const Record &record : records)
-        table->setData(idText(record.value(recordKeys::clId()).toUInt()), record);
+    QString id;
+    for (const Record &record : records) {
+        setIdText(id, record.value(recordKeys::clId()).toUInt());
+        table->setData(id, record);
+    }
 }
 
 /// What the model holds of one connection, wrapped for event records. Lives between two calls of
@@ -66,22 +70,27 @@ void dropServer(uint64 connection) { server::instance()->remove(idText(connectio
 
 void refreshClient(uint64 connection, anyID client)
 {
-    storeClients(connection, {funcwrapper::instance()->readClient(connection, client)});
+    const Record known =
+        server::instance()->clientRecords(idText(connection)).value(idText(client));
+    storeClients(connection, {funcwrapper::instance()->readClient(connection, client, known)});
 }
 
 void refreshChannelClients(uint64 connection, uint64 channel)
 {
-    storeClients(connection, funcwrapper::instance()->readChannelClients(connection, channel));
+    const QList<Record> records = funcwrapper::instance()->readChannelClients(
+        connection, channel, server::instance()->clientRecords(idText(connection)));
+    storeClients(connection, records);
 }
 
 void refreshChannels(uint64 connection)
 {
-    const QList<Record> records = funcwrapper::instance()->readChannels(connection);
+    const QList<Record> records = funcwrapper::instance()->readChannels(
+        connection, server::instance()->channelRecords(idText(connection)));
     if (records.isEmpty())
         return;
     channels *table = server::instance()->getChannelObj(idText(connection));
     for (const Record &record : records)
-        table->setData(record.value(recordKeys::id()).toString(), record);
+        table->setData(textOf(record, recordKeys::id()), record);
 }
 
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel)

@@ -6,8 +6,11 @@
 #include <QByteArray>
 #include <QtDebug>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace {
 
@@ -46,6 +49,130 @@ QString readText(FreeMemory freeMemory, unsigned int (*function)(Parameters...),
     const HostBlock<char> block(*text, {freeMemory});
     return QString::fromUtf8(block.get());
 }
+
+/// Whether a text of the client is what `text` holds, told without decoding it.
+bool isSame(const char *utf8, const QString &text)
+{
+    const auto *byte = reinterpret_cast<const uchar *>(utf8);
+    const QChar *letter = text.constData();
+    const auto size = static_cast<size_t>(text.size());
+    if (strlen(utf8) == size) {
+        // As many bytes as letters: it is ASCII, or another text.
+        uint difference = 0;
+        for (size_t i = 0; i < size; ++i)
+            difference |= (letter[i].unicode() ^ byte[i]) | (byte[i] & 0x80U);
+        return difference == 0;
+    }
+    // Decoding drops a mark at the front, so that this one may stand for two.
+    if (text.startsWith(QChar::ByteOrderMark))
+        return false;
+    const auto follows = [&](uint code) { return *byte++ == (0x80 | (code & 0x3f)); };
+    for (const QChar *const end = letter + size; letter != end; ++letter) {
+        uint code = letter->unicode();
+        if (code < 0x80) {
+            if (code == 0 || *byte++ != code)
+                return false;
+            continue;
+        }
+        if (letter->isHighSurrogate() && letter + 1 != end && letter[1].isLowSurrogate()) {
+            code = QChar::surrogateToUcs4(letter[0], letter[1]);
+            ++letter;
+            if (*byte++ != (0xf0 | code >> 18) || !follows(code >> 12) || !follows(code >> 6))
+                return false;
+        } else if (code >= 0x800) {
+            // Half of a pair has no form of its own.
+            if (letter->isSurrogate() || *byte++ != (0xe0 | code >> 12) || !follows(code >> 6))
+                return false;
+        } else if (*byte++ != (0xc0 | code >> 6)) {
+            return false;
+        }
+        if (!follows(code))
+            return false;
+    }
+    return *byte == 0;
+}
+
+/// Puts a record together value by value, in the order of its keys. Values that a known record
+/// holds already are left as they are, and the record stays shared with it until one differs.
+class RecordReader
+{
+public:
+    RecordReader(const TS3Functions &functions, std::initializer_list<QString> keys,
+                 Record known = Record()) :
+        mFunctions(functions),
+        mKey(keys.begin()), mKnown(std::move(known))
+    {
+        // A record with other keys is of no use.
+        int found = 0;
+        for (auto one = mKnown.begin(); one != mKnown.end(); ++one) {
+            const auto key = std::find_if(keys.begin(), keys.end(), [&](const QString &wanted) {
+                return isSameKey(one.key(), wanted);
+            });
+            if (key == keys.end())
+                break;
+            mValues[key - keys.begin()] = &one.value();
+            ++found;
+        }
+        if (found == int(keys.size()) && found == mKnown.size()) {
+            mRecord = mKnown;
+        } else {
+            std::fill(std::begin(mValues), std::end(mValues), nullptr);
+            mRecord.reserve(int(keys.size()));
+        }
+    }
+
+    /// Adds a text that a function of the client hands out, "Unknown" when it fails.
+    template<typename... Parameters, typename... Arguments>
+    void addText(unsigned int (*function)(Parameters...), Arguments... arguments)
+    {
+        const std::optional<char *> text = readValue<char *>(function, arguments...);
+        const HostBlock<char> block(text.value_or(nullptr), {mFunctions.freeMemory});
+        const char *const bytes = !text ? "Unknown" : block ? block.get() : "";
+        const QString *stored = known<QString>();
+        if (!stored || !isSame(bytes, *stored))
+            set(QString::fromUtf8(bytes));
+        ++mNext;
+    }
+
+    template<typename T>
+    void add(const T &value)
+    {
+        const T *stored = known<T>();
+        if (!stored || *stored != value)
+            set(QVariant::fromValue(value));
+        ++mNext;
+    }
+
+    Record take() { return std::move(mRecord); }
+
+private:
+    static constexpr int maxKeys = 5;
+
+    /// Keys are mostly the same text and not just equal ones.
+    static bool isSameKey(const QString &a, const QString &b)
+    {
+        return a.size() == b.size() && (a.constData() == b.constData() || a == b);
+    }
+
+    /// The known value under the next key, null when there is none of that type.
+    template<typename T>
+    const T *known() const
+    {
+        const QVariant *value = mValues[mNext];
+        return value && value->userType() == qMetaTypeId<T>()
+            ? static_cast<const T *>(value->constData())
+            : nullptr;
+    }
+
+    void set(const QVariant &value) { mRecord.insert(mKey[mNext], value); }
+
+    const TS3Functions &mFunctions;
+    const QString *mKey;
+    const Record mKnown;
+    const QVariant *mValues[maxKeys] = {};
+    size_t mNext = 0;
+    Record mRecord;
+};
 
 template<typename Id, typename... Parameters, typename... Arguments>
 QList<Id> readIds(FreeMemory freeMemory, unsigned int (*function)(Parameters...),
@@ -259,40 +386,58 @@ QList<anyID> funcwrapper::getChannelClients(uint64 connection, uint64 channel) c
 
 QHash<QString, QVariant> funcwrapper::readServer(uint64 connection) const
 {
-    Record record;
-    record.reserve(5);
-    record[recordKeys::uid()] = getServerUID(connection);
-    record[recordKeys::name()] = getServerName(connection);
-    record[recordKeys::platform()] = getServerPlatform(connection);
-    record[recordKeys::version()] = getServerVersion(connection);
-    record[recordKeys::conHandler()] = QVariant::fromValue(connection);
-    return record;
+    const auto property = mFunctions.getServerVariableAsString;
+    const auto keys = {recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
+                       recordKeys::version(), recordKeys::conHandler()};
+    RecordReader record(mFunctions, keys);
+    record.addText(property, connection, VIRTUALSERVER_UNIQUE_IDENTIFIER);
+    record.addText(property, connection, VIRTUALSERVER_NAME);
+    record.addText(property, connection, VIRTUALSERVER_PLATFORM);
+    record.addText(property, connection, VIRTUALSERVER_VERSION);
+    record.add(connection);
+    return record.take();
 }
 
 QHash<QString, QVariant> funcwrapper::readClient(uint64 connection, anyID client) const
 {
-    Record record;
-    record.reserve(5);
-    record[recordKeys::uid()] = getClientUID(connection, client);
-    record[recordKeys::name()] = getClientName(connection, client);
-    record[recordKeys::platform()] = getClientPlatform(connection, client);
-    record[recordKeys::version()] = getClientVersion(connection, client);
-    record[recordKeys::clId()] = QVariant::fromValue(client);
-    return record;
+    return readClient(connection, client, Record());
+}
+
+QHash<QString, QVariant> funcwrapper::readClient(uint64 connection, anyID client,
+                                                 QHash<QString, QVariant> known) const
+{
+    const auto property = mFunctions.getClientVariableAsString;
+    const auto keys = {recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
+                       recordKeys::version(), recordKeys::clId()};
+    RecordReader record(mFunctions, keys, std::move(known));
+    record.addText(property, connection, client, CLIENT_UNIQUE_IDENTIFIER);
+    record.addText(property, connection, client, CLIENT_NICKNAME);
+    record.addText(property, connection, client, CLIENT_PLATFORM);
+    record.addText(property, connection, client, CLIENT_VERSION);
+    record.add(client);
+    return record.take();
 }
 
 QList<QHash<QString, QVariant>> funcwrapper::readChannels(uint64 connection) const
 {
+    return readChannels(connection, RecordTable());
+}
+
+QList<QHash<QString, QVariant>>
+funcwrapper::readChannels(uint64 connection, QHash<QString, QHash<QString, QVariant>> known) const
+{
+    const auto keys = {recordKeys::id(), recordKeys::name(), recordKeys::isDefault()};
     QList<Record> records;
     const QList<uint64> ids = getChannels(connection);
     records.reserve(ids.size());
-    for (const uint64 id : ids) {
-        Record record;
-        record.reserve(3);
-        record[recordKeys::id()] = idText(id);
-        record[recordKeys::name()] = getChannelName(connection, id);
-        record[recordKeys::isDefault()] = getChannelDefault(connection, id);
-        records.append(record);
+    QString id;
+    for (const uint64 channel : ids) {
+        setIdText(id, channel);
+        RecordReader record(mFunctions, keys, known.value(id));
+        record.add(id);
+        record.addText(mFunctions.getChannelVariableAsString, connection, channel, CHANNEL_NAME);
+        record.add(getChannelDefault(connection, channel));
+        records.append(record.take());
     }
     return records;
 }
@@ -300,11 +445,26 @@ QList<QHash<QString, QVariant>> funcwrapper::readChannels(uint64 connection) con
 QList<QHash<QString, QVariant>> funcwrapper::readChannelClients(uint64 connection,
                                                                 uint64 channel) const
 {
+    return readChannelClients(connection, channel, RecordTable());
+}
+
+QList<QHash<QString, QVariant>>
+funcwrapper::readChannelClients(uint64 connection, uint64 channel,
+                                QHash<QString, QHash<QString, QVariant>> known) const
+{
     QList<Record> records;
     const QList<anyID> ids = getChannelClients(connection, channel);
     records.reserve(ids.size());
-    for (const anyID id : ids)
-        records.append(readClient(connection, id));
+    QString id;
+    for (const anyID client : ids) {
+        setIdText(id, client);
+        // A new client has much in common with the one before.
+        const auto one = known.constFind(id);
+        records.append(readClient(connection, client,
+                                  one != known.constEnd() ? *one
+                                      : records.isEmpty() ? Record()
+                                                          : records.last()));
+    }
     return records;
 }
 

@@ -105,6 +105,16 @@ public:
     /// One record for each client in the channel, in the client's order.
     QList<QHash<QString, QVariant>> readChannelClients(uint64 connection, uint64 channel) const;
 
+    // The same, asked and answered alike, for whoever holds such records already: what has not
+    // changed since stays shared with the record `known` or with that of the same id in `known`.
+    QHash<QString, QVariant> readClient(uint64 connection, anyID client,
+                                        QHash<QString, QVariant> known) const;
+    QList<QHash<QString, QVariant>>
+    readChannels(uint64 connection, QHash<QString, QHash<QString, QVariant>> known) const;
+    QList<QHash<QString, QVariant>>
+    readChannelClients(uint64 connection, uint64 channel,
+                       QHash<QString, QHash<QString, QVariant>> known) const;
+
 public Q_SLOTS:
     /// txtToLog at LogLevel_INFO without a connection.
     void logMessage(QString message);

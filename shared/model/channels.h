@@ -20,6 +20,10 @@ public:
     /// Copies of all records, in no particular order.
     QList<QHash<QString, QVariant>> getAll() const;
 
+    /// All records by id. Let go of it before the next record is stored, or the whole table is
+    /// copied.
+    QHash<QString, QHash<QString, QVariant>> records() const { return mData; }
+
 private:
     Q_DISABLE_COPY(channels)
 

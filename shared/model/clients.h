@@ -25,6 +25,10 @@ public:
     /// The client id stored last for `uid`, "unknown" when there is none.
     QString getClientID(QString uid) const;
 
+    /// All records by id. Let go of it before the next record is stored, or the whole table is
+    /// copied.
+    QHash<QString, QHash<QString, QVariant>> records() const { return mData; }
+
 private:
     Q_DISABLE_COPY(clients)
 

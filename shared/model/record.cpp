@@ -1,24 +1,55 @@
 #include "shared/model/record.h"
 
-#include <charconv>
-#include <limits>
+namespace {
+
+void setUid(UidIndex &uids, const QString &uid, const QString &id)
+{
+    const auto known = uids.find(uid);
+    if (known == uids.end())
+        uids.insert(uid, id);
+    else if (*known != id)
+        *known = id;
+}
+
+}
 
 QString idText(unsigned long id)
 {
-    char digits[std::numeric_limits<unsigned long>::digits10 + 1];
-    const std::to_chars_result result = std::to_chars(std::begin(digits), std::end(digits), id);
-    return QString::fromLatin1(digits, static_cast<int>(result.ptr - digits));
+    QString text;
+    setIdText(text, id);
+    return text;
+}
+
+void setIdText(QString &text, unsigned long id)
+{
+    int size = 1;
+    for (unsigned long rest = id / 10; rest != 0; rest /= 10)
+        ++size;
+    if (text.size() != size || !text.isDetached())
+        text = QString(size, Qt::Uninitialized); // resize() would take room to grow
+    for (QChar *digit = text.data() + size; size > 0; --size, id /= 10)
+        *--digit = QLatin1Char(static_cast<char>('0' + id % 10));
+}
+
+QString textOf(const Record &record, const QString &key)
+{
+    const auto value = record.constFind(key);
+    return value == record.constEnd() ? QString() : value->toString();
 }
 
 void setRecord(RecordTable &data, const QString &id, const Record &record)
 {
-    data.insert(id, record);
+    const auto known = data.find(id);
+    if (known == data.end())
+        data.insert(id, record);
+    else if (!known->isSharedWith(record))
+        *known = record;
 }
 
 void setRecord(RecordTable &data, UidIndex &uids, const QString &id, const Record &record)
 {
     setRecord(data, id, record);
-    uids.insert(record.value(recordKeys::uid()).toString(), id);
+    setUid(uids, textOf(record, recordKeys::uid()), id);
 }
 
 void setRecordValue(RecordTable &data, const QString &id, const QString &key, const QVariant &value)
@@ -31,7 +62,7 @@ void setRecordValue(RecordTable &data, UidIndex &uids, const QString &id, const 
 {
     setRecordValue(data, id, key, value);
     if (key == recordKeys::uid())
-        uids.insert(value.toString(), id);
+        setUid(uids, value.toString(), id);
 }
 
 QVariant recordValue(const RecordTable &data, const QString &id, const QString &key)
@@ -41,7 +72,7 @@ QVariant recordValue(const RecordTable &data, const QString &id, const QString &
 
 void removeRecord(RecordTable &data, UidIndex &uids, const QString &id)
 {
-    uids.remove(recordValue(data, id, recordKeys::uid()).toString());
+    uids.remove(textOf(data.value(id), recordKeys::uid()));
     data.remove(id);
 }
 

@@ -18,6 +18,8 @@ using UidIndex = QHash<QString, QString>;
 
 /// An id as the text that tables and settings use. QString::number() takes two blocks for it.
 QString idText(unsigned long id);
+/// The same in place of what `text` held, in its block where nobody shares it.
+void setIdText(QString &text, unsigned long id);
 
 /// Keys of server, channel and client records.
 namespace recordKeys {
@@ -39,9 +41,13 @@ inline QString id() { return QStringLiteral("id"); }
 inline QString isDefault() { return QStringLiteral("default"); }
 }
 
+/// The text of the value under `key`, the empty text when there is none.
+QString textOf(const Record &record, const QString &key);
+
 // The rules that every table of records follows; the indexed tables add the uid index.
 
-/// Stores `record` under `id` in place of any record there.
+/// Stores `record` under `id` in place of any record there. What is there already in the same form
+/// costs a look-up.
 void setRecord(RecordTable &data, const QString &id, const Record &record);
 void setRecord(RecordTable &data, UidIndex &uids, const QString &id, const Record &record);
 

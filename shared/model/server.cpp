@@ -13,6 +13,13 @@ Table *tableOf(QHash<QString, Table *> &tables, const QString &id)
     return table;
 }
 
+template<typename Table>
+RecordTable recordsOf(const QHash<QString, Table *> &tables, const QString &id)
+{
+    const Table *table = tables.value(id);
+    return table ? table->records() : RecordTable();
+}
+
 }
 
 std::atomic<server *> server::mInstance{nullptr};
@@ -56,6 +63,16 @@ channels *server::getChannelObj(QString id) { return tableOf(mChannels, id); }
 groups *server::getServerGroupObj(QString id) { return tableOf(mServerGroups, id); }
 
 groups *server::getChannelGroupObj(QString id) { return tableOf(mChannelGroups, id); }
+
+QHash<QString, QHash<QString, QVariant>> server::clientRecords(QString id) const
+{
+    return recordsOf(mClients, id);
+}
+
+QHash<QString, QHash<QString, QVariant>> server::channelRecords(QString id) const
+{
+    return recordsOf(mChannels, id);
+}
 
 void server::remove(QString id)
 {

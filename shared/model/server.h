@@ -44,6 +44,10 @@ public:
     groups *getServerGroupObj(QString id);
     groups *getChannelGroupObj(QString id);
 
+    // The records of these tables by their ids, none where there is no table.
+    QHash<QString, QHash<QString, QVariant>> clientRecords(QString id) const;
+    QHash<QString, QHash<QString, QVariant>> channelRecords(QString id) const;
+
     /// Forgets the record of `id`, the index entry of its uid and all its tables.
     void remove(QString id);
 
