@@ -6,6 +6,7 @@
 #include <QDialog>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QPixmap>
 #include <QRandomGenerator>
 #include <QTimer>
@@ -303,7 +304,8 @@ int main(int argc, char *argv[])
     parser.process(application);
 
     Options options;
-    options.library = parser.value(library);
+    // Programs are started with it that run elsewhere.
+    options.library = QFileInfo(parser.value(library)).absoluteFilePath();
     options.config = parser.value(config);
     options.isQuiet = parser.isSet(quiet);
     options.printsCalls = parser.isSet(calls);

@@ -18,7 +18,6 @@ namespace {
 
 constexpr int runLength = 200;
 
-// Ids at both ends of their ranges, and such as are alike in their lower half.
 /// What the capital words of the events below can stand for: ids at both ends of their ranges, and
 /// such as are alike in their lower half.
 const std::map<std::string, Statement> choices{
@@ -29,7 +28,7 @@ const std::map<std::string, Statement> choices{
     {"MOVED", {"7", "7", "7", "7", "8", "65535"}},
     {"VISIBILITY", {"", "", "", "", "", "enters", "leaves"}},
     {"UID", {"uid=", "a/b+c=", "50%1=", "Unknown", ""}},
-    {"VALUE", {"0", "1", "false", "FALSE", "true", "empty", "no", "4294967298", "true"}},
+    {"VALUE", {"0", "1", "false", "False", "true", "empty", "no", "4294967298", "true"}},
     {"TEXT", {"empty", "  ", " mine ", "0", "H\u00e4nde weg; \"bitte\", 50%"}},
     {"SWITCH", {"on", "on", "off"}},
     {"ITEM", {"-1", "0", "1", "2"}},

@@ -37,7 +37,8 @@ bool Rules::prepare(const Words &words)
         mText.clear();
         mIsOpen = false;
         change({"reload"});
-    } else if (what == "unload" && mIsPluginLoaded) {
+    } else if (what == "unload" && mIsPluginLoaded && mKnown.empty()) {
+        // What is known stays where the library does, so nothing must be.
         mIsPluginLoaded = false;
     } else if (what == "refuse" || what == "empty" || what == "garble") {
         mFaults[words[1]] = what;
@@ -221,8 +222,12 @@ void Rules::establish(const std::string &name)
 bool Rules::isOn(const std::string &key) const
 {
     const auto found = mSettings.find(key);
-    return found != mSettings.end() && found->second != "" && found->second != "0"
-        && found->second != "false" && found->second != "FALSE";
+    if (found == mSettings.end())
+        return false;
+    std::string text = found->second;
+    for (char &letter : text)
+        letter = char(tolower(letter));
+    return text != "" && text != "0" && text != "false";
 }
 
 Rules::Id Rules::knownChannel(const std::string &name, Id channel)

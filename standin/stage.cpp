@@ -256,7 +256,11 @@ void Stage::pressHotkey(const QByteArray &keyword)
 
 void Stage::configure()
 {
-    call("offersConfigure", plugin.offersConfigure);
+    // The dialog has to open on the thread of the client's windows.
+    if (call("offersConfigure", plugin.offersConfigure) != 2) {
+        host.complain(QStringLiteral("the plug-in does not offer its settings on this thread"));
+        return;
+    }
     tell(QStringLiteral("You open the plug-in's settings"));
     call("configure", plugin.configure, nullptr, nullptr);
 }
@@ -319,6 +323,10 @@ QString Stage::info(int itemType)
 {
     char *text = nullptr;
     call("infoData", plugin.infoData, host.currentConnection, Id(1), itemType, &text);
+    if (!text) {
+        host.complain(QStringLiteral("no text for the info panel was handed out"));
+        return QString();
+    }
     QString info = QString::fromUtf8(text);
     giveBack(text);
     return info;

@@ -81,6 +81,11 @@ void misbehave(Id connection)
 }
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
+EXPORT void *gConfig;
+void *gConfig = nullptr;
+EXPORT void *stayboltObj;
+void *stayboltObj = nullptr;
+
 #define EXPORT_FUNCTION(Result, name, parameters) EXPORT Result ts3plugin_##name parameters
 
 EXPORT_FUNCTION(const char *, name, ()) { return "Misbehaving"; }
@@ -102,7 +107,7 @@ EXPORT_FUNCTION(void, shutdown, ())
         atexit(askAnything);
 }
 EXPORT_FUNCTION(void, registerPluginID, (const char *)) { }
-EXPORT_FUNCTION(int, offersConfigure, ()) { return 0; }
+EXPORT_FUNCTION(int, offersConfigure, ()) { return shall("offer") ? 0 : 2; }
 EXPORT_FUNCTION(void, configure, (void *, void *)) { }
 EXPORT_FUNCTION(const char *, commandKeyword, ()) { return nullptr; }
 EXPORT_FUNCTION(int, processCommand, (Id, const char *)) { return 1; }
@@ -148,5 +153,5 @@ EXPORT_FUNCTION(const char *, infoTitle, ()) { return ""; }
 EXPORT_FUNCTION(void, infoData, (Id, Id, int, char **text))
 {
     static char fixed[] = "";
-    *text = shall("static info") ? fixed : block<char>();
+    *text = shall("static info") ? fixed : shall("no info") ? nullptr : block<char>();
 }

@@ -60,7 +60,7 @@ private Q_SLOTS:
             "getCurrentServerConnectionHandlerID was called from another thread (call 9, a.scn:5)");
         row("late",
             "getCurrentServerConnectionHandlerID was called before the function table was handed "
-            "over or after shutdown (call 15, a.scn:8)");
+            "over or after shutdown (call 17, a.scn:9)");
         row("null password",
             "requestClientMove was given a null pointer where an empty text is due (call 9, "
             "a.scn:5)");
@@ -79,13 +79,16 @@ private Q_SLOTS:
         row("static menu item", qPrintable(fixed.arg(9).arg(6)));
         row("static hotkeys", qPrintable(fixed.arg(10).arg(7)));
         row("static info", qPrintable(fixed.arg(11).arg(8)));
+        row("no info", "no text for the info panel was handed out (call 11, a.scn:8)");
+        row("offer", "the plug-in does not offer its settings on this thread (call 14, a.scn:9)");
     }
 
     void noticesWhatAPluginDoesWrong()
     {
         QFETCH(QString, complaint);
         qputenv("MISBEHAVIOUR", QTest::currentDataTag());
-        const QByteArray scenario = stage + "expect menu '0 0 '\nexpect hotkeys\nexpect info ''\n";
+        const QByteArray scenario =
+            stage + "expect menu '0 0 '\nexpect hotkeys\nexpect info ''\nconfigure\n";
         play(scenario, {"--library", MISBEHAVING_LIBRARY}, 1,
              QString("The plug-in broke a rule: %1\n").arg(complaint));
     }
