@@ -1,6 +1,6 @@
 #include "bench/allocations.h"
 #include "bench/plain_host.h"
-#include "plugins/staybolt/hostevents.h"
+#include "plugins/staybolt/modelupdate.h"
 #include "shared/host/funcwrapper.h"
 
 #include <QtTest>

@@ -1,5 +1,6 @@
-#include "plugins/staybolt/hostevents.h"
+#include "plugins/staybolt/eventrecords.h"
 #include "plugins/staybolt/menus.h"
+#include "plugins/staybolt/modelupdate.h"
 #include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
 #include "tests/host_table.h"

@@ -1,4 +1,4 @@
-#include "plugins/staybolt/hostevents.h"
+#include "plugins/staybolt/modelupdate.h"
 #include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
 #include "tests/host_table.h"
@@ -91,8 +91,16 @@ private Q_SLOTS:
             refreshClient(connection, 8);
             s.clients[8].name = "\xef\xbb\xbfx";
         });
-        row("a byte that is no letter", "M\u00ef\u00bf\u00bd", "3.1",
-            [](auto &s) { s.clients[8].name = "Mï¿½"; });
+        row("a letter that stood for a byte", "M\ufffd", "3.1", [](auto &s) {
+            s.clients[8].name = "M\xff";
+            refreshClient(connection, 8);
+            s.clients[8].name = "M\xef\xbf\xbd";
+        });
+        row("a byte that is no letter", "M\ufffd\ufffd", "3.1", [](auto &s) {
+            s.clients[8].name = "M\xef\xbf\xbd";
+            refreshClient(connection, 8);
+            s.clients[8].name = "M\xff\xfe";
+        });
         row("the last text", "Mällory", "4", [](auto &s) { s.clients[8].version = "4"; });
         row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(8); });
         row("back", "Mällory", "3.1", [](auto &s) {

@@ -400,10 +400,11 @@ private Q_SLOTS:
             QFile file(QString(SOURCE_FOLDER "/") + name);
             QVERIFY(file.open(QIODevice::ReadOnly));
             const QString text = QString::fromUtf8(file.readAll());
-            for (const settingsKeys::Description &key : settingsKeys::descriptions) {
-                const QString row = QString("| `%1` | %2 | %3 | %4 | %5 |")
-                                        .arg(key.key, key.value, key.whenAbsent, key.meaning)
-                                        .arg(key.setIn);
+            for (const settingsKeys::Key *key : settingsKeys::all) {
+                const QString row =
+                    QString("| `%1` | %2 | %3 | %4 | %5 |")
+                        .arg(key->of("UID"), key->value, key->whenAbsent, key->meaning)
+                        .arg(key->setIn);
                 QVERIFY2(text.contains(row),
                          qPrintable(QString("%1 lacks the line: %2").arg(name, row)));
             }

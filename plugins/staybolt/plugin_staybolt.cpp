@@ -1,7 +1,8 @@
 #include "plugins/staybolt/plugin_staybolt.h"
 
-#include "plugins/staybolt/hostevents.h"
+#include "plugins/staybolt/eventrecords.h"
 #include "plugins/staybolt/menus.h"
+#include "plugins/staybolt/modelupdate.h"
 #include "plugins/staybolt/staybolt.h"
 #include "shared/host/funcwrapper.h"
 #include "shared/settings/configuration.h"
@@ -125,29 +126,18 @@ void ts3plugin_onConnectStatusChangeEvent(uint64 connection, int status, unsigne
 void ts3plugin_onClientMoveEvent(uint64 connection, anyID client, uint64 oldChannel,
                                  uint64 newChannel, int visibility, const char *)
 {
-    const anyID own = funcwrapper::instance()->getOwnClientID(connection);
-    if (own == 0)
-        return;
-    if (client == own) {
-        refreshChannelClients(connection, funcwrapper::instance()->getChannelID(connection, own));
-        raise(eventClientMove, moveRecords(connection, own, oldChannel, newChannel));
-    } else if (visibility != LEAVE_VISIBILITY) {
-        refreshClient(connection, client);
-    }
+    if (takeMove(connection, client, visibility))
+        raise(eventClientMove, moveRecords(connection, client, oldChannel, newChannel));
 }
 
 void ts3plugin_onClientMoveMovedEvent(uint64 connection, anyID client, uint64 oldChannel,
                                       uint64 newChannel, int, anyID mover, const char *,
                                       const char *, const char *)
 {
-    const anyID own = funcwrapper::instance()->getOwnClientID(connection);
-    if (own == 0)
-        return;
-    refreshClient(connection, client);
-    if (client != own)
-        return;
-    refreshChannelClients(connection, newChannel);
-    raise(eventClientMoveMoved, forcedMoveRecords(connection, own, oldChannel, newChannel, mover));
+    if (takeForcedMove(connection, client, newChannel)) {
+        raise(eventClientMoveMoved,
+              forcedMoveRecords(connection, client, oldChannel, newChannel, mover));
+    }
 }
 
 void ts3plugin_onChannelMoveEvent(uint64 connection, uint64, uint64, anyID, const char *,
@@ -190,10 +180,10 @@ void ts3plugin_onMenuItemEvent(uint64 connection, PluginMenuType type, int itemI
 {
     if (itemId == 0) {
         showSettings();
-        return;
+    } else {
+        raise(eventMenuItem,
+              choiceRecords(connection, menuCommand(menuEntries(), itemId), type, selected));
     }
-    raise(eventMenuItem,
-          choiceRecords(connection, menuCommand(menuEntries(), itemId), type, selected));
 }
 
 void ts3plugin_onHotkeyEvent(const char *keyword)
@@ -209,8 +199,8 @@ void ts3plugin_infoData(uint64, uint64, PluginItemType, char **text)
 {
     const configuration *settings = configuration::instance();
     const char *mode = "none";
-    if (settings->get(settingsKeys::sendNotify()).toBool())
-        mode = settings->contains(settingsKeys::customNotify()) ? "customNotify" : "notify";
+    if (settings->get(settingsKeys::sendNotify.text()).toBool())
+        mode = settings->contains(settingsKeys::customNotify.text()) ? "customNotify" : "notify";
     *text = static_cast<char *>(malloc(infoBytes));
     snprintf(*text, infoBytes, "[I]\"%s\"[/I]", mode);
 }

@@ -3,16 +3,16 @@
 #include "shared/host/funcwrapper.h"
 #include "shared/settings/configuration.h"
 
-QList<QHash<QString, QVariant>> staybolt::getMenuEntries() const { return {}; }
+QList<Record> staybolt::getMenuEntries() const { return {}; }
 
-QList<QHash<QString, QVariant>> staybolt::getHotkeyKeywords() const { return {}; }
+QList<Record> staybolt::getHotkeyKeywords() const { return {}; }
 
 void staybolt::parseEvent(moduleEvents event, QVariantHash server, QVariantHash channel,
                           QVariantHash client)
 {
     configuration *settings = configuration::instance();
     const QString serverUid = server.value(recordKeys::uid()).toString();
-    if (settings->contains(settingsKeys::excludedServer(serverUid)))
+    if (settings->contains(settingsKeys::excludedServer.of(serverUid)))
         return;
 
     const Record dest = channel.value(eventKeys::dest()).toHash();
@@ -23,8 +23,8 @@ void staybolt::parseEvent(moduleEvents event, QVariantHash server, QVariantHash 
     if (event != eventClientMoveMoved)
         return;
 
-    if (settings->get(settingsKeys::idleDock()).toBool()) {
-        const uint target = settings->get(settingsKeys::idleDockTarget(serverUid)).toUInt();
+    if (settings->get(settingsKeys::idleDock.text()).toBool()) {
+        const uint target = settings->get(settingsKeys::idleDockTarget.of(serverUid)).toUInt();
         if (dest.value(recordKeys::id()).toUInt() == target)
             return;
     }
@@ -37,14 +37,14 @@ void staybolt::parseEvent(moduleEvents event, QVariantHash server, QVariantHash 
                                                mLastChannel.value(recordKeys::id()).toULongLong(),
                                                QString());
 
-    if (!settings->get(settingsKeys::sendNotify()).toBool())
+    if (!settings->get(settingsKeys::sendNotify.text()).toBool())
         return;
     const QString msg = QStringLiteral("msg");
     Record executor = client.value(eventKeys::executor()).toHash();
     executor.insert(msg,
-                    settings->contains(settingsKeys::customNotify())
-                        ? settings->get(settingsKeys::customNotify()).toString()
-                        : tr("This operation is not permitted!"));
+                    settings->contains(settingsKeys::customNotify.text())
+                        ? settings->get(settingsKeys::customNotify.text()).toString()
+                        : tr(settingsKeys::standardNotice));
     funcwrapper::instance()->sendMessage(connection.toString(),
                                          executor.value(recordKeys::clId()).toString(),
                                          executor.value(msg).toString());

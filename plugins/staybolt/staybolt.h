@@ -43,9 +43,9 @@ public:
 
     /// The module's own entries in the client's menus, each with "type" ("global", "channel" or
     /// "client"), "name" (the menu text) and "cmd" (handed back when the entry is chosen).
-    QList<QHash<QString, QVariant>> getMenuEntries() const;
+    QList<Record> getMenuEntries() const;
     /// The module's hotkeys, each with "keyword" (handed back when it is pressed) and "name".
-    QList<QHash<QString, QVariant>> getHotkeyKeywords() const;
+    QList<Record> getHotkeyKeywords() const;
 
 public Q_SLOTS:
     /// Takes the decision on one event. The records are copies: what is done to them here stays
@@ -57,5 +57,5 @@ public Q_SLOTS:
 private:
     Q_DISABLE_COPY(staybolt)
 
-    QHash<QString, QVariant> mLastChannel;
+    Record mLastChannel;
 };

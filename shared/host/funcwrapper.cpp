@@ -1,6 +1,5 @@
 #include "shared/host/funcwrapper.h"
 
-#include "shared/model/record.h"
 #include "shared/singleton.h"
 
 #include <QByteArray>
@@ -50,14 +49,15 @@ QString readText(FreeMemory freeMemory, unsigned int (*function)(Parameters...),
     return QString::fromUtf8(block.get());
 }
 
-/// Whether a text of the client is what `text` holds, told without decoding it.
+/// Whether a text of the client is what `text` holds, told without decoding it. Bytes that are not
+/// UTF-8, or have a mark that decoding drops, count as another text.
 bool isSame(const char *utf8, const QString &text)
 {
     const auto *byte = reinterpret_cast<const uchar *>(utf8);
     const QChar *letter = text.constData();
     const auto size = static_cast<size_t>(text.size());
     if (strlen(utf8) == size) {
-        // As many bytes as letters: it is ASCII, or another text.
+        // As many bytes as letters: it is ASCII, or something else.
         uint difference = 0;
         for (size_t i = 0; i < size; ++i)
             difference |= (letter[i].unicode() ^ byte[i]) | (byte[i] & 0x80U);
@@ -129,8 +129,11 @@ public:
         const HostBlock<char> block(text.value_or(nullptr), {mFunctions.freeMemory});
         const char *const bytes = !text ? "Unknown" : block ? block.get() : "";
         const QString *stored = known<QString>();
-        if (!stored || !isSame(bytes, *stored))
-            set(QString::fromUtf8(bytes));
+        if (!stored || !isSame(bytes, *stored)) {
+            const QString decoded = QString::fromUtf8(bytes);
+            if (!stored || *stored != decoded)
+                set(decoded);
+        }
         ++mNext;
     }
 
@@ -384,7 +387,7 @@ QList<anyID> funcwrapper::getChannelClients(uint64 connection, uint64 channel) c
                           channel);
 }
 
-QHash<QString, QVariant> funcwrapper::readServer(uint64 connection) const
+Record funcwrapper::readServer(uint64 connection) const
 {
     const auto property = mFunctions.getServerVariableAsString;
     const auto keys = {recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
@@ -398,13 +401,12 @@ QHash<QString, QVariant> funcwrapper::readServer(uint64 connection) const
     return record.take();
 }
 
-QHash<QString, QVariant> funcwrapper::readClient(uint64 connection, anyID client) const
+Record funcwrapper::readClient(uint64 connection, anyID client) const
 {
     return readClient(connection, client, Record());
 }
 
-QHash<QString, QVariant> funcwrapper::readClient(uint64 connection, anyID client,
-                                                 QHash<QString, QVariant> known) const
+Record funcwrapper::readClient(uint64 connection, anyID client, Record known) const
 {
     const auto property = mFunctions.getClientVariableAsString;
     const auto keys = {recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
@@ -418,13 +420,12 @@ QHash<QString, QVariant> funcwrapper::readClient(uint64 connection, anyID client
     return record.take();
 }
 
-QList<QHash<QString, QVariant>> funcwrapper::readChannels(uint64 connection) const
+QList<Record> funcwrapper::readChannels(uint64 connection) const
 {
     return readChannels(connection, RecordTable());
 }
 
-QList<QHash<QString, QVariant>>
-funcwrapper::readChannels(uint64 connection, QHash<QString, QHash<QString, QVariant>> known) const
+QList<Record> funcwrapper::readChannels(uint64 connection, RecordTable known) const
 {
     const auto keys = {recordKeys::id(), recordKeys::name(), recordKeys::isDefault()};
     QList<Record> records;
@@ -442,15 +443,13 @@ funcwrapper::readChannels(uint64 connection, QHash<QString, QHash<QString, QVari
     return records;
 }
 
-QList<QHash<QString, QVariant>> funcwrapper::readChannelClients(uint64 connection,
-                                                                uint64 channel) const
+QList<Record> funcwrapper::readChannelClients(uint64 connection, uint64 channel) const
 {
     return readChannelClients(connection, channel, RecordTable());
 }
 
-QList<QHash<QString, QVariant>>
-funcwrapper::readChannelClients(uint64 connection, uint64 channel,
-                                QHash<QString, QHash<QString, QVariant>> known) const
+QList<Record> funcwrapper::readChannelClients(uint64 connection, uint64 channel,
+                                              RecordTable known) const
 {
     QList<Record> records;
     const QList<anyID> ids = getChannelClients(connection, channel);

@@ -1,12 +1,9 @@
 #pragma once
 
 #include "shared/host/host_interface.h"
+#include "shared/model/record.h"
 
-#include <QHash>
-#include <QList>
 #include <QObject>
-#include <QString>
-#include <QVariant>
 
 #include <atomic>
 
@@ -98,22 +95,18 @@ public:
     QList<anyID> getChannelClients(uint64 connection, uint64 channel) const;
 
     // Records with all of their keys (shared/model/record.h), read afresh from the client.
-    QHash<QString, QVariant> readServer(uint64 connection) const;
-    QHash<QString, QVariant> readClient(uint64 connection, anyID client) const;
+    Record readServer(uint64 connection) const;
+    Record readClient(uint64 connection, anyID client) const;
     /// One record for each channel of the connection, in the client's order.
-    QList<QHash<QString, QVariant>> readChannels(uint64 connection) const;
+    QList<Record> readChannels(uint64 connection) const;
     /// One record for each client in the channel, in the client's order.
-    QList<QHash<QString, QVariant>> readChannelClients(uint64 connection, uint64 channel) const;
+    QList<Record> readChannelClients(uint64 connection, uint64 channel) const;
 
     // The same, asked and answered alike, for whoever holds such records already: what has not
     // changed since stays shared with the record `known` or with that of the same id in `known`.
-    QHash<QString, QVariant> readClient(uint64 connection, anyID client,
-                                        QHash<QString, QVariant> known) const;
-    QList<QHash<QString, QVariant>>
-    readChannels(uint64 connection, QHash<QString, QHash<QString, QVariant>> known) const;
-    QList<QHash<QString, QVariant>>
-    readChannelClients(uint64 connection, uint64 channel,
-                       QHash<QString, QHash<QString, QVariant>> known) const;
+    Record readClient(uint64 connection, anyID client, Record known) const;
+    QList<Record> readChannels(uint64 connection, RecordTable known) const;
+    QList<Record> readChannelClients(uint64 connection, uint64 channel, RecordTable known) const;
 
 public Q_SLOTS:
     /// txtToLog at LogLevel_INFO without a connection.

@@ -38,21 +38,18 @@ server::~server()
     qDeleteAll(mServerGroups);
 }
 
-void server::setData(QString id, QHash<QString, QVariant> record)
-{
-    setRecord(mData, mUids, id, record);
-}
+void server::setData(QString id, Record record) { setRecord(mData, mUids, id, record); }
 
 void server::setData(QString id, QString key, QVariant value)
 {
     setRecordValue(mData, mUids, id, key, value);
 }
 
-QHash<QString, QVariant> server::getData(QString id) const { return mData.value(id); }
+Record server::getData(QString id) const { return mData.value(id); }
 
 QVariant server::getData(QString id, QString key) const { return recordValue(mData, id, key); }
 
-QList<QHash<QString, QVariant>> server::getAll() const { return mData.values(); }
+QList<Record> server::getAll() const { return mData.values(); }
 
 QString server::getServerId(QString uid) const { return idOfUid(mUids, uid); }
 
@@ -64,15 +61,9 @@ groups *server::getServerGroupObj(QString id) { return tableOf(mServerGroups, id
 
 groups *server::getChannelGroupObj(QString id) { return tableOf(mChannelGroups, id); }
 
-QHash<QString, QHash<QString, QVariant>> server::clientRecords(QString id) const
-{
-    return recordsOf(mClients, id);
-}
+RecordTable server::clientRecords(QString id) const { return recordsOf(mClients, id); }
 
-QHash<QString, QHash<QString, QVariant>> server::channelRecords(QString id) const
-{
-    return recordsOf(mChannels, id);
-}
+RecordTable server::channelRecords(QString id) const { return recordsOf(mChannels, id); }
 
 void server::remove(QString id)
 {

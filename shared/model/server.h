@@ -11,8 +11,8 @@
 /// clients and groups, all by server id, which is the connection handler id in decimal. A server id
 /// can have tables without a record and a record without tables.
 ///
-/// Nothing but the creation of the one instance is locked: all calls come from the client's
-/// callbacks, one at a time.
+/// Neither this nor its tables are locked, only the creation of the one instance: all calls come
+/// from the client's callbacks, one at a time.
 class server
 {
 public:
@@ -24,16 +24,16 @@ public:
     static server *instance();
 
     /// Stores `record` under `id` in place of any record there, and `id` under its "uid".
-    void setData(QString id, QHash<QString, QVariant> record);
+    void setData(QString id, Record record);
     /// Sets one value of the record under `id`, which is created when there is none. The key "uid"
     /// enters `id` in the index as well.
     void setData(QString id, QString key, QVariant value);
     /// A copy of the record under `id`, an empty one when there is none.
-    QHash<QString, QVariant> getData(QString id) const;
+    Record getData(QString id) const;
     /// A copy of one value, an invalid one when the record or the key is missing.
     QVariant getData(QString id, QString key) const;
     /// Copies of all server records, in no particular order.
-    QList<QHash<QString, QVariant>> getAll() const;
+    QList<Record> getAll() const;
     /// The server id stored last for `uid`, "unknown" when there is none.
     QString getServerId(QString uid) const;
 
@@ -45,8 +45,8 @@ public:
     groups *getChannelGroupObj(QString id);
 
     // The records of these tables by their ids, none where there is no table.
-    QHash<QString, QHash<QString, QVariant>> clientRecords(QString id) const;
-    QHash<QString, QHash<QString, QVariant>> channelRecords(QString id) const;
+    RecordTable clientRecords(QString id) const;
+    RecordTable channelRecords(QString id) const;
 
     /// Forgets the record of `id`, the index entry of its uid and all its tables.
     void remove(QString id);
@@ -56,8 +56,8 @@ private:
 
     static std::atomic<server *> mInstance;
 
-    QHash<QString, QHash<QString, QVariant>> mData;
-    QHash<QString, QString> mUids;
+    RecordTable mData;
+    UidIndex mUids;
     QHash<QString, clients *> mClients;
     QHash<QString, channels *> mChannels;
     QHash<QString, groups *> mServerGroups;

@@ -71,22 +71,23 @@ void guiConfiguration::apply()
     const int sendNotify = ui->sliderNotify->value();
     configuration *settings = configuration::instance();
     if (!text.trimmed().isEmpty())
-        settings->set(settingsKeys::customNotify(), text);
-    settings->set(settingsKeys::permitIdleDock(), permitIdleDock);
-    settings->set(settingsKeys::sendNotify(), sendNotify);
+        settings->set(settingsKeys::customNotify.text(), text);
+    settings->set(settingsKeys::permitIdleDock.text(), permitIdleDock);
+    settings->set(settingsKeys::sendNotify.text(), sendNotify);
 }
 
 void guiConfiguration::reload()
 {
     configuration *settings = configuration::instance();
-    if (settings->contains(settingsKeys::customNotify()))
-        ui->lineCustomNotify->setText(settings->get(settingsKeys::customNotify()).toString());
-    ui->sliderIdleDock->setValue(settings->get(settingsKeys::permitIdleDock()).toBool() ? 1 : 0);
-    ui->sliderNotify->setValue(settings->get(settingsKeys::sendNotify()).toBool() ? 1 : 0);
+    if (settings->contains(settingsKeys::customNotify.text()))
+        ui->lineCustomNotify->setText(settings->get(settingsKeys::customNotify.text()).toString());
+    ui->sliderIdleDock->setValue(settings->get(settingsKeys::permitIdleDock.text()).toBool() ? 1
+                                                                                             : 0);
+    ui->sliderNotify->setValue(settings->get(settingsKeys::sendNotify.text()).toBool() ? 1 : 0);
 }
 
 void guiConfiguration::remove()
 {
     ui->lineCustomNotify->clear();
-    configuration::instance()->remove(settingsKeys::customNotify());
+    configuration::instance()->remove(settingsKeys::customNotify.text());
 }

@@ -1,52 +1,77 @@
 #pragma once
 
-#include <QList>
 #include <QString>
 
-/// Keys of the settings file. `uid` is a server's unique identifier as the client reports it.
+/// Keys of the settings file, one table from which the plug-in, staybolt-settings and the documents
+/// take them.
 namespace settingsKeys {
 
-/// Whether the mover is told after a move back; bool, false when absent.
-inline QString sendNotify() { return QStringLiteral("staybolt.sendNotify"); }
-/// What the mover is told; text, the standard text when absent.
-inline QString customNotify() { return QStringLiteral("staybolt.customNotify"); }
-/// The dialog's own record of its idleDock switch; bool, false when absent.
-inline QString permitIdleDock() { return QStringLiteral("staybolt.permitIdleDock"); }
-/// Whether moves into the idleDock target channel are let through; bool, false when absent.
-inline QString idleDock() { return QStringLiteral("module.staybolt.idleDock"); }
-/// The idleDock target channel on a server; unsigned 32-bit channel id, 0 when absent.
-inline QString idleDockTarget(const QString &uid)
-{
-    return QStringLiteral("module.idleDock.%1.target").arg(uid);
-}
-/// Present with any value: every event of that server is ignored.
-inline QString excludedServer(const QString &uid) { return QStringLiteral("staybolt.%1").arg(uid); }
+/// What the mover is told where the user has no text of their own. Translated as a text of the
+/// module.
+inline constexpr char standardNotice[] =
+    QT_TRANSLATE_NOOP("staybolt", "This operation is not permitted!");
 
-/// One kind of key, as documents and tools describe it.
-struct Description
+/// How the plug-in reads a value.
+enum class Kind {
+    Switch, ///< bool; off when it is empty, 0 or false
+    Text, ///< text
+    Channel, ///< unsigned 32-bit channel id, 0 when it is no number
+    Presence ///< not at all: being there is what counts
+};
+
+struct Key
 {
-    /// The key, with UID in place of a server's unique identifier.
-    const char *key;
+    /// The key; %1 stands for a server's unique identifier as the client reports it.
+    const char *pattern;
+    Kind kind;
+    // For documents and tools.
     const char *value;
     const char *whenAbsent;
     const char *meaning;
     const char *setIn;
+
+    /// Whether each server has one of its own.
+    bool isPerServer() const { return text().contains(QLatin1String("%1")); }
+    /// The pattern as it stands, which is the key itself where it is not per server.
+    QString text() const { return QLatin1String(pattern); }
+    /// The key of the server with that unique identifier.
+    QString of(const QString &uid) const { return text().replace(QLatin1String("%1"), uid); }
 };
 
-/// All kinds of keys, in the order in which a user meets them.
-inline const Description descriptions[] = {
-    {"staybolt.sendNotify", "0 or 1", "0", "tell the mover after you were moved back",
-     "the dialog"},
-    {"staybolt.customNotify", "text", "\"This operation is not permitted!\"",
-     "what the mover is told, also when it is empty", "the dialog"},
-    {"staybolt.permitIdleDock", "0 or 1", "0",
-     "the dialog's own record of its first switch; it lets no move through", "the dialog"},
-    {"staybolt.UID", "anything", "the server is protected",
-     "leave the server with the unique id UID alone, whatever the value", "staybolt-settings"},
-    {"module.staybolt.idleDock", "true or false", "false",
-     "let moves into the idleDock channel of a server through", "staybolt-settings"},
-    {"module.idleDock.UID.target", "channel id", "0",
-     "the idleDock channel on the server with the unique id UID", "staybolt-settings"},
-};
+inline constexpr Key sendNotify{
+    "staybolt.sendNotify", Kind::Switch, "0 or 1", "0", "tell the mover after you were moved back",
+    "the dialog"};
+inline constexpr Key customNotify{"staybolt.customNotify",
+                                  Kind::Text,
+                                  "text",
+                                  "the standard notice",
+                                  "what the mover is told, also when it is empty",
+                                  "the dialog"};
+inline constexpr Key permitIdleDock{
+    "staybolt.permitIdleDock",
+    Kind::Switch,
+    "0 or 1",
+    "0",
+    "the dialog's own record of its first switch; it lets no move through",
+    "the dialog"};
+inline constexpr Key idleDock{"module.staybolt.idleDock",
+                              Kind::Switch,
+                              "true or false",
+                              "false",
+                              "let moves into the idleDock channel of a server through",
+                              "staybolt-settings"};
+inline constexpr Key idleDockTarget{
+    "module.idleDock.%1.target",           Kind::Channel,      "channel id", "0",
+    "the idleDock channel on that server", "staybolt-settings"};
+inline constexpr Key excludedServer{"staybolt.%1",
+                                    Kind::Presence,
+                                    "anything",
+                                    "the server is protected",
+                                    "leave that server alone, whatever the value",
+                                    "staybolt-settings"};
+
+/// All of them, in the order in which a user meets them.
+inline constexpr const Key *all[] = {&sendNotify,     &customNotify, &permitIdleDock,
+                                     &excludedServer, &idleDock,     &idleDockTarget};
 
 }

@@ -3,9 +3,7 @@
 #include "shared/host/host_interface.h"
 #include "shared/model/record.h"
 
-// What the client's callbacks have in common: bringing the model up to date from the client, and
-// copying out of it the records that the module is told of. Ids the client does not know reach the
-// model with the fallback values of funcwrapper.
+// What the module is told, copied out of the model as it stands.
 
 /// The three record arguments of staybolt::parseEvent.
 struct EventRecords
@@ -14,18 +12,6 @@ struct EventRecords
     Record channel;
     Record client;
 };
-
-/// Reads the server, the clients in the own client's channel and all channels into the model.
-void loadServer(uint64 connection);
-/// Forgets the server and everything on it.
-void dropServer(uint64 connection);
-
-/// Reads one client into the model.
-void refreshClient(uint64 connection, anyID client);
-/// Reads all clients in a channel into the model.
-void refreshChannelClients(uint64 connection, uint64 channel);
-/// Reads all channels into the model. Those that the client no longer lists stay as they were.
-void refreshChannels(uint64 connection);
 
 /// Records of a move of the own client: "own", "source" and "dest".
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel);

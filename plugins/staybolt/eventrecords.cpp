@@ -1,26 +1,10 @@
-#include "plugins/staybolt/hostevents.h"
+#include "plugins/staybolt/eventrecords.h"
 
 #include "plugins/staybolt/staybolt.h"
 #include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
 
 namespace {
-
-// The client can call back, and so change the model, while we read from it. Known records are
-// therefore taken before as values, and tables are fetched only when everything is read, and only
-// for a record to store.
-
-void storeClients(uint64 connection, const QList<Record> &records)
-{
-    if (records.isEmpty())
-        return;
-    clients *table = server::instance()->getClientsObj(idText(connection));
-    QString id;
-    for (const Record &record : records) {
-        setIdText(id, record.value(recordKeys::clId()).toUInt());
-        table->setData(id, record);
-    }
-}
 
 /// What the model holds of one connection, wrapped for event records. Lives between two calls of
 /// the client, as its tables go with the server.
@@ -54,43 +38,6 @@ private:
     const channels *mChannels;
 };
 
-}
-
-void loadServer(uint64 connection)
-{
-    const funcwrapper *host = funcwrapper::instance();
-    const anyID own = host->getOwnClientID(connection);
-    const uint64 channel = host->getChannelID(connection, own);
-    server::instance()->setData(idText(connection), host->readServer(connection));
-    refreshChannelClients(connection, channel);
-    refreshChannels(connection);
-}
-
-void dropServer(uint64 connection) { server::instance()->remove(idText(connection)); }
-
-void refreshClient(uint64 connection, anyID client)
-{
-    const Record known =
-        server::instance()->clientRecords(idText(connection)).value(idText(client));
-    storeClients(connection, {funcwrapper::instance()->readClient(connection, client, known)});
-}
-
-void refreshChannelClients(uint64 connection, uint64 channel)
-{
-    const QList<Record> records = funcwrapper::instance()->readChannelClients(
-        connection, channel, server::instance()->clientRecords(idText(connection)));
-    storeClients(connection, records);
-}
-
-void refreshChannels(uint64 connection)
-{
-    const QList<Record> records = funcwrapper::instance()->readChannels(
-        connection, server::instance()->channelRecords(idText(connection)));
-    if (records.isEmpty())
-        return;
-    channels *table = server::instance()->getChannelObj(idText(connection));
-    for (const Record &record : records)
-        table->setData(textOf(record, recordKeys::id()), record);
 }
 
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel)

@@ -62,10 +62,17 @@ int distance(const QString &a, const QString &b)
     return row.last();
 }
 
+/// The keys that are not per server.
 const QStringList &fixedKeys()
 {
-    static const QStringList keys{settingsKeys::sendNotify(), settingsKeys::customNotify(),
-                                  settingsKeys::permitIdleDock(), settingsKeys::idleDock()};
+    static const QStringList keys = [] {
+        QStringList fixed;
+        for (const settingsKeys::Key *key : settingsKeys::all) {
+            if (!key->isPerServer())
+                fixed.append(key->text());
+        }
+        return fixed;
+    }();
     return keys;
 }
 
@@ -234,23 +241,19 @@ public:
     {
         mOutput << "Settings in " << mPath << "\n\n";
         warnOfLines();
-        QStringList shown;
-        for (const settingsKeys::Description &description : settingsKeys::descriptions) {
-            const QString key = QLatin1String(description.key);
-            if (!fixedKeys().contains(key))
-                continue;
-            show(key, QLatin1String(description.meaning), effectOf(key));
-            shown.append(key);
+        for (const settingsKeys::Key *key : settingsKeys::all) {
+            if (!key->isPerServer())
+                show(key->text(), QLatin1String(key->meaning), effectOf(*key));
         }
         const QStringList keys = mSettings.keys();
         for (const QString &key : keys) {
-            if (shown.contains(key))
+            if (fixedKeys().contains(key))
                 continue;
-            const auto server = uidIn(key, settingsKeys::excludedServer(QStringLiteral("%1")));
-            const auto target = uidIn(key, settingsKeys::idleDockTarget(QStringLiteral("%1")));
+            const auto server = uidIn(key, settingsKeys::excludedServer.text());
+            const auto target = uidIn(key, settingsKeys::idleDockTarget.text());
             if (target) {
                 show(key, QStringLiteral("the idleDock channel on server %1").arg(*target),
-                     effectOf(key));
+                     QStringLiteral("channel %1").arg(mSettings.value(key).toUInt()));
             } else if (server) {
                 show(key, QStringLiteral("server %1").arg(*server), leftAlone);
             } else {
@@ -265,14 +268,14 @@ public:
 
     void exclude(const QString &uid)
     {
-        const QString key = settingsKeys::excludedServer(checked(uid));
+        const QString key = settingsKeys::excludedServer.of(checked(uid));
         change({{key, true}});
         say(QStringLiteral("The server %1 is left alone.").arg(uid), key);
     }
 
     void include(const QString &uid)
     {
-        const QString key = settingsKeys::excludedServer(checked(uid));
+        const QString key = settingsKeys::excludedServer.of(checked(uid));
         if (!mSettings.contains(key))
             throw Mistake{QStringLiteral("the server %1 is not excluded").arg(uid)};
         change({{key, QVariant()}});
@@ -284,14 +287,14 @@ public:
         if (state != QLatin1String("on") && state != QLatin1String("off"))
             throw Mistake{QStringLiteral("idledock takes on or off, not %1").arg(state)};
         const bool on = state == QLatin1String("on");
-        change({{settingsKeys::idleDock(), on}});
+        change({{settingsKeys::idleDock.text(), on}});
         say(on ? QStringLiteral("Moves into the idleDock channel of a server are let through.")
                : QStringLiteral("Moves into the idleDock channel of a server are undone."));
     }
 
     void idleDockTarget(const QString &uid, const QString &channel)
     {
-        const QString key = settingsKeys::idleDockTarget(checked(uid));
+        const QString key = settingsKeys::idleDockTarget.of(checked(uid));
         if (channel == QLatin1String("none")) {
             if (!mSettings.contains(key))
                 throw Mistake{QStringLiteral("the server %1 has no idleDock channel").arg(uid)};
@@ -313,11 +316,11 @@ public:
 
     void notify(const QString &what)
     {
-        QVariantMap values{{settingsKeys::sendNotify(), what == QLatin1String("off") ? 0 : 1}};
+        QVariantMap values{{settingsKeys::sendNotify.text(), what == QLatin1String("off") ? 0 : 1}};
         if (what == QLatin1String("standard"))
-            values.insert(settingsKeys::customNotify(), QVariant());
+            values.insert(settingsKeys::customNotify.text(), QVariant());
         else if (what != QLatin1String("off"))
-            values.insert(settingsKeys::customNotify(), what);
+            values.insert(settingsKeys::customNotify.text(), what);
         change(values);
         say(what == QLatin1String("off") ? QStringLiteral("Movers are not told.")
                 : what == QLatin1String("standard")
@@ -329,8 +332,8 @@ private:
     /// A server id that the file can hold and that does not turn into some other setting.
     static QString checked(const QString &uid)
     {
-        const QString key = storedKey(settingsKeys::excludedServer(uid));
-        if (uid.isEmpty() || key == settingsKeys::excludedServer(QString()))
+        const QString key = storedKey(settingsKeys::excludedServer.of(uid));
+        if (uid.isEmpty() || key == settingsKeys::excludedServer.of(QString()))
             throw Mistake{QStringLiteral("a server's unique id is not empty")};
         if (fixedKeys().contains(key)) {
             throw Mistake{
@@ -339,19 +342,17 @@ private:
         return uid;
     }
 
-    QString effectOf(const QString &key) const
+    QString effectOf(const settingsKeys::Key &key) const
     {
-        const QVariant value = mSettings.value(key);
-        if (key == settingsKeys::customNotify()) {
+        const QVariant value = mSettings.value(key.text());
+        if (key.kind == settingsKeys::Kind::Text) {
             return QStringLiteral("movers are told \"%1\"")
-                .arg(mSettings.contains(key) ? value.toString()
-                                             : QStringLiteral("This operation is not permitted!"));
+                .arg(mSettings.contains(key.text()) ? value.toString()
+                                                    : QLatin1String(settingsKeys::standardNotice));
         }
-        if (key == settingsKeys::permitIdleDock())
+        if (&key == &settingsKeys::permitIdleDock)
             return value.toBool() ? QStringLiteral("on, without effect") : QStringLiteral("off");
-        if (fixedKeys().contains(key))
-            return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
-        return QStringLiteral("channel %1").arg(value.toUInt());
+        return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
     }
 
     void show(const QString &key, const QString &meaning, const QString &effect)
