@@ -130,6 +130,9 @@ private Q_SLOTS:
         row("cut off", "staybolt.custo");
         row("letters beyond ASCII", "staybolt.customNotify=gr\xc3\xbc\xc3\x9f\x65\n");
         row("value of no known type", "mine=@Variant(x)\n");
+        row("value of a type that is not text", "mine=@Rect(10 20 30 40px)\n");
+        row("key twice, on an old system", "mine=1\rmine=2\r");
+        row("letter spelled as a code", "mine%U0041=1\nmineA=2\n");
         row("rubbish", QByteArray("\x00\x01\xff\xfegarbage\x00more", 16));
         QTest::newRow("byte-order mark")
             << QByteArray("\xef\xbb\xbf[General]\nstaybolt.sendNotify=1\n");
@@ -210,8 +213,8 @@ private Q_SLOTS:
             file.setValue("invalid", QVariant());
             file.setValue("a\\b", 1); // not the a/b of another key
             file.setValue("a/b", 2);
-            file.setValue("bytes", QByteArray("a\0b", 3));
-            file.setValue("place", QRect(1, 2, 3, 4));
+            file.setValue("bytes", QByteArray("a\0b\xff", 4));
+            file.setValue("place", QRect(1, -2, 30, 4));
             // As much as the text field takes, in letters that need most room.
             file.setValue("long", QString(32767, QChar(0x20ac)));
             file.setValue("long, in quotes", QString(32767, 'x') + ';');
@@ -226,11 +229,24 @@ private Q_SLOTS:
 
     void keepsKeysThatQtMixesUp()
     {
-        for (const char *bytes : {"\\a=1\na=2\n", "general\\a=1\n[%General]\na=2\n"}) {
+        for (const char *bytes : {"\\a=1\na=2\n", "general\\a=1\n[%General]\na=2\n",
+                                  "[%47eneral]\na=1\n[%General]\na=2\n"}) {
             write(mFile, bytes);
             QVERIFY2(!settingsFile::keep(mFile).copy.isEmpty(), bytes);
             QVERIFY(QFile::remove(mFile));
         }
+    }
+
+    void keepsASeparatorOnce()
+    {
+        // Qt takes it for a value without a key.
+        openWith("=====\n");
+        for (int i : {1, 2, 3}) {
+            configuration::instance()->set(permit, i);
+            QCoreApplication::processEvents();
+        }
+        QCOMPARE(read(mKept.arg(1)), QByteArray("=====\n"));
+        QVERIFY(!QFile::exists(mKept.arg(2)));
     }
 
     void keepsBeforeItRemoves()
@@ -244,17 +260,36 @@ private Q_SLOTS:
     {
         const QByteArray bytes = "; mine\nstaybolt.customNotify=a\n";
         openWith(bytes);
-        signal(SIGXFSZ, SIG_IGN);
-        rlimit limit{};
-        QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
-        const rlimit none{0, limit.rlim_max};
-        QCOMPARE(setrlimit(RLIMIT_FSIZE, &none), 0);
-        press("buttonApply");
-        QCoreApplication::processEvents();
-        setrlimit(RLIMIT_FSIZE, &limit);
+        whileTheDiskIsFull([this] { press("buttonApply"); });
         QCOMPARE(read(mFile), bytes);
         QCOMPARE(read(mKept.arg(1)), bytes);
         QVERIFY(configuration::instance()->contains(notify));
+    }
+
+    void keepsWhatCameAfterAFailedWrite_data()
+    {
+        // What could not be written is written by whoever opens the file next: to look into it
+        // because of its mark, or in a new life of the library.
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("isReloaded");
+        QTest::newRow("marked") << QByteArray("\xef\xbb\xbf; mine\na=gr\xc3\xbc\n") << false;
+        QTest::newRow("reloaded") << QByteArray("; mine\na=2\n") << true;
+    }
+
+    void keepsWhatCameAfterAFailedWrite()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, isReloaded);
+        openWith("a=1\n");
+        whileTheDiskIsFull([] { configuration::instance()->set(permit, 1); });
+        write(mFile, bytes);
+        configuration another;
+        if (isReloaded)
+            another.init("Kestrelsoft Staybolt");
+        else
+            configuration::instance()->set(notify, 1);
+        QCOMPARE(read(mKept.arg(1)), bytes);
+        QCOMPARE(mHost->takeRequests().size(), 1);
     }
 
     void keepsWhatCameWhileAWriteWasPending()
@@ -328,11 +363,8 @@ private Q_SLOTS:
 
     void readsAByteOrderMarkOnce()
     {
-        write(mFile,
-              "\xef\xbb\xbf[General]\nstaybolt.customNotify=gr\xc3\xbc\xc3\x9f\x65\n[a]\nb="
-              "\xc3\xbc\n");
-        open();
-        open();
+        openWith("\xef\xbb\xbf[General]\nstaybolt.customNotify=gr\xc3\xbc\xc3\x9f\x65\n[a]\nb="
+                 "\xc3\xbc\n");
         QCOMPARE(configuration::instance()->get("a/b").toString(), QString::fromUtf8("ü"));
         press("buttonReload");
         press("buttonApply");
@@ -401,11 +433,13 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isUsualSize");
         QTest::addColumn<bool>("isInPixels");
         for (const char *style : {"Fusion", "Windows"}) {
-            for (int points : {8, 9, 12, 18, 36}) {
+            for (int points : {8, 9, 12, 14, 18, 36}) {
                 for (bool isInPixels : {false, true}) {
+                    if (points == 14 && isInPixels)
+                        continue; // just fits
                     const QString name = QString("%1, %2 points%3").arg(style).arg(points);
                     QTest::newRow(qPrintable(name.arg(isInPixels ? " in pixels" : "")))
-                        << style << points << (points < 18) << isInPixels;
+                        << style << points << (points < 14) << isInPixels;
                 }
             }
         }
@@ -440,7 +474,7 @@ private Q_SLOTS:
             QVERIFY2(size >= (points < 12 ? whole : whole * 0.7),
                      qPrintable(QString::number(size)));
         } else {
-            QVERIFY(mDialog->width() > 400 && mDialog->height() > 190);
+            QVERIFY(mDialog->width() > 400 && mDialog->height() >= 190);
             QCOMPARE(size, whole);
         }
         const QWidgetList widgets = mDialog->findChildren<QWidget *>();
@@ -530,9 +564,18 @@ private:
     }
     void press(const char *button) { field<QPushButton>(button)->click(); }
     QString text() const { return field<QLineEdit>("lineCustomNotify")->text(); }
-    void setText(const char *text)
+
+    template<typename Work>
+    static void whileTheDiskIsFull(Work work)
     {
-        field<QLineEdit>("lineCustomNotify")->setText(QString::fromUtf8(text));
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit limit{};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
+        const rlimit none{0, limit.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &none), 0);
+        work();
+        QCoreApplication::processEvents();
+        setrlimit(RLIMIT_FSIZE, &limit);
     }
 
     static void write(const QString &path, const QByteArray &bytes)

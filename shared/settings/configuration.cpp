@@ -14,6 +14,21 @@ namespace {
 /// text whose characters lie in the library's own data.
 QString heapCopy(const QString &text) { return QString(text.constData(), text.size()); }
 
+/// Tells the client's log of a copy.
+void report(const settingsFile::Kept &kept)
+{
+    if (!kept.error.isEmpty()) {
+        funcwrapper::instance()->txtToLog(
+            configuration::tr("The settings file could not be copied to ") + kept.copy
+                + QLatin1String(": ") + kept.error,
+            LogLevel_WARNING, 0);
+    } else if (!kept.copy.isEmpty()) {
+        funcwrapper::instance()->txtToLog(
+            configuration::tr("What the settings file held is kept in %1").arg(kept.copy),
+            LogLevel_INFO, 0);
+    }
+}
+
 }
 
 std::atomic<configuration *> configuration::mInstance{nullptr};
@@ -28,10 +43,14 @@ void configuration::init(QString name)
 {
     const QString path =
         QStringLiteral("%1/%2.ini").arg(funcwrapper::instance()->getConfigPath()).arg(name);
-    // What could not be written so far is written now.
+    // What could not be written so far is written now, by the old object or, where an earlier life
+    // of the library left it behind, by the new one.
     write([this] { delete std::exchange(mSettings, nullptr); });
+    const QByteArray before = settingsFile::read(path);
     mSettings = new QSettings(path, QSettings::IniFormat);
     settingsFile::readAll(*mSettings);
+    if (settingsFile::read(path) != before)
+        report(settingsFile::keep(path, before));
 }
 
 void configuration::set(QString key, QVariant value)
@@ -62,13 +81,5 @@ void configuration::write(Change change)
         return;
     const settingsFile::Kept kept = settingsFile::keep(mSettings->fileName());
     change();
-    // Last, since the client may call us from inside its log.
-    if (!kept.error.isEmpty()) {
-        funcwrapper::instance()->txtToLog(tr("The settings file could not be copied to ")
-                                              + kept.copy + QLatin1String(": ") + kept.error,
-                                          LogLevel_WARNING, 0);
-    } else if (!kept.copy.isEmpty()) {
-        funcwrapper::instance()->txtToLog(
-            tr("What the settings file held is kept in %1").arg(kept.copy), LogLevel_INFO, 0);
-    }
+    report(kept); // last, since the client may call us from inside its log
 }

@@ -17,7 +17,8 @@ class QSettings;
 /// changes from the event loop of the thread that called init(), on which all calls but instance()
 /// are made. What it would drop then (comments, notes, keys that come twice) is first kept in a
 /// copy beside the file, `name`.kept-1.ini or the next free number, and a line in the client's log
-/// names it (logMessage). Before init() the store is empty and keeps nothing.
+/// names it (logMessage). What somebody writes between a change and Qt's write is not looked at.
+/// Before init() the store is empty and keeps nothing.
 class configuration : public QObject
 {
     Q_OBJECT

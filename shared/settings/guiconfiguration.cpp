@@ -5,6 +5,8 @@
 
 #include <QtMath>
 
+#include <limits>
+
 namespace {
 
 constexpr int smallestPercent = 70;
@@ -26,6 +28,8 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
     // The client goes on when its own window is hidden and ours is closed.
     setAttribute(Qt::WA_QuitOnClose, false);
     fitContent();
+    // What the file holds is stored again whole.
+    ui->lineCustomNotify->setMaxLength(std::numeric_limits<int>::max());
     connect(ui->buttonApply, SIGNAL(clicked(bool)), SLOT(apply()));
     connect(ui->buttonReload, SIGNAL(clicked(bool)), SLOT(reload()));
     connect(ui->buttonRemove, SIGNAL(clicked(bool)), SLOT(remove()));
@@ -60,7 +64,7 @@ void guiConfiguration::fitContent()
             return;
     }
     setFont(whole);
-    setFixedSize(layout()->minimumSize());
+    setFixedSize(layout()->minimumSize().expandedTo(size()));
 }
 
 void guiConfiguration::apply()

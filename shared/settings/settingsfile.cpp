@@ -28,26 +28,35 @@ QRegularExpression wholeLine(const QString &pattern)
 struct Patterns
 {
     // As Qt writes it: all but plain characters escaped, a text in quotes where it needs them. A
-    // text with an at sign at the front stands for a value of another type, unless it is doubled.
-    const QString start = QStringLiteral(R"((?!@(?!@|(?:String|ByteArray|Rect|Size|Point)\()))");
+    // text with an at sign at the front stands for a value of another type, unless it is doubled;
+    // what does not belong to that type is dropped.
+    const QString number = QStringLiteral("-?(?:0|[1-9][0-9]{0,8})");
+    const QString start =
+        QStringLiteral(R"((?!@(?!@|String\(|(?:Size|Point)\(%1 %1\)|Rect\(%1 %1 %1 %1\)|)"
+                       R"(ByteArray\((?:[^\\]|\\[^x]|\\x[0-9a-f]{1,2}(?![0-9a-f]))*+$)))")
+            .arg(number);
     const QString escape =
         QStringLiteral(R"(\\(?:[abfnrtv"\\]|0(?![0-7])|x[0-9a-f]{1,4}(?![0-9A-Fa-f])))");
     const QString character = QStringLiteral(R"((?:[!#-+\--:<>-\[\]-~]++|%1))").arg(escape);
     const QString item = QStringLiteral("(?:%2%1++(?:[ ]++%1++)*+)?+").arg(character).arg(start);
     const QString quoted = QStringLiteral("\"%2(?:[ ,;=]++|%1)*+\"").arg(character).arg(start);
     const QString items = QStringLiteral("(?:%2|%1)(?:, (?:%2|%1))*+").arg(item).arg(quoted);
-    const QString name = QStringLiteral(R"((?:[\w.-]++|%(?!2F)[0-9A-F]{2}|%U(?!00)[0-9A-F]{4})++)");
+    // Letters, digits and what a name may hold besides are never escaped.
+    const QString name = QStringLiteral(R"((?:[\w.-]++|%(?!2[DEF]|3\d|4[1-9A-F]|5[0-9AF]|)"
+                                        R"(6[1-9A-F]|7[0-9A])[0-9A-F]{2}|%U(?!00)[0-9A-F]{4})++)");
     const QRegularExpression writtenSection =
         wholeLine(QStringLiteral(R"(\[(%General|%1)\])").arg(name));
-    const QRegularExpression writtenValue =
-        wholeLine(QStringLiteral(R"((%1(?:\\%1)*+)=(?:@Invalid\(\)|%2))").arg(name).arg(items));
+    const QRegularExpression writtenValue = wholeLine(
+        QStringLiteral(R"(((?:%1(?:\\%1)*+)?+)=(?:@Invalid\(\)|%2))").arg(name).arg(items));
 
     // Any spelling of which Qt reads all.
     const QString readable = QStringLiteral(
         R"((?:[^;"\\]++|\\(?:[abfnrtv"\\?']|[0-7]{1,5}|x[0-9A-Fa-f]{1,4}(?![0-9A-Fa-f]))))");
+    const QRegularExpression blank = wholeLine(QStringLiteral("[ \t]*"));
     const QRegularExpression section = wholeLine(QStringLiteral(R"(\s*\[([^\]]*)\]\s*)"));
-    const QRegularExpression value = wholeLine(
-        QStringLiteral(R"re(((?:[^=;"\\]|\\[^=;"])*)=(?:%1|"(?:;|%1)*+")*+)re").arg(readable));
+    const QRegularExpression value =
+        wholeLine(QStringLiteral(R"re(((?!\s*\[)(?:[^=;"\\]|\\[^=;"])*)=(?:%1|"(?:;|%1)*+")*+)re")
+                      .arg(readable));
 };
 
 /// Whether the text goes on behind the end of the line: an open quote, or a backslash at the end.
@@ -74,12 +83,6 @@ QByteArray fullKey(const QString &section, const QString &key)
 {
     const QString full = isGeneral(section) ? key : section + backslash + key;
     return QByteArray::fromPercentEncoding(full.toLatin1().replace('\\', '/'));
-}
-
-QByteArray bytesOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 /// Whether Qt's next write would lose something of these bytes. In doubt it would.
@@ -125,7 +128,7 @@ QList<settingsFile::Line> settingsFile::lines(const QByteArray &bytes)
         if (isWhole && (match = patterns.section.match(line)).hasMatch()) {
             section = match.captured(1).trimmed();
             kind = patterns.writtenSection.match(line).hasMatch() ? Line::Written : Line::Read;
-        } else if (isPlain && one.trimmed().isEmpty()) {
+        } else if (isPlain && patterns.blank.match(line).hasMatch()) {
             kind = Line::Written;
         } else if (isPlain && (match = patterns.value.match(line)).hasMatch()) {
             // Of a key that stands there more than once the last one counts.
@@ -152,21 +155,34 @@ void settingsFile::readAll(QSettings &settings)
     settings.setIniCodec(static_cast<QTextCodec *>(nullptr));
 }
 
+QByteArray settingsFile::read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 settingsFile::Kept settingsFile::keep(const QString &path)
 {
-    const QByteArray bytes = bytesOf(path);
-    if (!wouldLose(bytes))
-        return {};
+    const QByteArray bytes = read(path);
+    const Kept kept = keep(path, bytes);
     // Read by an object of its own, the mark does not decide how others write what they have read.
+    // Last, since this object writes what another one could not.
     if (hasByteOrderMark(bytes))
         QSettings(path, QSettings::IniFormat).allKeys();
+    return kept;
+}
+
+settingsFile::Kept settingsFile::keep(const QString &path, const QByteArray &bytes)
+{
+    if (!wouldLose(bytes))
+        return {};
 
     const QFileInfo info(path);
     const QString start = info.completeBaseName() + QStringLiteral(".kept-");
     const QFileInfoList others = info.dir().entryInfoList(QDir::Files | QDir::Hidden);
     for (const QFileInfo &other : others) {
         if (other.fileName().startsWith(start) && !other.isSymLink()
-            && bytesOf(other.filePath()) == bytes)
+            && read(other.filePath()) == bytes)
             return {};
     }
 
@@ -175,14 +191,16 @@ settingsFile::Kept settingsFile::keep(const QString &path)
         const QString copy =
             info.dir().filePath(start + QString::number(number) + QStringLiteral(".ini"));
         // A link needs no room on a full disk. Qt replaces the file by renaming, and so leaves the
-        // linked bytes alone.
+        // linked bytes alone. Where somebody has replaced it already, they are written.
         if (linkat(AT_FDCWD, name.constData(), AT_FDCWD, QFile::encodeName(copy).constData(),
                    AT_SYMLINK_FOLLOW)
             == 0) {
-            return {copy, QString()};
-        }
-        if (errno == EEXIST)
+            if (read(copy) == bytes)
+                return {copy, QString()};
+            QFile::remove(copy);
+        } else if (errno == EEXIST) {
             continue;
+        }
         QSaveFile file(copy);
         const bool isKept =
             file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();

@@ -40,8 +40,13 @@ struct Kept
     QString error;
 };
 
+/// The bytes of a file, none when it can't be read.
+QByteArray read(const QString &path);
+
 /// Keeps the bytes of the settings file `path` beside it, as NAME.kept-1.ini or the next free
 /// number, unless Qt's next write would lose nothing of them or an equal copy is there already.
 Kept keep(const QString &path);
+/// The same for bytes that the file held a moment ago.
+Kept keep(const QString &path, const QByteArray &bytes);
 
 }
