@@ -283,7 +283,7 @@ private Q_SLOTS:
         openWith("a=1\n");
         whileTheDiskIsFull([] { configuration::instance()->set(permit, 1); });
         write(mFile, bytes);
-        configuration another;
+        static configuration another; // which keeps its settings object for good
         if (isReloaded)
             another.init("Kestrelsoft Staybolt");
         else
