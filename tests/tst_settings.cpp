@@ -452,10 +452,11 @@ private Q_SLOTS:
         QFETCH(bool, isUsualSize);
         QFETCH(bool, isInPixels);
         // On a desktop fonts are measured in points, without one in pixels.
+        const int pixels = points * 4 / 3;
         QFont font = QApplication::font();
         const auto restore = qScopeGuard([usual = font] { QApplication::setFont(usual); });
         if (isInPixels)
-            font.setPixelSize(points * 4 / 3);
+            font.setPixelSize(pixels);
         else
             font.setPointSize(points);
         QApplication::setFont(font);
@@ -463,7 +464,7 @@ private Q_SLOTS:
         mDialog.reset(new guiConfiguration(nullptr));
         mDialog->show();
 
-        const double whole = isInPixels ? points * 4 / 3 * 0.75 : points;
+        const double whole = isInPixels ? pixels * 0.75 : points;
         const double size =
             isInPixels ? mDialog->font().pixelSize() * 0.75 : mDialog->font().pointSizeF();
         QCOMPARE(mDialog->minimumSize(), mDialog->maximumSize());

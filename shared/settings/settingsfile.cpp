@@ -164,7 +164,7 @@ QByteArray settingsFile::read(const QString &path)
 settingsFile::Kept settingsFile::keep(const QString &path)
 {
     const QByteArray bytes = read(path);
-    const Kept kept = keep(path, bytes);
+    Kept kept = keep(path, bytes);
     // Read by an object of its own, the mark does not decide how others write what they have read.
     // Last, since this object writes what another one could not.
     if (hasByteOrderMark(bytes))
