@@ -1,0 +1,113 @@
+// staybolt-settings: shows and changes the plug-in's settings file, the keys included that the
+// dialog does not know. A server's unique id is base64, which the file holds in an escaped form
+// that nobody gets right by hand.
+
+#include "settings-tool/commands.h"
+#include "settings-tool/settingswindow.h"
+#include "settings-tool/storedsettings.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QFile>
+#include <QTextStream>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+constexpr int mistakeStatus = 2;
+
+/// Whether there is a display to try. Qt ends a program that can't reach the one that is set,
+/// unless it is told what else to take.
+bool hasDisplay()
+{
+    const bool isWayland = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+    if (!isWayland && !qEnvironmentVariableIsSet("DISPLAY"))
+        return false;
+    qputenv("QT_QPA_PLATFORM", isWayland ? "wayland;xcb;offscreen" : "xcb;offscreen");
+    return true;
+}
+
+void print(const QString &text)
+{
+    QTextStream output(stdout);
+    output << text;
+    output.flush();
+    if (fflush(stdout) != 0 || output.status() != QTextStream::Ok) {
+        throw Mistake{QStringLiteral("the output can't be written: %1")
+                          .arg(QString::fromLocal8Bit(strerror(errno)))};
+    }
+}
+
+int run(int &argc, char *argv[])
+{
+    auto application = std::make_unique<QCoreApplication>(argc, argv);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral(
+            "Shows and changes the settings of the Kestrelsoft Staybolt plug-in, without "
+            "a command in a window.\n\n")
+        + commands::help());
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
+                                  QStringLiteral("Displays this help."));
+    parser.addOption(help);
+    const QCommandLineOption version = parser.addVersionOption();
+    const QString home = QFile::decodeName(qgetenv("HOME"));
+    const QCommandLineOption file(
+        QStringLiteral("file"),
+        QStringLiteral("The settings file, ~/.ts3client/Kestrelsoft Staybolt.ini by default."),
+        QStringLiteral("FILE"),
+        home.isEmpty() ? QString() : home + QStringLiteral("/.ts3client/Kestrelsoft Staybolt.ini"));
+    parser.addOption(file);
+    parser.addPositionalArgument(
+        QStringLiteral("command"),
+        QStringLiteral("See above. An id or a text that begins with a dash stands behind --."),
+        QStringLiteral("[command [--] [argument...]]"));
+    if (!parser.parse(QCoreApplication::arguments()))
+        throw Mistake{QStringLiteral("%1 See --help.").arg(parser.errorText())};
+    if (parser.isSet(version)) {
+        print(QStringLiteral("staybolt-settings " STAYBOLT_VERSION "\n"));
+        return 0;
+    }
+    const QStringList words = parser.positionalArguments();
+    const QString path = parser.value(file);
+    if (path.isEmpty() && parser.isSet(file))
+        throw Mistake{QStringLiteral("--file takes the name of a file")};
+    if (!words.isEmpty() && !parser.isSet(help)) {
+        QString text;
+        QTextStream output(&text);
+        commands::run(path, words, output);
+        print(text);
+        return 0;
+    }
+    const bool isChosen = !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+    if (!parser.isSet(help) && (isChosen || hasDisplay())) {
+        application.reset(); // there can be one only
+        application = std::make_unique<QApplication>(argc, argv);
+        if (isChosen || QGuiApplication::platformName() != QLatin1String("offscreen")) {
+            QGuiApplication::setDesktopFileName(QStringLiteral("staybolt-settings"));
+            SettingsWindow window(path);
+            window.show();
+            return QApplication::exec();
+        }
+    }
+    print(parser.helpText());
+    return 0;
+}
+
+}
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication::setApplicationName(QStringLiteral("staybolt-settings"));
+    QCoreApplication::setAttribute(Qt::AA_DisableWindowContextHelpButton);
+    try {
+        return run(argc, argv);
+    } catch (const Mistake &mistake) {
+        QTextStream(stderr) << "staybolt-settings: " << mistake.message << '\n';
+        return mistakeStatus;
+    }
+}

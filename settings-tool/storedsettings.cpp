@@ -1,0 +1,437 @@
+#include "settings-tool/storedsettings.h"
+
+#include "shared/settings/settingsfile.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QMap>
+#include <QRegularExpression>
+#include <QSaveFile>
+#include <QSettings>
+#include <QThread>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+using settingsKeys::Key;
+using settingsKeys::Kind;
+
+namespace {
+
+const QString strangeUid =
+    QStringLiteral("this does not look like a server's unique id, which ends in = and has 28 "
+                   "characters as a rule");
+
+QString systemWords(int error) { return QString::fromLocal8Bit(strerror(error)); }
+
+/// The folder of the file itself, where the path is a link to it.
+QString folderOf(const QString &path)
+{
+    const QFileInfo info(path);
+    return info.exists() ? QFileInfo(info.canonicalFilePath()).path() : info.path();
+}
+
+QString noFolder(const QString &folder)
+{
+    return QStringLiteral("there is no folder %1; is the client installed there?").arg(folder);
+}
+
+/// The server id for which a key of the file stands if it is one of the `key`, nothing when it is
+/// none. It is empty where the `key` is not per server.
+std::optional<QString> uidIn(const QString &stored, const Key &key)
+{
+    const QString start = key.text().section(QLatin1String("%1"), 0, 0);
+    const QString end = key.text().section(QLatin1String("%1"), 1);
+    const int size = stored.size() - start.size() - end.size();
+    if (!stored.startsWith(start) || !stored.endsWith(end) || size < 0
+        || (size > 0 && !key.isPerServer()))
+        return std::nullopt;
+    return stored.mid(start.size(), size);
+}
+
+/// Which of the settings a key of the file is, none when nothing reads it. Several may match, since
+/// a server's id can be any text; the one that says most is meant.
+const Key *settingOf(const QString &stored)
+{
+    const Key *found = nullptr;
+    for (const Key *key : settingsKeys::all) {
+        if (uidIn(stored, *key) && (!found || key->text().size() > found->text().size()))
+            found = key;
+    }
+    return found;
+}
+
+bool looksLikeUid(const QString &uid)
+{
+    // Its length tells nothing, since the file loses doubled slashes.
+    static const QRegularExpression pattern(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
+    return pattern.match(uid).hasMatch();
+}
+
+/// Why a file can't be written, empty when nothing seems to be in the way.
+QString whyNotWritten(const QString &path)
+{
+    QFile file(path);
+    if (file.exists() && !file.open(QIODevice::ReadWrite))
+        return file.errorString();
+    QSaveFile probe(path);
+    constexpr int more = 4096;
+    if (!probe.open(QIODevice::WriteOnly)
+        || probe.write(QByteArray(int(file.size()) + more, ' ')) < 0 || !probe.flush()) {
+        return probe.errorString();
+    }
+    // In a folder with the sticky bit only the owner may replace a file.
+    struct stat folder
+    {
+    };
+    struct stat owned
+    {
+    };
+    const QByteArray name = QFile::encodeName(path);
+    const QByteArray folderName = QFile::encodeName(QFileInfo(path).path());
+    if (stat(folderName.constData(), &folder) == 0 && stat(name.constData(), &owned) == 0
+        && (folder.st_mode & S_ISVTX) != 0 && owned.st_uid != geteuid()
+        && folder.st_uid != geteuid()) {
+        return systemWords(EPERM);
+    }
+    return QString();
+}
+
+QString numbers(const QVector<int> &lines)
+{
+    QStringList texts;
+    for (const int line : lines)
+        texts.append(QString::number(line));
+    return texts.join(QStringLiteral(", "));
+}
+
+}
+
+/// Keeps others of this tool from the files in a folder; nothing is left behind in it. The plug-in
+/// never waits for it: Qt's own lock keeps a save of the plug-in and one of ours apart.
+class StoredSettings::FolderLock
+{
+public:
+    explicit FolderLock(const QString &folder) :
+        mFolder(open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    {
+        if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR))
+            throw Mistake{noFolder(folder)};
+        const QDeadlineTimer deadline(patience);
+        // A folder that can't be read, or on some network file systems, has no such lock.
+        while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+            if (deadline.hasExpired()) {
+                close(mFolder);
+                throw Mistake{QStringLiteral("waited 15 seconds for another staybolt-settings that "
+                                             "changes a file in %1")
+                                  .arg(folder)};
+            }
+            QThread::msleep(pauseMs);
+        }
+    }
+    ~FolderLock()
+    {
+        if (mFolder >= 0)
+            close(mFolder);
+    }
+    FolderLock(const FolderLock &) = delete;
+    FolderLock &operator=(const FolderLock &) = delete;
+
+private:
+    static constexpr std::chrono::seconds patience{15};
+    static constexpr unsigned long pauseMs = 20;
+
+    int mFolder;
+};
+
+StoredSettings::StoredSettings(const QString &path, Purpose purpose) : mPath(path)
+{
+    if (path.isEmpty())
+        throw Mistake{QStringLiteral("HOME is not set; name the settings file with --file")};
+    if (purpose == Purpose::Change)
+        mLock = std::make_unique<FolderLock>(folderOf(path));
+    QFile file(path);
+    const QFileInfo info(path);
+    const auto refuse = [&](const QString &why) {
+        throw Mistake{QStringLiteral("%1 can't be read: %2").arg(path, why)};
+    };
+    if (info.isDir())
+        refuse(systemWords(EISDIR));
+    if (info.exists() && !info.isFile())
+        refuse(QStringLiteral("it is not an ordinary file"));
+    if (info.exists() && !file.open(QIODevice::ReadOnly))
+        refuse(file.errorString());
+    if (file.isOpen())
+        mBytes = file.readAll();
+    QSettings settings(path, QSettings::IniFormat);
+    settingsFile::readAll(settings);
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys)
+        mValues.insert(key, settings.value(key));
+}
+
+StoredSettings::~StoredSettings() = default;
+
+QString StoredSettings::notice() const
+{
+    const QString key = settingsKeys::customNotify.text();
+    return contains(key) ? mValues.value(key).toString()
+                         : QLatin1String(settingsKeys::standardNotice);
+}
+
+bool StoredSettings::hasIdleDockChannel() const
+{
+    const QVector<Server> all = servers();
+    return std::any_of(all.begin(), all.end(),
+                       [](const Server &one) { return one.idleDockChannel.has_value(); });
+}
+
+QVector<StoredSettings::Server> StoredSettings::servers() const
+{
+    QMap<QString, Server> byUid;
+    const QStringList keys = mValues.keys();
+    for (const QString &key : keys) {
+        const Key *setting = settingOf(key);
+        if (!setting || !setting->isPerServer())
+            continue;
+        const QString uid = *uidIn(key, *setting);
+        Server &server = byUid[uid];
+        server.uid = uid;
+        if (setting == &settingsKeys::excludedServer)
+            server.isLeftAlone = true;
+        if (setting == &settingsKeys::idleDockTarget)
+            server.idleDockChannel = mValues.value(key).toUInt();
+    }
+    return byUid.values().toVector();
+}
+
+QVector<StoredSettings::Fact> StoredSettings::facts() const
+{
+    QVector<Fact> result;
+    for (const Key *key : settingsKeys::all) {
+        if (!key->isPerServer())
+            result.append(factOf(key->text()));
+    }
+    const QStringList keys = mValues.keys();
+    for (const QString &key : keys) {
+        const Key *setting = settingOf(key);
+        if (!setting || setting->isPerServer())
+            result.append(factOf(key));
+    }
+    return result;
+}
+
+QVector<StoredSettings::Fact> StoredSettings::factsOf(const QString &uid) const
+{
+    QVector<Fact> result;
+    for (const Key *key : settingsKeys::all) {
+        if (key->isPerServer())
+            result.append(factOf(storedKey(*key, uid)));
+    }
+    return result;
+}
+
+StoredSettings::Fact StoredSettings::factOf(const QString &key) const
+{
+    const QVariant value = mValues.value(key);
+    Fact fact;
+    fact.key = key;
+    fact.stored = !contains(key)               ? QStringLiteral("(absent)")
+        : value.type() == QVariant::StringList ? value.toStringList().join(QStringLiteral(", "))
+                                               : value.toString();
+    const Key *setting = settingOf(key);
+    if (!setting) {
+        fact.meaning = QStringLiteral("unknown");
+        fact.effect = QStringLiteral("ignores it");
+        fact.warnings.append(QStringLiteral("nothing reads this key"));
+        return fact;
+    }
+    fact.meaning = QLatin1String(setting->meaning);
+    if (setting->isPerServer())
+        fact.uid = uidIn(key, *setting);
+    fact.effect = effectOf(*setting, value);
+    fact.warnings = warningsOf(*setting, fact);
+    return fact;
+}
+
+QString StoredSettings::effectOf(const Key &key, const QVariant &value) const
+{
+    if (&key == &settingsKeys::customNotify) {
+        return isOn(settingsKeys::sendNotify)
+            ? QStringLiteral("movers are told \"%1\"").arg(notice())
+            : QStringLiteral("movers are not told");
+    }
+    if (&key == &settingsKeys::permitIdleDock && value.toBool())
+        return QStringLiteral("on, without effect");
+    switch (key.kind) {
+    case Kind::Switch:
+        return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
+    case Kind::Text:
+        return QStringLiteral("\"%1\"").arg(value.toString());
+    case Kind::Channel:
+        return QStringLiteral("channel %1").arg(value.toUInt());
+    case Kind::Presence:
+        break;
+    }
+    return value.isValid() ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
+}
+
+QStringList StoredSettings::warningsOf(const Key &key, const Fact &fact) const
+{
+    QStringList result;
+    const QVariant value = mValues.value(fact.key);
+    if (value.type() == QVariant::StringList && key.kind != Kind::Presence) {
+        result.append(QStringLiteral("an unquoted comma makes this a list, which the plug-in reads "
+                                     "as empty"));
+    } else if (key.kind == Kind::Channel && contains(fact.key) && !channelIn(value.toString())) {
+        result.append(whatAChannelIs());
+    }
+    if (fact.uid && !looksLikeUid(*fact.uid))
+        result.append(strangeUid);
+    if (&key == &settingsKeys::idleDock && value.toBool() && !hasIdleDockChannel())
+        result.append(QStringLiteral("no server has an idleDock channel"));
+    return result;
+}
+
+QStringList StoredSettings::fileWarnings() const
+{
+    QStringList result;
+    const QString folder = folderOf(mPath);
+    if (!QFileInfo(folder).isDir())
+        result.append(noFolder(folder));
+    QVector<int> unread;
+    QVector<int> beyondAscii;
+    const QList<settingsFile::Line> lines = settingsFile::lines(mBytes);
+    const QList<QByteArray> texts = settingsFile::split(mBytes);
+    for (int i = 0; i < lines.size(); ++i) {
+        if (lines.at(i) == settingsFile::Line::Unread)
+            unread.append(i + 1);
+        if (std::any_of(texts.at(i).begin(), texts.at(i).end(),
+                        [](char c) { return static_cast<uchar>(c) > 0x7f; }))
+            beyondAscii.append(i + 1);
+    }
+    if (!unread.isEmpty()) {
+        result.append(QStringLiteral("not read, or only in part: line %1. The next change drops "
+                                     "this from the file and keeps it in a copy.")
+                          .arg(numbers(unread)));
+    }
+    if (!beyondAscii.isEmpty() && !settingsFile::hasByteOrderMark(mBytes)) {
+        result.append(QStringLiteral("the plug-in takes letters beyond ASCII for others than your "
+                                     "editor shows: line %1. staybolt-settings stores them right.")
+                          .arg(numbers(beyondAscii)));
+    }
+    return result;
+}
+
+QStringList StoredSettings::warnings() const
+{
+    QStringList result = fileWarnings();
+    const QVector<Fact> all = facts();
+    for (const Fact &fact : all) {
+        for (const QString &warning : fact.warnings)
+            result.append(QStringLiteral("%1: %2").arg(fact.key, warning));
+    }
+    return result;
+}
+
+QStringList StoredSettings::change(const QVariantMap &values)
+{
+    const auto refuse = [this](const QString &why) {
+        throw Mistake{QStringLiteral("%1 can't be written: %2").arg(mPath, why)};
+    };
+    // Asked first: what Qt could not write it tries again later, whatever the user was told.
+    const QString why = whyNotWritten(mPath);
+    if (!why.isEmpty())
+        refuse(why);
+    const settingsFile::Kept kept = settingsFile::keep(mPath);
+    if (!kept.error.isEmpty()) {
+        throw Mistake{QStringLiteral("what %1 holds could not be kept in %2: %3")
+                          .arg(mPath, kept.copy, kept.error)};
+    }
+    QSettings file(mPath, QSettings::IniFormat);
+    settingsFile::readAll(file);
+    const QStringList keys = file.allKeys();
+    for (auto one = values.begin(); one != values.end(); ++one) {
+        if (one->isValid()) {
+            file.setValue(one.key(), *one);
+            continue;
+        }
+        // Qt removes what is below a key as well, but the ids of two servers may begin alike.
+        QVariantMap below;
+        for (const QString &key : keys) {
+            if (key.startsWith(one.key() + QLatin1Char('/')) && !values.contains(key))
+                below.insert(key, file.value(key));
+        }
+        file.remove(one.key());
+        for (auto other = below.begin(); other != below.end(); ++other)
+            file.setValue(other.key(), *other);
+    }
+    file.sync();
+    // An object that met lines it can't read hides every later error. A new one tells what came
+    // of the change: it writes what is still pending and reads what somebody else has written.
+    const QSettings again(mPath, QSettings::IniFormat);
+    bool isDone = again.status() != QSettings::AccessError;
+    for (auto one = values.begin(); one != values.end(); ++one) {
+        isDone = isDone && again.contains(one.key()) == one->isValid()
+            && again.value(one.key()).toString() == one->toString();
+    }
+    if (!isDone) {
+        const QString since = whyNotWritten(mPath);
+        refuse(since.isEmpty() ? QStringLiteral("the system does not say why") : since);
+    }
+    QStringList result;
+    if (!kept.copy.isEmpty())
+        result.append(QStringLiteral("What the file held before is kept in %1.").arg(kept.copy));
+    result.append(
+        QStringLiteral("A running client sees this after a restart, or after its next Save."));
+    return result;
+}
+
+QString storedKey(const Key &key, const QString &uid)
+{
+    // None of ours begins with a slash.
+    return key.of(uid).split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
+}
+
+QString mistakeIn(const QString &uid)
+{
+    const QString key = storedKey(settingsKeys::excludedServer, uid);
+    if (key == settingsKeys::excludedServer.of(QString()))
+        return QStringLiteral("a server's unique id is not empty");
+    if (settingOf(key) != &settingsKeys::excludedServer)
+        return QStringLiteral("the file can't hold the id %1: its key is a setting").arg(uid);
+    return QString();
+}
+
+QStringList warningsOf(const QString &uid)
+{
+    QStringList result;
+    if (!looksLikeUid(uid))
+        result.append(QStringLiteral("%1: %2").arg(uid, strangeUid));
+    const QString key = storedKey(settingsKeys::excludedServer, uid);
+    if (key != settingsKeys::excludedServer.of(uid)) {
+        result.append(QStringLiteral("%1: the file does not tell doubled slashes and those at the "
+                                     "end of an id, so this holds for %2 as well")
+                          .arg(uid, *uidIn(key, settingsKeys::excludedServer)));
+    }
+    return result;
+}
+
+std::optional<uint> channelIn(const QString &text)
+{
+    static const QRegularExpression digits(QStringLiteral("\\A[0-9]+\\z"));
+    bool isNumber = false;
+    const uint id = text.toUInt(&isNumber);
+    if (!isNumber || !digits.match(text).hasMatch())
+        return std::nullopt;
+    return id;
+}
+
+QString whatAChannelIs() { return QStringLiteral("a channel is a number from 0 to 4294967295"); }
