@@ -125,26 +125,33 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("words");
         QTest::addColumn<QString>("error");
-        const auto row = [](const QStringList &words, const char *error) {
+        const auto row = [](const QStringList &words, const QByteArray &error) {
             QTest::newRow(qPrintable(words.join(' '))) << words << QString(error);
         };
         row({"include", "abc="}, "the server abc= is not excluded");
-        row({"exclude", ""}, "a server's unique id is not empty");
-        row({"exclude", "/"}, "a server's unique id is not empty");
-        row({"exclude", "sendNotify"},
-            "the file can't hold the id sendNotify: its key is a setting");
-        row({"exclude", "sendNotify/"},
-            "the file can't hold the id sendNotify/: its key is a setting");
-        row({"exclude"}, "exclude takes 1 argument(s); see --help");
+        for (const char *uid : {"", "/", "//"})
+            row({"exclude", uid}, "a server's unique id is not empty");
+        for (const char *uid : {"sendNotify", "permitIdleDock/"}) {
+            const QByteArray error = QByteArray("the file can't hold the id ") + uid;
+            row({"exclude", uid}, error + ": its key is a setting");
+        }
+        row({"exclude"}, "exclude takes other arguments: exclude UID; see --help");
+        row({"exclude", "abc=", "abd="}, "exclude takes other arguments: exclude UID; see --help");
         row({"idledock", "maybe"}, "idledock takes on or off, not maybe");
+        row({"idledock-target", "", "5"}, "a server's unique id is not empty");
         row({"idledock-target", "abc=", "none"}, "the server abc= has no idleDock channel");
         for (const char *channel : {"4294967296", "five", "+5", ""}) {
-            const QByteArray error = QByteArray("a channel is a number from 0 to 4294967295 or "
-                                                "none, not ")
-                + channel;
-            row({"idledock-target", "abc=", channel}, error);
+            const QByteArray error = "a channel is a number from 0 to 4294967295 or none, not ";
+            row({"idledock-target", "abc=", channel}, error + channel);
         }
+        row({"notify", "text"}, "notify text takes the text as well");
+        row({"notify", "hands", "off"},
+            "a text with blanks must stand in quotes: notify text \"hands off\"");
+        row({"notify", "text", "hands", "off"},
+            "notify takes other arguments: notify on|off, notify standard, notify text TEXT; see "
+            "--help");
         row({"forget"}, "there is no command \"forget\"; see --help");
+        row({"--forget"}, "Unknown option 'forget'. See --help.");
     }
 
     void refusesWhatMakesNoSense()
@@ -156,6 +163,71 @@ private Q_SLOTS:
         QCOMPARE(tool(words), 2);
         QCOMPARE(mError, QString("staybolt-settings: %1\n").arg(error));
         QCOMPARE(bytes(), before);
+    }
+
+    void changesWhatItIsToldTo_data()
+    {
+        QTest::addColumn<QStringList>("words");
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<QByteArray>("after");
+        QTest::addColumn<QString>("warning");
+        const auto row = [](const QStringList &words, const QByteArray &before,
+                            const QByteArray &after, const char *warning = "") {
+            QTest::newRow(qPrintable(words.join(' ')))
+                << words << "[General]\nkey=value\n" + before << "[General]\nkey=value\n" + after
+                << QString(warning);
+        };
+        const char *strange = ": this does not look like a server's unique id, which ends in = and "
+                              "has 28 characters as a rule";
+        row({"exclude", "abC+/d9="}, "", "\n[staybolt.abC%2B]\nd9%3D=true\n");
+        row({"exclude", "abc"}, "", "staybolt.abc=true\n", QByteArray("abc") + strange);
+        row({"exclude", "ab//c="}, "", "\n[staybolt.ab]\nc%3D=true\n",
+            "ab//c=: the file does not tell doubled slashes and those at the end of an id, so this "
+            "holds for ab/c= as well");
+        row({"exclude", "--", "-x="}, "", "staybolt.-x%3D=true\n", QByteArray("-x=") + strange);
+        row({"include", "abc="}, "staybolt.abc%3D=false\nstaybolt.abd%3D=1\n",
+            "staybolt.abd%3D=1\n");
+        row({"include", "ab"}, "staybolt.ab=true\n\n[staybolt.ab]\nc%3D=true\nd%3D=\"a, b\"\n",
+            "\n[staybolt.ab]\nc%3D=true\nd%3D=\"a, b\"\n", QByteArray("ab") + strange);
+        row({"idledock", "on"}, "module.idleDock.abc%3D.target=5\n",
+            "module.idleDock.abc%3D.target=5\nmodule.staybolt.idleDock=true\n");
+        row({"idledock", "on"}, "staybolt.abc%3D=5\n",
+            "module.staybolt.idleDock=true\nstaybolt.abc%3D=5\n",
+            "no server has an idleDock channel yet; say staybolt-settings idledock-target UID "
+            "CHANNEL");
+        row({"idledock", "off"}, "module.staybolt.idleDock=true\n",
+            "module.staybolt.idleDock=false\n");
+        row({"idledock-target", "abc=", "4294967295"}, "",
+            "module.idleDock.abc%3D.target=4294967295\n");
+        row({"idledock-target", "abc", "0"}, "", "module.idleDock.abc.target=0\n",
+            QByteArray("abc") + strange);
+        row({"idledock-target", "abc=", "none"},
+            "module.idleDock.abc%3D.target=5\nstaybolt.abc%3D=true\n", "staybolt.abc%3D=true\n");
+        row({"notify", "on"}, "staybolt.customNotify=mine\nstaybolt.sendNotify=0\n",
+            "staybolt.customNotify=mine\nstaybolt.sendNotify=1\n");
+        row({"notify", "off"}, "staybolt.customNotify=mine\nstaybolt.sendNotify=1\n",
+            "staybolt.customNotify=mine\nstaybolt.sendNotify=0\n");
+        row({"notify", "standard"}, "staybolt.customNotify=mine\n", "staybolt.sendNotify=1\n");
+        row({"notify", "text", "off"}, "staybolt.customNotify=mine\n",
+            "staybolt.customNotify=off\nstaybolt.sendNotify=1\n");
+        row({"notify", "--", "-, -"}, "",
+            "staybolt.customNotify=\"-, -\"\nstaybolt.sendNotify=1\n");
+        row({"notify", "Off"}, "", "staybolt.customNotify=Off\nstaybolt.sendNotify=1\n",
+            "\"Off\" counts as a text here; the word is \"off\"");
+    }
+
+    void changesWhatItIsToldTo()
+    {
+        QFETCH(QStringList, words);
+        QFETCH(QByteArray, before);
+        QFETCH(QByteArray, after);
+        QFETCH(QString, warning);
+        write(before);
+        QCOMPARE(tool(words), 0);
+        QCOMPARE(bytes(), after);
+        QCOMPARE(mError, QString());
+        QCOMPARE(mOutput.section("WARNING: ", 1).trimmed(), warning);
+        QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 1);
     }
 
     void keepsWhatItWouldDrop()
@@ -338,19 +410,200 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(mFile));
     }
 
-    void listsAndWarns()
+    void listsEveryKindOfKey_data()
     {
-        write("[General]\nstaybolt.customNotify=a,b\nstaybolt.sendnotify=1\nstaybolt.abc%3D=1\n"
-              "foo=1\nstaybolt.x=1\n[staybolt.abC%2B]\nd9%3D=true\n");
-        QCOMPARE(tool({"list"}), 0);
-        for (const char *line :
-             {"an unquoted comma makes this a list, which the plug-in reads as empty",
-              "did you mean staybolt.sendNotify?",
-              "server abc=", "server abC+/d9=", "nothing reads this key", "movers are told \"\"",
-              "this does not look like a server's unique id"}) {
-            QVERIFY2(mOutput.contains(line), line);
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QStringList>("words");
+        QTest::addColumn<QString>("output");
+        QTest::newRow("all") << QByteArray(
+            "; mine\n[General]\nstaybolt.sendNotify=TRUE\nstaybolt.customNotify=a,b\n"
+            "staybolt.permitIdleDock=1\nmodule.staybolt.idleDock=1\n"
+            "staybolt.sendnotify=1\nstaybolt.abc%3D=\nfoo=\"1, 2\"\nstaybolt.x%3D=1,2\n"
+            "module.idleDock.abc%3D.targe=\xfc\n"
+            "[staybolt.abC%2B]\nd9%3D=false\n")
+                             << QStringList{"list"}
+                             << R"(
+    WARNING: not read, or only in part: line 1. The next change drops this )"
+                                R"(from the file and keeps it in a copy.
+    WARNING: the plug-in takes letters beyond ASCII for others than )"
+                                R"(your editor shows: line 11. staybolt-settings stores them right.
+staybolt.sendNotify
+    tell the mover after you were moved back
+    stored: TRUE
+    the plug-in: on
+staybolt.customNotify
+    what the mover is told, also when it is empty
+    stored: a, b
+    the plug-in: movers are told ""
+    WARNING: an unquoted comma makes this a list, which the plug-in reads as empty
+staybolt.permitIdleDock
+    the dialog's own record of its first switch; it lets no move through
+    stored: 1
+    the plug-in: on, without effect
+module.staybolt.idleDock
+    let moves into the idleDock channel of a server through
+    stored: 1
+    the plug-in: on
+    WARNING: no server has an idleDock channel
+foo
+    unknown
+    stored: 1, 2
+    the plug-in: ignores it
+    WARNING: nothing reads this key
+module.idleDock.abc=.targe
+    unknown
+    stored: ü
+    the plug-in: ignores it
+    WARNING: nothing reads this key
+staybolt.abC+/d9=
+    leave that server alone, whatever the value
+    server: abC+/d9=
+    stored: false
+    the plug-in: left alone
+staybolt.abc=
+    leave that server alone, whatever the value
+    server: abc=
+    stored: )"
+                                "\n"
+                                R"(    the plug-in: left alone
+staybolt.sendnotify
+    leave that server alone, whatever the value
+    server: sendnotify
+    stored: 1
+    the plug-in: left alone
+    WARNING: this does not look like a server's unique id, which ends )"
+                                R"(in = and has 28 characters as a rule
+staybolt.x=
+    leave that server alone, whatever the value
+    server: x=
+    stored: 1, 2
+    the plug-in: left alone
+)";
+        QTest::newRow("off and absent")
+            << QByteArray("[General]\nstaybolt.customNotify=mine\nmodule.staybolt.idleDock=False\n"
+                          "module.idleDock.abc%3D.target=42\nmodule.idleDock.x.target=five\n"
+                          "module.idleDock.y%3D.target=1,2\n")
+            << QStringList{"list"}
+            << R"(
+staybolt.sendNotify
+    tell the mover after you were moved back
+    stored: (absent)
+    the plug-in: off
+staybolt.customNotify
+    what the mover is told, also when it is empty
+    stored: mine
+    the plug-in: movers are not told
+staybolt.permitIdleDock
+    the dialog's own record of its first switch; it lets no move through
+    stored: (absent)
+    the plug-in: off
+module.staybolt.idleDock
+    let moves into the idleDock channel of a server through
+    stored: False
+    the plug-in: off
+module.idleDock.abc=.target
+    the idleDock channel on that server
+    server: abc=
+    stored: 42
+    the plug-in: channel 42
+module.idleDock.x.target
+    the idleDock channel on that server
+    server: x
+    stored: five
+    the plug-in: channel 0
+    WARNING: a channel is a number from 0 to 4294967295
+    WARNING: this does not look like a server's unique id, which ends )"
+               R"(in = and has 28 characters as a rule
+module.idleDock.y=.target
+    the idleDock channel on that server
+    server: y=
+    stored: 1, 2
+    the plug-in: channel 0
+    WARNING: an unquoted comma makes this a list, which the plug-in reads as empty
+)";
+        QTest::newRow("one server") << QByteArray("[General]\nmodule.idleDock.ab%3D.target=1\n"
+                                                  "module.idleDock.abc%3D.target=4294967338\n")
+                                    << QStringList{"list", "abc="} << R"(
+staybolt.abc=
+    leave that server alone, whatever the value
+    server: abc=
+    stored: (absent)
+    the plug-in: the server is protected
+module.idleDock.abc=.target
+    the idleDock channel on that server
+    server: abc=
+    stored: 4294967338
+    the plug-in: channel 42
+    WARNING: a channel is a number from 0 to 4294967295
+)";
+    }
+
+    void listsEveryKindOfKey()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QStringList, words);
+        QFETCH(QString, output);
+        write(text);
+        QCOMPARE(tool(words), 0);
+        QCOMPARE(mOutput, "Settings in " + mFile + "\n" + output);
+    }
+
+    void opensAWindowWhereThereIsADisplay_data()
+    {
+        QTest::addColumn<QStringList>("environment");
+        QTest::addColumn<bool>("isWindow");
+        QTest::newRow("none") << QStringList{} << false;
+        QTest::newRow("not reachable")
+            << QStringList{"DISPLAY=:4711", "WAYLAND_DISPLAY=gone"} << false;
+        QTest::newRow("on purpose") << QStringList{"QT_QPA_PLATFORM=offscreen"} << true;
+    }
+
+    void opensAWindowWhereThereIsADisplay()
+    {
+        QFETCH(QStringList, environment);
+        QFETCH(bool, isWindow);
+        QProcess process;
+        process.start("env",
+                      QStringList{"-u", "DISPLAY", "-u", "WAYLAND_DISPLAY", "-u", "QT_QPA_PLATFORM"}
+                          + environment + QStringList{SETTINGS_TOOL, "--file", mFile});
+        if (isWindow) {
+            QVERIFY(!process.waitForFinished(1000));
+            process.kill();
+            QVERIFY(process.waitForFinished());
+        } else {
+            QVERIFY(process.waitForFinished());
+            QCOMPARE(process.exitCode(), 0);
         }
-        QCOMPARE(mOutput.count("WARNING"), 3);
+        QCOMPARE(process.readAllStandardOutput().contains("exclude UID"), !isWindow);
+    }
+
+    void completesIds_data()
+    {
+        QTest::addColumn<QString>("words");
+        QTest::addColumn<QString>("completions");
+        QTest::newRow("include") << "include a"
+                                 << "abc= abd=";
+        QTest::newRow("any id") << "idledock-target ''"
+                                << "abc= abd= xyz=";
+        QTest::newRow("behind an id") << "idledock-target abc = n"
+                                      << "none";
+        QTest::newRow("command") << "inc"
+                                 << "include";
+    }
+
+    void completesIds()
+    {
+        QFETCH(QString, words);
+        QFETCH(QString, completions);
+        mFile = mFolder->filePath("a b.ini");
+        write("[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nmodule.idleDock.xyz%3D.target=1\n");
+        const QString script =
+            "PATH=$(dirname \"$1\"):$PATH; cd \"$2\"; . " SOURCE_FOLDER
+            "/settings-tool/staybolt-settings.bash-completion\n"
+            "COMP_WORDS=(staybolt-settings --file '\"a b.ini\"' %1)\n"
+            "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _staybolt_settings; echo ${COMPREPLY[@]}";
+        QCOMPARE(run("bash", {"-c", script.arg(words), "bash", SETTINGS_TOOL, mFolder->path()}), 0);
+        QCOMPARE(mOutput.trimmed(), completions);
     }
 
     void namesTheLinesThatQtDoesNotRead_data()
