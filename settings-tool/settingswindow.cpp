@@ -9,6 +9,7 @@
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
+#include <QTimer>
 
 using Server = StoredSettings::Server;
 
@@ -236,6 +237,9 @@ void SettingsWindow::check()
     const bool lacksChannel = mUi->checkIdleDock->isChecked() && !hasChannel;
     say(mUi->hintIdleDock,
         lacksChannel ? QStringLiteral("No server below has an idleDock channel.") : QString());
+
+    // What is said takes room from the table; the row that it is about stays in sight.
+    QTimer::singleShot(0, table, [table] { table->scrollTo(table->currentIndex()); });
 
     mUi->buttonRemove->setEnabled(table->currentRow() >= 0);
     mUi->buttonBox->button(QDialogButtonBox::Save)->setEnabled(isModified);
