@@ -42,7 +42,7 @@ struct Job
 /// The server that a command is about.
 QString uidOf(const Job &job)
 {
-    const QString uid = job.words.constFirst();
+    QString uid = job.words.constFirst();
     const QString mistake = mistakeIn(uid);
     if (!mistake.isEmpty())
         refuse(mistake);

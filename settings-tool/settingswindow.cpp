@@ -219,13 +219,13 @@ void SettingsWindow::check()
         const Server server = serverAt(row);
         const QString mistake = mistakeAt(row);
         const QStringList warnings = warningsOf(server.uid);
-        if (!mistake.isEmpty())
+        if (!mistake.isEmpty()) {
             hints.append(mistake);
-        else if (!isStored(row))
-            hints += warnings;
-        if (mistake.isEmpty() && !server.isLeftAlone && !server.idleDockChannel) {
+        } else if (!server.isLeftAlone && !server.idleDockChannel) {
             hints.append(
                 QStringLiteral("%1: nothing to store, so Save drops this line").arg(server.uid));
+        } else if (!isStored(row)) {
+            hints += warnings;
         }
         const bool isOdd = !mistake.isEmpty() || !warnings.isEmpty();
         table->item(row, UidColumn)
@@ -302,7 +302,7 @@ bool SettingsWindow::isStored(int row) const
 QString SettingsWindow::mistakeAt(int row) const
 {
     const Server server = serverAt(row);
-    const QString mistake = isStored(row) ? QString() : mistakeIn(server.uid);
+    QString mistake = isStored(row) ? QString() : mistakeIn(server.uid);
     if (!mistake.isEmpty())
         return mistake;
     if (!server.idleDockChannel && !mUi->tableServers->item(row, ChannelColumn)->text().isEmpty())
