@@ -199,16 +199,13 @@ QVector<StoredSettings::Server> StoredSettings::servers() const
     const QStringList keys = mValues.keys();
     for (const QString &key : keys) {
         const Key *setting = settingOf(key);
-        if (!setting || !setting->isPerServer())
-            continue;
-        const QString uid = *uidIn(key, *setting);
-        Server &server = byUid[uid];
-        server.uid = uid;
         if (setting == &settingsKeys::excludedServer)
-            server.isLeftAlone = true;
-        if (setting == &settingsKeys::idleDockTarget)
-            server.idleDockChannel = mValues.value(key).toUInt();
+            byUid[*uidIn(key, *setting)].isLeftAlone = true;
+        else if (setting == &settingsKeys::idleDockTarget)
+            byUid[*uidIn(key, *setting)].idleDockChannel = mValues.value(key).toUInt();
     }
+    for (auto one = byUid.begin(); one != byUid.end(); ++one)
+        one->uid = one.key();
     return byUid.values().toVector();
 }
 
