@@ -647,19 +647,31 @@ module.idleDock.abc=.target
         QCOMPARE(bytes(), text);
     }
 
-    void documentsListTheSameKeys()
+    void documentsSayWhatIsTrue()
     {
-        for (const char *name : {"README.md", "docs/settings.md"}) {
+        const auto text = [](const char *name) {
             QFile file(QString(SOURCE_FOLDER "/") + name);
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            const QString text = QString::fromUtf8(file.readAll());
-            for (const settingsKeys::Key *key : settingsKeys::all) {
-                const QString row =
-                    QString("| `%1` | %2 | %3 | %4 | %5 |")
-                        .arg(key->of("UID"), key->value, key->whenAbsent, key->meaning)
-                        .arg(key->setIn);
-                QVERIFY2(text.contains(row),
-                         qPrintable(QString("%1 lacks the line: %2").arg(name, row)));
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+        };
+        const QString keys = text("docs/settings.md");
+        for (const settingsKeys::Key *key : settingsKeys::all) {
+            const QString row = QString("| `%1` | %2 | %3 | %4 | %5 |")
+                                    .arg(key->of("UID"), key->value, key->whenAbsent, key->meaning)
+                                    .arg(key->setIn);
+            QVERIFY2(keys.contains(row), qPrintable("docs/settings.md lacks the line: " + row));
+        }
+        for (const char *name : {"README.md", "CONTRIBUTING.md", "docs/settings.md"}) {
+            // Each line of commands does what it says, one after the other.
+            static const QRegularExpression line("^    staybolt-settings (.*?)(  .*)?$",
+                                                 QRegularExpression::MultilineOption);
+            for (auto all = line.globalMatch(text(name)); all.hasNext();) {
+                const QString words = all.next().captured(1);
+                QCOMPARE(run("sh", {"-c", SETTINGS_TOOL " --file \"$0\" " + words, mFile}), 0);
+            }
+            static const QRegularExpression script("tools/[a-z-]+");
+            for (auto all = script.globalMatch(text(name)); all.hasNext();) {
+                const QString tool = all.next().captured();
+                QVERIFY2(QFileInfo(SOURCE_FOLDER "/" + tool).isExecutable(), qPrintable(tool));
             }
         }
     }
