@@ -243,6 +243,11 @@ private Q_SLOTS:
         QCOMPARE(bytes(), QByteArray("[General]\nstaybolt.abc%3D=true\nstaybolt.sendNotify=1\n"));
         QCOMPARE(tool({"exclude", "abd="}), 0);
         QVERIFY(!mOutput.contains("is kept in"));
+
+        write("\xef\xbb\xbf[General]\nkey=\xc3\xbc\n");
+        QCOMPARE(tool({"exclude", "abc="}), 0);
+        QVERIFY2(mOutput.contains("Staybolt.kept-2.ini"), qPrintable(mOutput));
+        QCOMPARE(bytes(), QByteArray("[General]\nkey=\\xfc\nstaybolt.abc%3D=true\n"));
     }
 
     void saysWhyAFileCannotBeUsed()
@@ -293,6 +298,11 @@ private Q_SLOTS:
             QCOMPARE(bytes(), QByteArray("key=value\n"));
         }
 
+        mFile = "/dev/null";
+        QCOMPARE(tool({"list"}), 2);
+        QCOMPARE(mError,
+                 QString("staybolt-settings: /dev/null can't be read: it is not an ordinary "
+                         "file\n"));
         mFile = "/proc/a.ini";
         QCOMPARE(tool({"exclude", "abc="}), 2);
         QCOMPARE(mError,
@@ -332,6 +342,8 @@ private Q_SLOTS:
                  QString("staybolt-settings: HOME is not set; name the settings file with "
                          "--file\n"));
         QCOMPARE(run("env", {"-u", "HOME", SETTINGS_TOOL, "--help"}), 0);
+        QCOMPARE(run(SETTINGS_TOOL, {"--file", "", "list"}), 2);
+        QCOMPARE(mError, QString("staybolt-settings: --file takes the name of a file\n"));
     }
 
     void losesNothingToOthers()

@@ -222,6 +222,8 @@ private Q_SLOTS:
             "characters as a rule");
         row("remove", servers, "select 1; press buttonRemove",
             "staybolt.abc%3D=1\nstaybolt.abe%3D=3\n");
+        row("remove all", servers,
+            "select 0; press buttonRemove; press buttonRemove; press buttonRemove", "");
         row("other channel", servers, "channel 1 43",
             "module.idleDock.abd%3D.target=43\nstaybolt.abc%3D=1\nstaybolt.abd%3D=2\n"
             "staybolt.abe%3D=3\n");
