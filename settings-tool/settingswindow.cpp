@@ -2,6 +2,7 @@
 
 #include "ui_settingswindow.h"
 
+#include <QDir>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPushButton>
@@ -91,7 +92,10 @@ SettingsWindow::SettingsWindow(const QString &path) : mUi(new Ui_SettingsWindow)
     mUi->setupUi(this);
     setWindowFlag(Qt::WindowMinimizeButtonHint);
     setWindowIcon(QIcon::fromTheme(QStringLiteral("staybolt-settings")));
-    mUi->labelFile->setText(QStringLiteral("Settings in %1").arg(path));
+    const QString home = QDir::homePath() + QLatin1Char('/');
+    mUi->labelFile->setText(
+        QStringLiteral("Settings in %1")
+            .arg(path.startsWith(home) ? QLatin1String("~/") + path.mid(home.size()) : path));
     mUi->labelFile->setVisible(!path.isEmpty());
     mUi->radioStandard->setText(
         QStringLiteral("%1: \"%2\"")
