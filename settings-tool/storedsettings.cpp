@@ -253,13 +253,14 @@ StoredSettings::Fact StoredSettings::factOf(const QString &key) const
     fact.meaning = QLatin1String(setting->meaning);
     if (setting->isPerServer())
         fact.uid = uidIn(key, *setting);
-    fact.effect = effectOf(*setting, value);
+    fact.effect = effectOf(*setting, key);
     fact.warnings = warningsOf(*setting, fact);
     return fact;
 }
 
-QString StoredSettings::effectOf(const Key &key, const QVariant &value) const
+QString StoredSettings::effectOf(const Key &key, const QString &stored) const
 {
+    const QVariant value = mValues.value(stored);
     if (&key == &settingsKeys::customNotify) {
         return isOn(settingsKeys::sendNotify)
             ? QStringLiteral("movers are told \"%1\"").arg(notice())
@@ -277,7 +278,7 @@ QString StoredSettings::effectOf(const Key &key, const QVariant &value) const
     case Kind::Presence:
         break;
     }
-    return value.isValid() ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
+    return contains(stored) ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
 }
 
 QStringList StoredSettings::warningsOf(const Key &key, const Fact &fact) const

@@ -79,7 +79,7 @@ private:
     class FolderLock;
 
     Fact factOf(const QString &key) const;
-    QString effectOf(const settingsKeys::Key &key, const QVariant &value) const;
+    QString effectOf(const settingsKeys::Key &key, const QString &stored) const;
     QStringList warningsOf(const settingsKeys::Key &key, const Fact &fact) const;
 
     QString mPath;

@@ -430,7 +430,7 @@ private Q_SLOTS:
         QTest::newRow("all") << QByteArray(
             "; mine\n[General]\nstaybolt.sendNotify=TRUE\nstaybolt.customNotify=a,b\n"
             "staybolt.permitIdleDock=1\nmodule.staybolt.idleDock=1\n"
-            "staybolt.sendnotify=1\nstaybolt.abc%3D=\nfoo=\"1, 2\"\nstaybolt.x%3D=1,2\n"
+            "staybolt.sendnotify=1\nstaybolt.abc%3D=@Invalid()\nfoo=\"1, 2\"\nstaybolt.x%3D=1,2\n"
             "module.idleDock.abc%3D.targe=\xfc\n"
             "[staybolt.abC%2B]\nd9%3D=false\n")
                              << QStringList{"list"}
