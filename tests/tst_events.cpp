@@ -12,10 +12,7 @@
 using namespace standin;
 
 using Build = std::function<EventRecords()>;
-/// Answers whether what it did left behind what it should.
-using Work = std::function<bool()>;
 Q_DECLARE_METATYPE(Build)
-Q_DECLARE_METATYPE(Work)
 
 namespace {
 
@@ -189,59 +186,6 @@ private Q_SLOTS:
         for (const Record &argument : {built.channel, built.client}) {
             for (const QVariant &record : argument)
                 QCOMPARE(int(record.type()), int(QVariant::Hash));
-        }
-    }
-
-    void survivesADropFromInside_data()
-    {
-        QTest::addColumn<int>("calls");
-        QTest::addColumn<Work>("work");
-        const auto row = [](const char *name, int calls, Work work) {
-            QTest::newRow(name) << calls << work;
-        };
-        const auto hasChannels = [] { return channelTable()->getAll().size() == 2; };
-        const auto hasClients = [] { return clientTable()->getAll().size() == 2; };
-
-        // What was read when the drop came is stored all the same.
-        row("load", 20, [=] {
-            loadServer(connection);
-            return hasChannels();
-        });
-        row("clients of a channel", 9, [=] {
-            refreshChannelClients(connection, lobby);
-            return hasClients();
-        });
-        row("channels", 5, [=] {
-            refreshChannels(connection);
-            return hasChannels();
-        });
-        row("client", 4, [] {
-            refreshClient(connection, mallory);
-            return clientTable()->getData("40008", "name") == "Mallory";
-        });
-        row("choice", 2, [] {
-            const QStringList left{"Northgate 18364758544493064720", "cmd x", "dest  ", "src  ",
-                                   "executor  "};
-            return told(choiceRecords(connection, "x", PluginMenuType(1), den)) == left;
-        });
-    }
-
-    void survivesADropFromInside()
-    {
-        QFETCH(int, calls);
-        QFETCH(Work, work);
-        for (int dropAt = 1; dropAt <= calls; ++dropAt) {
-            loadServer(connection);
-            int n = 0;
-            mHost->called = [&] {
-                if (++n == dropAt)
-                    dropServer(connection);
-            };
-            QVERIFY2(work(), qPrintable(QString("dropped at call %1").arg(dropAt)));
-            mHost->called = nullptr;
-            QCOMPARE(n, calls);
-            loadServer(connection);
-            QCOMPARE(model(), wholeModel);
         }
     }
 

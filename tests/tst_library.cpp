@@ -1,7 +1,6 @@
 #include "standin/stage.h"
 
 #include <QDialog>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QSlider>
@@ -124,23 +123,6 @@ private Q_SLOTS:
         QApplication::setFont(font);
         QCoreApplication::processEvents();
         QVERIFY(!Stage::dialog());
-    }
-
-    void showsTheNoticeInTheInfoPanel()
-    {
-        QWidget *dialog = Stage::dialog();
-        auto *notify = dialog->findChild<QSlider *>("sliderNotify");
-        auto *save = dialog->findChild<QPushButton *>("buttonApply");
-        QCOMPARE(mStage->info(), "[I]\"none\"[/I]");
-        notify->setValue(1);
-        save->click();
-        QCOMPARE(mStage->info(), "[I]\"notify\"[/I]");
-        dialog->findChild<QLineEdit *>("lineCustomNotify")->setText("mine");
-        save->click();
-        QCOMPARE(mStage->info(), "[I]\"customNotify\"[/I]");
-        notify->setValue(0); // stored as 0, not removed
-        save->click();
-        QCOMPARE(mStage->info(), "[I]\"none\"[/I]");
     }
 
     void ignoresEventsOutsideOfItsLife()
