@@ -341,7 +341,8 @@ private Q_SLOTS:
         QCOMPARE(mError,
                  QString("staybolt-settings: HOME is not set; name the settings file with "
                          "--file\n"));
-        QCOMPARE(run("env", {"-u", "HOME", SETTINGS_TOOL, "--help"}), 0);
+        for (const char *option : {"--help", "--version"})
+            QCOMPARE(run("env", {"-u", "HOME", SETTINGS_TOOL, option}), 0);
         QCOMPARE(run(SETTINGS_TOOL, {"--file", "", "list"}), 2);
         QCOMPARE(mError, QString("staybolt-settings: --file takes the name of a file\n"));
     }
