@@ -3,10 +3,12 @@
 #include "ui_settingswindow.h"
 
 #include <QDir>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QRegularExpressionValidator>
+#include <QScopeGuard>
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
@@ -187,6 +189,9 @@ bool SettingsWindow::save()
     if (values.isEmpty())
         return true;
     QStringList notes{QStringLiteral("Saved.")};
+    // Somebody else's change may take a while.
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+    const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
         notes += StoredSettings(mPath, StoredSettings::Purpose::Change).change(values);
     } catch (const Mistake &mistake) {

@@ -350,7 +350,7 @@ private Q_SLOTS:
     void losesNothingToOthers()
     {
         // Many of its kind, some of which know the file by another name ...
-        constexpr int count = 40;
+        constexpr int count = 20;
         QVERIFY(QDir(mFolder->path()).mkdir("elsewhere"));
         const QString link = mFolder->filePath("elsewhere/link.ini");
         write("key=value\n");
