@@ -16,7 +16,7 @@ void storeClients(uint64 connection, const QList<Record> &records)
     clients *table = server::instance()->getClientsObj(idText(connection));
     QString id;
     for (const Record &record : records) {
-        setIdText(id, record.value(recordKeys::clId()).toUInt());
+        setIdText(id, record.constFind(recordKeys::clId())->toUInt());
         table->setData(id, record);
     }
 }

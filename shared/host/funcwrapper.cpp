@@ -6,6 +6,7 @@
 #include <QtDebug>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -97,27 +98,27 @@ bool isSame(const char *utf8, const QString &text)
 class RecordReader
 {
 public:
-    RecordReader(const TS3Functions &functions, std::initializer_list<QString> keys,
+    template<size_t count>
+    RecordReader(const TS3Functions &functions, const std::array<QString, count> &keys,
                  Record known = Record()) :
         mFunctions(functions),
-        mKey(keys.begin()), mKnown(std::move(known))
+        mKey(keys.data()), mKnown(std::move(known))
     {
+        static_assert(count <= maxKeys);
         // A record with other keys is of no use.
-        int found = 0;
+        size_t found = 0;
         for (auto one = mKnown.begin(); one != mKnown.end(); ++one) {
-            const auto key = std::find_if(keys.begin(), keys.end(), [&](const QString &wanted) {
-                return isSameKey(one.key(), wanted);
-            });
-            if (key == keys.end())
+            const size_t at = placeOf(one.key(), keys);
+            if (at == count)
                 break;
-            mValues[key - keys.begin()] = &one.value();
+            mValues[at] = &one.value();
             ++found;
         }
-        if (found == int(keys.size()) && found == mKnown.size()) {
+        if (found == count && mKnown.size() == int(count)) {
             mRecord = mKnown;
         } else {
             std::fill(std::begin(mValues), std::end(mValues), nullptr);
-            mRecord.reserve(int(keys.size()));
+            mRecord.reserve(int(count));
         }
     }
 
@@ -149,12 +150,18 @@ public:
     Record take() { return std::move(mRecord); }
 
 private:
-    static constexpr int maxKeys = 5;
+    static constexpr size_t maxKeys = 5;
 
-    /// Keys are mostly the same text and not just equal ones.
-    static bool isSameKey(const QString &a, const QString &b)
+    /// Where a key stands among `keys`, behind them when it is none. Keys are mostly the same text
+    /// and not just equal ones.
+    template<size_t count>
+    static size_t placeOf(const QString &key, const std::array<QString, count> &keys)
     {
-        return a.size() == b.size() && (a.constData() == b.constData() || a == b);
+        for (size_t at = 0; at < count; ++at) {
+            if (keys[at].constData() == key.constData())
+                return at;
+        }
+        return size_t(std::find(keys.begin(), keys.end(), key) - keys.begin());
     }
 
     /// The known value under the next key, null when there is none of that type.
@@ -390,8 +397,8 @@ QList<anyID> funcwrapper::getChannelClients(uint64 connection, uint64 channel) c
 Record funcwrapper::readServer(uint64 connection) const
 {
     const auto property = mFunctions.getServerVariableAsString;
-    const auto keys = {recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
-                       recordKeys::version(), recordKeys::conHandler()};
+    static const std::array keys{recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
+                                 recordKeys::version(), recordKeys::conHandler()};
     RecordReader record(mFunctions, keys);
     record.addText(property, connection, VIRTUALSERVER_UNIQUE_IDENTIFIER);
     record.addText(property, connection, VIRTUALSERVER_NAME);
@@ -409,8 +416,8 @@ Record funcwrapper::readClient(uint64 connection, anyID client) const
 Record funcwrapper::readClient(uint64 connection, anyID client, Record known) const
 {
     const auto property = mFunctions.getClientVariableAsString;
-    const auto keys = {recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
-                       recordKeys::version(), recordKeys::clId()};
+    static const std::array keys{recordKeys::uid(), recordKeys::name(), recordKeys::platform(),
+                                 recordKeys::version(), recordKeys::clId()};
     RecordReader record(mFunctions, keys, std::move(known));
     record.addText(property, connection, client, CLIENT_UNIQUE_IDENTIFIER);
     record.addText(property, connection, client, CLIENT_NICKNAME);
@@ -427,7 +434,7 @@ QList<Record> funcwrapper::readChannels(uint64 connection) const
 
 QList<Record> funcwrapper::readChannels(uint64 connection, RecordTable known) const
 {
-    const auto keys = {recordKeys::id(), recordKeys::name(), recordKeys::isDefault()};
+    static const std::array keys{recordKeys::id(), recordKeys::name(), recordKeys::isDefault()};
     QList<Record> records;
     const QList<uint64> ids = getChannels(connection);
     records.reserve(ids.size());

@@ -1,5 +1,9 @@
 #include "shared/model/record.h"
 
+#include <algorithm>
+#include <iterator>
+#include <limits>
+
 namespace {
 
 void setUid(UidIndex &uids, const QString &uid, const QString &id)
@@ -22,13 +26,18 @@ QString idText(unsigned long id)
 
 void setIdText(QString &text, unsigned long id)
 {
-    int size = 1;
-    for (unsigned long rest = id / 10; rest != 0; rest /= 10)
-        ++size;
-    if (text.size() != size || !text.isDetached())
-        text = QString(size, Qt::Uninitialized); // resize() would take room to grow
-    for (QChar *digit = text.data() + size; size > 0; --size, id /= 10)
-        *--digit = QLatin1Char(static_cast<char>('0' + id % 10));
+    QChar digits[std::numeric_limits<unsigned long>::digits10 + 1];
+    QChar *const end = std::end(digits);
+    QChar *first = end;
+    do {
+        *--first = QLatin1Char(static_cast<char>('0' + id % 10));
+        id /= 10;
+    } while (id != 0);
+    const int size = static_cast<int>(end - first);
+    if (text.size() == size && text.isDetached())
+        std::copy(first, end, text.data());
+    else
+        text = QString(first, size);
 }
 
 QString textOf(const Record &record, const QString &key)
