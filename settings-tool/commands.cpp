@@ -43,6 +43,10 @@ struct Job
 QString uidOf(const Job &job)
 {
     QString uid = job.words.constFirst();
+    // One that was copied brings blanks along.
+    if (!job.settings.contains(storedKey(excludedServer, uid))
+        && !job.settings.contains(storedKey(settingsKeys::idleDockTarget, uid)))
+        uid = uid.trimmed();
     const QString mistake = mistakeIn(uid);
     if (!mistake.isEmpty())
         refuse(mistake);

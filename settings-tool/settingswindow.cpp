@@ -9,6 +9,7 @@
 #include <QPushButton>
 #include <QRegularExpressionValidator>
 #include <QScopeGuard>
+#include <QScreen>
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
@@ -20,8 +21,9 @@ namespace {
 
 enum Column { UidColumn, LeftAloneColumn, ChannelColumn };
 
-/// The unique id under which a row stands in the file, nothing for a new row.
-constexpr int storedUidRole = Qt::UserRole;
+/// What a cell had from the file: the unique id, nothing for a new row, and whether that server was
+/// left alone.
+constexpr int storedRole = Qt::UserRole;
 
 /// Lets ids and channels be typed.
 class ServerDelegate : public QStyledItemDelegate
@@ -59,8 +61,15 @@ protected:
     bool eventFilter(QObject *object, QEvent *event) override
     {
         auto *line = qobject_cast<QLineEdit *>(object);
-        if (line && event->type() == QEvent::KeyPress
-            && static_cast<QKeyEvent *>(event)->matches(QKeySequence::Cancel)) {
+        if (!line || event->type() != QEvent::KeyPress)
+            return QStyledItemDelegate::eventFilter(object, event);
+        const auto *key = static_cast<QKeyEvent *>(event);
+        if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
+            // Not on to the next cell, where the next key would take the place of what is there.
+            Q_EMIT closeEditor(line);
+            return true;
+        }
+        if (key->matches(QKeySequence::Cancel)) {
             line->setText(line->property(before).toString());
             Q_EMIT commitData(line);
         }
@@ -112,6 +121,8 @@ SettingsWindow::SettingsWindow(const QString &path) : mUi(new Ui_SettingsWindow)
     for (const QAbstractButton *button : std::initializer_list<const QAbstractButton *>{
              mUi->radioOff, mUi->radioStandard, mUi->radioOwn, mUi->checkIdleDock})
         connect(button, &QAbstractButton::clicked, this, &SettingsWindow::edited);
+    connect(mUi->radioOwn, &QAbstractButton::clicked, mUi->lineOwn,
+            [this] { mUi->lineOwn->setFocus(); });
     connect(mUi->lineOwn, &QLineEdit::textEdited, this, &SettingsWindow::edited);
     connect(mUi->tableServers, &QTableWidget::itemChanged, this, &SettingsWindow::edited);
     connect(mUi->tableServers, &QTableWidget::currentCellChanged, this, &SettingsWindow::check);
@@ -125,7 +136,9 @@ SettingsWindow::SettingsWindow(const QString &path) : mUi(new Ui_SettingsWindow)
 
     // Room for an id and a sentence, whatever the font.
     constexpr int columns = 80;
-    resize(sizeHint().expandedTo({columns * fontMetrics().averageCharWidth(), 0}));
+    resize(sizeHint()
+               .expandedTo({columns * fontMetrics().averageCharWidth(), 0})
+               .boundedTo(QGuiApplication::primaryScreen()->availableSize()));
 }
 
 SettingsWindow::~SettingsWindow() = default;
@@ -212,7 +225,8 @@ void SettingsWindow::check()
 {
     const bool isOwn = mUi->radioOwn->isChecked();
     const bool dropsText = mUi->radioStandard->isChecked() && mStored
-        && mStored->contains(settingsKeys::customNotify.text());
+        && (mStored->contains(settingsKeys::customNotify.text())
+            || !mUi->lineOwn->text().isEmpty());
     mUi->lineOwn->setEnabled(isOwn);
     say(mUi->hintNotice,
         dropsText ? QStringLiteral("Save removes your own text.")
@@ -227,10 +241,10 @@ void SettingsWindow::check()
     for (int row = 0; row < table->rowCount(); ++row) {
         const Server server = serverAt(row);
         const QString mistake = mistakeAt(row);
-        const QStringList warnings = warningsOf(server.uid);
+        const QStringList warnings = isBlank(row) ? QStringList() : warningsOf(server.uid);
         if (!mistake.isEmpty()) {
             hints.append(mistake);
-        } else if (!server.isLeftAlone && !server.idleDockChannel) {
+        } else if (!server.isLeftAlone && !server.idleDockChannel && !isBlank(row)) {
             hints.append(
                 QStringLiteral("%1: nothing to store, so Save drops this line").arg(server.uid));
         } else if (!isStored(row)) {
@@ -240,7 +254,7 @@ void SettingsWindow::check()
         table->item(row, UidColumn)
             ->setIcon(isOdd ? style()->standardIcon(QStyle::SP_MessageBoxWarning) : QIcon());
         isModified = isModified || !mistake.isEmpty();
-        hasChannel = hasChannel || server.idleDockChannel;
+        hasChannel = hasChannel || server.idleDockChannel.value_or(0) != 0;
     }
     say(mUi->hintServers, hints.join(QLatin1Char('\n')));
     const bool lacksChannel = mUi->checkIdleDock->isChecked() && !hasChannel;
@@ -262,11 +276,12 @@ void SettingsWindow::addRow(const Server &server, const QVariant &storedUid)
     const int row = table->rowCount();
     table->insertRow(row);
     auto *uid = new QTableWidgetItem(server.uid);
-    uid->setData(storedUidRole, storedUid);
+    uid->setData(storedRole, storedUid);
     table->setItem(row, UidColumn, uid);
     auto *leftAlone = new QTableWidgetItem;
     leftAlone->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
     leftAlone->setCheckState(server.isLeftAlone ? Qt::Checked : Qt::Unchecked);
+    leftAlone->setData(storedRole, server.isLeftAlone);
     table->setItem(row, LeftAloneColumn, leftAlone);
     table->setItem(row, ChannelColumn,
                    new QTableWidgetItem(server.idleDockChannel
@@ -304,14 +319,29 @@ Server SettingsWindow::serverAt(int row) const
 bool SettingsWindow::isStored(int row) const
 {
     const QTableWidgetItem *item = mUi->tableServers->item(row, UidColumn);
-    const QVariant storedUid = item->data(storedUidRole);
+    const QVariant storedUid = item->data(storedRole);
     return storedUid.isValid() && storedUid.toString() == item->text();
+}
+
+bool SettingsWindow::isBlank(int row) const
+{
+    // A stored row whose id was emptied is none: Save would drop what is stored without a word.
+    const QTableWidget *table = mUi->tableServers;
+    return !table->item(row, UidColumn)->data(storedRole).isValid()
+        && table->item(row, UidColumn)->text().trimmed().isEmpty()
+        && table->item(row, ChannelColumn)->text().isEmpty();
 }
 
 QString SettingsWindow::mistakeAt(int row) const
 {
+    if (isBlank(row))
+        return QString();
     const Server server = serverAt(row);
-    QString mistake = isStored(row) ? QString() : mistakeIn(server.uid);
+    // An id that is there for its channel alone may be one whose own key is another setting.
+    const bool wasLeftAlone =
+        mUi->tableServers->item(row, LeftAloneColumn)->data(storedRole).toBool();
+    const bool isThere = isStored(row) && (wasLeftAlone || !server.isLeftAlone);
+    QString mistake = isThere ? QString() : mistakeIn(server.uid);
     if (!mistake.isEmpty())
         return mistake;
     if (!server.idleDockChannel && !mUi->tableServers->item(row, ChannelColumn)->text().isEmpty())
@@ -355,8 +385,10 @@ QVariantMap SettingsWindow::changes() const
     for (const Server &server : servers)
         insertKeys(before, server);
     QVariantMap after;
-    for (int row = 0; row < mUi->tableServers->rowCount(); ++row)
-        insertKeys(after, serverAt(row));
+    for (int row = 0; row < mUi->tableServers->rowCount(); ++row) {
+        if (!isBlank(row))
+            insertKeys(after, serverAt(row));
+    }
     for (auto one = before.begin(); one != before.end(); ++one) {
         if (!after.contains(one.key()))
             result.insert(one.key(), QVariant());

@@ -39,6 +39,8 @@ private:
     StoredSettings::Server serverAt(int row) const;
     /// Whether the row stands in the file under the id that it shows.
     bool isStored(int row) const;
+    /// Whether it is a new row in which nothing was typed.
+    bool isBlank(int row) const;
     /// What keeps a row from being stored, empty when nothing does.
     QString mistakeAt(int row) const;
     /// The keys that the fields change, an invalid value for one that they remove.

@@ -190,7 +190,7 @@ bool StoredSettings::hasIdleDockChannel() const
 {
     const QVector<Server> all = servers();
     return std::any_of(all.begin(), all.end(),
-                       [](const Server &one) { return one.idleDockChannel.has_value(); });
+                       [](const Server &one) { return one.idleDockChannel.value_or(0) != 0; });
 }
 
 QVector<StoredSettings::Server> StoredSettings::servers() const
@@ -387,8 +387,13 @@ QStringList StoredSettings::change(const QVariantMap &values)
     QStringList result;
     if (!kept.copy.isEmpty())
         result.append(QStringLiteral("What the file held before is kept in %1.").arg(kept.copy));
+    const bool isInDialog = values.contains(settingsKeys::sendNotify.text())
+        || values.contains(settingsKeys::customNotify.text());
     result.append(
-        QStringLiteral("A running client sees this after a restart, or after its next Save."));
+        isInDialog ? QStringLiteral("A running client sees this after a restart. Until then a Save "
+                                    "in its dialog puts back the notice that the dialog shows.")
+                   : QStringLiteral("A running client sees this after a restart, or after its next "
+                                    "Save."));
     return result;
 }
 

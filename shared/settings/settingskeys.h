@@ -38,15 +38,18 @@ struct Key
     QString of(const QString &uid) const { return text().replace(QLatin1String("%1"), uid); }
 };
 
-inline constexpr Key sendNotify{
-    "staybolt.sendNotify", Kind::Switch, "0 or 1", "0", "tell the mover after you were moved back",
-    "the dialog"};
+inline constexpr Key sendNotify{"staybolt.sendNotify",
+                                Kind::Switch,
+                                "0 or 1",
+                                "0",
+                                "tell the mover, also where the move back was refused",
+                                "the dialog, staybolt-settings"};
 inline constexpr Key customNotify{"staybolt.customNotify",
                                   Kind::Text,
                                   "text",
                                   "the standard notice",
                                   "what the mover is told, also when it is empty",
-                                  "the dialog"};
+                                  "the dialog, staybolt-settings"};
 inline constexpr Key permitIdleDock{
     "staybolt.permitIdleDock",
     Kind::Switch,
