@@ -42,7 +42,7 @@ private Q_SLOTS:
         one.status = 4;
         one.own = 7;
         one.channels = {{1, "Löbby 🐦", {}, 1}, {2, "Den", {}, 0}};
-        one.clients[7] = {7, "seven=", "Rob€n", "Linux", "3.1", 1};
+        one.clients[7] = {7, "seven=", "Rob€n", "Lin\xffx", "3.1", 1}; // not quite UTF-8
         one.clients[8] = {8, "eight=", "Mällory", "Linux", "3.1", 1};
         mHost->servers.insert(connection, one);
         funcwrapper::instance()->setFunctions(tableOf(*mHost));
@@ -65,42 +65,26 @@ private Q_SLOTS:
                             const Change &change) {
             QTest::newRow(title) << change << QString(name) << QString(version);
         };
+        const auto renamed = [](const QByteArray &before, const QByteArray &after) {
+            return [=](standin::Server &s) {
+                s.clients[8].name = before;
+                refreshClient(connection, 8);
+                s.clients[8].name = after;
+            };
+        };
         row("nothing", "Mällory", "3.1", [](auto &) {});
         row("another letter", "Mallory", "3.1", [](auto &s) { s.clients[8].name = "Mallory"; });
         row("a letter more", "Mälloryy", "3.1", [](auto &s) { s.clients[8].name += 'y'; });
         row("a letter less", "Mällor", "3.1", [](auto &s) { s.clients[8].name.chop(1); });
         row("as many bytes", "Mallôry", "3.1", [](auto &s) { s.clients[8].name = "Mallôry"; });
-        row("as many bytes as letters before", "Mïm", "3.1", [](auto &s) {
-            s.clients[8].name = "MMMM";
-            refreshClient(connection, 8);
-            s.clients[8].name = "Mïm";
-        });
+        row("as many bytes as letters before", "Mïm", "3.1", renamed("MMMM", "Mïm"));
         row("empty", "", "3.1", [](auto &s) { s.clients[8].name.clear(); });
-        row("no longer empty", "x", "3.1", [](auto &s) {
-            s.clients[8].name.clear();
-            refreshClient(connection, 8);
-            s.clients[8].name = "x";
-        });
-        row("one of a pair", "🐧", "3.1", [](auto &s) {
-            s.clients[8].name = "🐦";
-            refreshClient(connection, 8);
-            s.clients[8].name = "🐧";
-        });
-        row("a mark less", "x", "3.1", [](auto &s) {
-            s.clients[8].name = "\xef\xbb\xbf\xef\xbb\xbfx";
-            refreshClient(connection, 8);
-            s.clients[8].name = "\xef\xbb\xbfx";
-        });
-        row("a letter that stood for a byte", "M\ufffd", "3.1", [](auto &s) {
-            s.clients[8].name = "M\xff";
-            refreshClient(connection, 8);
-            s.clients[8].name = "M\xef\xbf\xbd";
-        });
-        row("a byte that is no letter", "M\ufffd\ufffd", "3.1", [](auto &s) {
-            s.clients[8].name = "M\xef\xbf\xbd";
-            refreshClient(connection, 8);
-            s.clients[8].name = "M\xff\xfe";
-        });
+        row("no longer empty", "x", "3.1", renamed("", "x"));
+        row("one of a pair", "🐧", "3.1", renamed("🐦", "🐧"));
+        row("a mark less", "x", "3.1", renamed("\xef\xbb\xbf\xef\xbb\xbfx", "\xef\xbb\xbfx"));
+        row("a letter that stood for a byte", "M\ufffd", "3.1", renamed("M\xff", "M\xef\xbf\xbd"));
+        row("a byte that is no letter", "M\ufffd\ufffd", "3.1",
+            renamed("M\xef\xbf\xbd", "M\xff\xfe"));
         row("the last text", "Mällory", "4", [](auto &s) { s.clients[8].version = "4"; });
         row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(8); });
         row("back", "Mällory", "3.1", [](auto &s) {

@@ -2,6 +2,7 @@
 #include "shared/settings/configuration.h"
 #include "shared/settings/guiconfiguration.h"
 #include "shared/settings/settingsfile.h"
+#include "tests/files.h"
 #include "tests/host_table.h"
 
 #include <QDir>
@@ -141,7 +142,7 @@ private Q_SLOTS:
     void keepsWhatQtDrops()
     {
         QFETCH(QByteArray, bytes);
-        write(mKept.arg(1), "an earlier copy");
+        writeFile(mKept.arg(1), "an earlier copy");
         QVERIFY(QFile::link("nowhere", mKept.arg(2)));
         openWith(bytes);
         // What Qt reads counts, before a save ...
@@ -149,7 +150,7 @@ private Q_SLOTS:
         press("buttonReload");
         QCOMPARE(field<QSlider>("sliderNotify")->value(), 1);
         QCoreApplication::processEvents();
-        QCOMPARE(read(mFile), bytes);
+        QCOMPARE(readFile(mFile), bytes);
         const QMap<QString, QString> before = contents(mFile, bytes.startsWith("\xef\xbb\xbf"));
 
         // ... and after it. The client's log is told of the copy when all is done.
@@ -159,23 +160,23 @@ private Q_SLOTS:
         };
         configuration::instance()->set(permit, 1);
         QVERIFY(isSet);
-        QCOMPARE(read(mKept.arg(3)), bytes);
+        QCOMPARE(readFile(mKept.arg(3)), bytes);
         QCOMPARE(mHost->takeRequests(),
                  QStringList(QString("log at level 4 for connection (0): \"What the settings file "
                                      "held is kept in %1\"")
                                  .arg(mKept.arg(3))));
-        QTRY_VERIFY(read(mFile) != bytes);
+        QTRY_VERIFY(readFile(mFile) != bytes);
         const QMap<QString, QString> after = contents(mFile);
         for (auto one = before.begin(); one != before.end(); ++one)
             QCOMPARE(after.value(one.key()), one.value());
         // What Qt has written needs no copy, and an equal copy serves.
         configuration::instance()->set(permit, 1);
         QCoreApplication::processEvents();
-        write(mFile, bytes);
+        writeFile(mFile, bytes);
         configuration::instance()->set(permit, 1);
         QCoreApplication::processEvents();
         QVERIFY(!QFile::exists(mKept.arg(4)));
-        QCOMPARE(read(mKept.arg(1)), QByteArray("an earlier copy"));
+        QCOMPARE(readFile(mKept.arg(1)), QByteArray("an earlier copy"));
         QCOMPARE(mHost->takeRequests(), QStringList());
     }
 
@@ -219,10 +220,10 @@ private Q_SLOTS:
             file.setValue("long", QString(32767, QChar(0x20ac)));
             file.setValue("long, in quotes", QString(32767, 'x') + ';');
         }
-        const QByteArray bytes = read(mFile);
+        const QByteArray bytes = readFile(mFile);
         QVERIFY(bytes.size() > 200000);
         for (const QByteArray &one : {bytes, QByteArray(bytes).replace("\n", "\r\n\n \t\n")}) {
-            write(mFile, one);
+            writeFile(mFile, one);
             QVERIFY2(settingsFile::keep(mFile).copy.isEmpty(), one.left(4000));
         }
     }
@@ -231,7 +232,7 @@ private Q_SLOTS:
     {
         for (const char *bytes : {"\\a=1\na=2\n", "general\\a=1\n[%General]\na=2\n",
                                   "[%47eneral]\na=1\n[%General]\na=2\n"}) {
-            write(mFile, bytes);
+            writeFile(mFile, bytes);
             QVERIFY2(!settingsFile::keep(mFile).copy.isEmpty(), bytes);
             QVERIFY(QFile::remove(mFile));
         }
@@ -245,7 +246,7 @@ private Q_SLOTS:
             configuration::instance()->set(permit, i);
             QCoreApplication::processEvents();
         }
-        QCOMPARE(read(mKept.arg(1)), QByteArray("=====\n"));
+        QCOMPARE(readFile(mKept.arg(1)), QByteArray("=====\n"));
         QVERIFY(!QFile::exists(mKept.arg(2)));
     }
 
@@ -253,7 +254,7 @@ private Q_SLOTS:
     {
         openWith("; mine\nstaybolt.customNotify=a\n");
         press("buttonRemove");
-        QCOMPARE(read(mKept.arg(1)), QByteArray("; mine\nstaybolt.customNotify=a\n"));
+        QCOMPARE(readFile(mKept.arg(1)), QByteArray("; mine\nstaybolt.customNotify=a\n"));
     }
 
     void keepsOnAFullDisk()
@@ -261,8 +262,8 @@ private Q_SLOTS:
         const QByteArray bytes = "; mine\nstaybolt.customNotify=a\n";
         openWith(bytes);
         whileTheDiskIsFull([this] { press("buttonApply"); });
-        QCOMPARE(read(mFile), bytes);
-        QCOMPARE(read(mKept.arg(1)), bytes);
+        QCOMPARE(readFile(mFile), bytes);
+        QCOMPARE(readFile(mKept.arg(1)), bytes);
         QVERIFY(configuration::instance()->contains(notify));
     }
 
@@ -282,24 +283,24 @@ private Q_SLOTS:
         QFETCH(bool, isReloaded);
         openWith("a=1\n");
         whileTheDiskIsFull([] { configuration::instance()->set(permit, 1); });
-        write(mFile, bytes);
+        writeFile(mFile, bytes);
         static configuration another; // which keeps its settings object for good
         if (isReloaded)
             another.init("Kestrelsoft Staybolt");
         else
             configuration::instance()->set(notify, 1);
-        QCOMPARE(read(mKept.arg(1)), bytes);
+        QCOMPARE(readFile(mKept.arg(1)), bytes);
         QCOMPARE(mHost->takeRequests().size(), 1);
     }
 
     void keepsWhatCameWhileAWriteWasPending()
     {
         open();
-        write(mFile, "a=1\n");
+        writeFile(mFile, "a=1\n");
         configuration::instance()->set(permit, 1);
-        write(mFile, "a=2\n; mine\n");
+        writeFile(mFile, "a=2\n; mine\n");
         open(); // writes what is pending
-        QCOMPARE(read(mKept.arg(1)), QByteArray("a=2\n; mine\n"));
+        QCOMPARE(readFile(mKept.arg(1)), QByteArray("a=2\n; mine\n"));
         QCOMPARE(contents(mFile).value("a"), QString("2"));
         QCOMPARE(contents(mFile).value(permit), QString("1"));
     }
@@ -307,7 +308,7 @@ private Q_SLOTS:
     void readsAByteOrderMarkThatCameLater()
     {
         openWith("a=1\n");
-        write(mFile, "\xef\xbb\xbf[General]\na=gr\xc3\xbc\xc3\x9f\x65\n");
+        writeFile(mFile, "\xef\xbb\xbf[General]\na=gr\xc3\xbc\xc3\x9f\x65\n");
         configuration::instance()->set(permit, 1);
         configuration::instance()->set(notify, 1);
         QTRY_VERIFY(contents(mFile).contains(notify));
@@ -321,13 +322,13 @@ private Q_SLOTS:
         // On another file system where there is one, so that the bytes must be copied.
         const QTemporaryDir elsewhere("/dev/shm/staybolt");
         const QString folder = elsewhere.isValid() ? elsewhere.path() : mFolder->path();
-        write(folder + "/a.ini", "; mine\n");
+        writeFile(folder + "/a.ini", "; mine\n");
         QVERIFY(QFile::link(folder + "/a.ini", mFile));
         open();
         press("buttonApply");
         QCoreApplication::processEvents();
         QVERIFY(contents(mFile).contains(notify));
-        QCOMPARE(read(mKept.arg(1)), QByteArray("; mine\n"));
+        QCOMPARE(readFile(mKept.arg(1)), QByteArray("; mine\n"));
         QVERIFY(!QFileInfo(mKept.arg(1)).isSymLink());
     }
 
@@ -354,7 +355,7 @@ private Q_SLOTS:
         QVERIFY(chmod(qPrintable(mConfig), 0755) == 0);
         QCOMPARE(configuration::instance()->get(notify), QVariant(0));
         QCOMPARE(configuration::instance()->get(custom).toString(), "a");
-        QCOMPARE(read(mFile), bytes);
+        QCOMPARE(readFile(mFile), bytes);
         QCOMPARE(mHost->takeRequests().first(),
                  QString("log at level 2 for connection (0): \"The settings file could not be "
                          "copied to %1: Permission denied\"")
@@ -368,14 +369,14 @@ private Q_SLOTS:
         QCOMPARE(configuration::instance()->get("a/b").toString(), QString::fromUtf8("ü"));
         press("buttonReload");
         press("buttonApply");
-        QTRY_VERIFY(!read(mFile).startsWith("\xef\xbb\xbf"));
+        QTRY_VERIFY(!readFile(mFile).startsWith("\xef\xbb\xbf"));
         QCOMPARE(contents(mFile).value(custom), QString::fromUtf8("grüße"));
         QCOMPARE(contents(mFile).value("a/b"), QString::fromUtf8("ü"));
     }
 
     void leavesAFileThatItCannotRead()
     {
-        write(mFile, "staybolt.sendNotify=1\n");
+        writeFile(mFile, "staybolt.sendNotify=1\n");
         QVERIFY(QFile(mFile).setPermissions({}) && chmod(qPrintable(mFolder->path()), 0777) == 0
                 && chmod(qPrintable(mConfig), 0777) == 0);
         const uid_t user = geteuid();
@@ -387,7 +388,7 @@ private Q_SLOTS:
         QVERIFY(user != 0 || seteuid(0) == 0);
         QVERIFY(readsAsEmpty);
         QVERIFY(QFile(mFile).setPermissions(QFile::ReadOwner));
-        QCOMPARE(read(mFile), QByteArray("staybolt.sendNotify=1\n"));
+        QCOMPARE(readFile(mFile), QByteArray("staybolt.sendNotify=1\n"));
     }
 
     void formIsAsLaidOut()
@@ -560,7 +561,7 @@ private:
     void openWith(const QByteArray &bytes)
     {
         configuration::instance()->init("another file");
-        write(mFile, bytes);
+        writeFile(mFile, bytes);
         open();
     }
     void press(const char *button) { field<QPushButton>(button)->click(); }
@@ -577,18 +578,6 @@ private:
         work();
         QCoreApplication::processEvents();
         setrlimit(RLIMIT_FSIZE, &limit);
-    }
-
-    static void write(const QString &path, const QByteArray &bytes)
-    {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size());
-    }
-
-    static QByteArray read(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
     }
 
     /// What the file holds for somebody who has not read it before.

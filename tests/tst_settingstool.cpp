@@ -1,5 +1,6 @@
 #include "shared/settings/settingskeys.h"
 #include "standin/stage.h"
+#include "tests/files.h"
 
 #include <QLineEdit>
 #include <QProcess>
@@ -43,18 +44,6 @@ class TestSettingsTool : public QObject
     int tool(const QStringList &words)
     {
         return run(SETTINGS_TOOL, QStringList{"--file", mFile} + words);
-    }
-
-    QByteArray bytes() const
-    {
-        QFile file(mFile);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-    }
-
-    void write(const QByteArray &text) const
-    {
-        QFile file(mFile);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
     }
 
 private Q_SLOTS:
@@ -142,10 +131,10 @@ private Q_SLOTS:
         QFETCH(QStringList, words);
         QFETCH(QString, error);
         const QByteArray before = "; mine\n[General]\nkey=value\n";
-        write(before);
+        writeFile(mFile, before);
         QCOMPARE(tool(words), 2);
         QCOMPARE(mError, QString("staybolt-settings: %1\n").arg(error));
-        QCOMPARE(bytes(), before);
+        QCOMPARE(readFile(mFile), before);
     }
 
     void changesWhatItIsToldTo_data()
@@ -208,9 +197,9 @@ private Q_SLOTS:
         QFETCH(QByteArray, before);
         QFETCH(QByteArray, after);
         QFETCH(QString, warning);
-        write(before);
+        writeFile(mFile, before);
         QCOMPARE(tool(words), 0);
-        QCOMPARE(bytes(), after);
+        QCOMPARE(readFile(mFile), after);
         QCOMPARE(mError, QString());
         QCOMPARE(mOutput.section("WARNING: ", 1).trimmed(), warning);
         const char *seen = words.contains("notify")
@@ -226,7 +215,7 @@ private Q_SLOTS:
         const QByteArray before = "no value\nkey=value\n";
         const QString folder = mFolder->path();
         QVERIFY(QFile::copy(SETTINGS_TOOL, folder + "/tool"));
-        write(before);
+        writeFile(mFile, before);
         const auto refused = [&](const QString &path, const QString &script, const QString &why) {
             const QString start =
                 "tool() { $user \"$0/tool\" --file \"$file\" \"$@\"; }; file=$1; ";
@@ -262,7 +251,7 @@ private Q_SLOTS:
         // Only its owner may replace a file here.
         if (geteuid() == 0)
             refusedWith(01777, 0666, "FILE can't be written: Operation not permitted");
-        QCOMPARE(bytes(), before);
+        QCOMPARE(readFile(mFile), before);
         QCOMPARE(QDir(folder).entryList(QDir::Files).size(), 2);
     }
 
@@ -271,7 +260,7 @@ private Q_SLOTS:
         QVERIFY(QDir(mFolder->path()).mkdir(".ts3client"));
         mFile = mFolder->filePath(".ts3client/Kestrelsoft Staybolt.ini");
         QCOMPARE(run("env", {"HOME=" + mFolder->path(), SETTINGS_TOOL, "idledock", "on"}), 0);
-        QCOMPARE(bytes(), QByteArray("[General]\nmodule.staybolt.idleDock=true\n"));
+        QCOMPARE(readFile(mFile), QByteArray("[General]\nmodule.staybolt.idleDock=true\n"));
         QCOMPARE(run("env", {"-u", "HOME", SETTINGS_TOOL, "list"}), 2);
         QCOMPARE(mError,
                  QString("staybolt-settings: HOME is not set; name the settings file with "
@@ -288,7 +277,7 @@ private Q_SLOTS:
         constexpr int count = 20;
         QVERIFY(QDir(mFolder->path()).mkdir("elsewhere"));
         const QString link = mFolder->filePath("elsewhere/link.ini");
-        write("key=value\n");
+        writeFile(mFile, "key=value\n");
         QVERIFY(QFile::link(mFile, link));
         std::vector<std::unique_ptr<QProcess>> tools;
         const auto start = [&](const QString &file, int i) {
@@ -357,11 +346,13 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(mFile));
     }
 
-    void listsOneServer()
+    void listsAsAWhole()
     {
-        write("; mine\n[General]\nmodule.idleDock.ab%3D.target=1\nfoo=\xfc\n"
-              "module.idleDock.abc%3D.target=4294967338\n");
-        QCOMPARE(tool({"list", " abc= "}), 0);
+        writeFile(mFile,
+                  "; mine\n[General]\nstaybolt.sendNotify=TRUE\nstaybolt.customNotify=a,b\n"
+                  "staybolt.permitIdleDock=1\nmodule.staybolt.idleDock=1\nstaybolt.sendnotify=1\n"
+                  "foo=\xfc\nmodule.idleDock.abc%3D.target=4294967338\n");
+        QCOMPARE(tool({"list"}), 0);
         QCOMPARE(mOutput,
                  "Settings in " + mFile
                      + R"(
@@ -369,47 +360,73 @@ private Q_SLOTS:
     WARNING: not read, or only in part: line 1. The next change drops this )"
                        R"(from the file and keeps it in a copy.
     WARNING: the plug-in takes letters beyond ASCII for others than )"
-                       R"(your editor shows: line 4. staybolt-settings stores them right.
-staybolt.abc=
-    leave that server alone, whatever the value
-    server: abc=
-    stored: (absent)
-    the plug-in: the server is protected
+                       R"(your editor shows: line 8. staybolt-settings stores them right.
+staybolt.sendNotify
+    tell the mover, also where the move back was refused
+    stored: TRUE
+    the plug-in: on
+staybolt.customNotify
+    what the mover is told, also when it is empty
+    stored: a, b
+    the plug-in: movers are told ""
+    WARNING: an unquoted comma makes this a list, which the plug-in reads as empty
+staybolt.permitIdleDock
+    the dialog's own record of its first switch; it lets no move through
+    stored: 1
+    the plug-in: on, without effect
+module.staybolt.idleDock
+    let moves into the idleDock channel of a server through
+    stored: 1
+    the plug-in: on
+foo
+    unknown
+    stored: ü
+    the plug-in: ignores it
+    WARNING: nothing reads this key
 module.idleDock.abc=.target
     the idleDock channel on that server
     server: abc=
     stored: 4294967338
     the plug-in: channel 42
     WARNING: a channel is a number from 0 to 4294967295
+staybolt.sendnotify
+    leave that server alone, whatever the value
+    server: sendnotify
+    stored: 1
+    the plug-in: left alone
+    WARNING: this does not look like a server's unique id, which ends in = and )"
+                       R"(has 28 characters as a rule
 )");
+        QCOMPARE(tool({"list", " abc= "}), 0);
+        QVERIFY(mOutput.contains("staybolt.abc=\n    leave that server alone, whatever the value\n"
+                                 "    server: abc=\n    stored: (absent)\n    the plug-in: the "
+                                 "server is protected\nmodule.idleDock.abc=.target\n"));
+        QVERIFY(!mOutput.contains("\nfoo\n"));
     }
 
-    void listsEveryKindOfKey_data()
+    void listsEveryKindOfValue_data()
     {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QString>("facts");
-        QTest::newRow("on and unknown") << QByteArray(
-            "[General]\nstaybolt.sendNotify=TRUE\nstaybolt.customNotify=a,b\n"
-            "staybolt.permitIdleDock=1\nmodule.staybolt.idleDock=1\n"
-            "staybolt.sendnotify=1\nstaybolt.abc%3D=@Invalid()\nfoo=\"1, 2\"\nstaybolt.x%3D=1,2\n"
-            "module.idleDock.abc%3D.targe=\\xfc\n[staybolt.abC%2B]\nd9%3D=false\n")
-                                        << R"(
-staybolt.sendNotify: TRUE -> on
-staybolt.customNotify: a, b -> movers are told "", LIST
-staybolt.permitIdleDock: 1 -> on, without effect
+        QTest::newRow("on") << QByteArray(
+            "[General]\nstaybolt.sendNotify=yes\nmodule.staybolt.idleDock=1\n"
+            "staybolt.abc%3D=@Invalid()\nstaybolt.x%3D=1,2\n"
+            "module.idleDock.abc%3D.targe=\"1, 2\"\n[staybolt.abC%2B]\nd9%3D=false\n")
+                            << R"(
+staybolt.sendNotify: yes -> on
+staybolt.customNotify: (absent) -> movers are told "This operation is not permitted!"
+staybolt.permitIdleDock: (absent) -> off
 module.staybolt.idleDock: 1 -> on, no server has an idleDock channel
-foo: 1, 2 -> ignores it, nothing reads this key
-module.idleDock.abc=.targe: ü -> ignores it, nothing reads this key
+module.idleDock.abc=.targe: 1, 2 -> ignores it, nothing reads this key
 staybolt.abC+/d9=: false -> left alone
 staybolt.abc=:  -> left alone
-staybolt.sendnotify: 1 -> left alone, STRANGE
 staybolt.x=: 1, 2 -> left alone
 )";
-        QTest::newRow("off and absent")
-            << QByteArray("[General]\nstaybolt.customNotify=mine\nmodule.staybolt.idleDock=False\n"
-                          "module.idleDock.abc%3D.target=42\nmodule.idleDock.x.target=five\n"
-                          "module.idleDock.y%3D.target=1,2\n")
-            << R"(
+        QTest::newRow("off") << QByteArray(
+            "[General]\nstaybolt.customNotify=mine\nmodule.staybolt.idleDock=False\n"
+            "module.idleDock.abc%3D.target=42\nmodule.idleDock.x.target=five\n"
+            "module.idleDock.y%3D.target=1,2\n")
+                             << R"(
 staybolt.sendNotify: (absent) -> off
 staybolt.customNotify: mine -> movers are not told
 staybolt.permitIdleDock: (absent) -> off
@@ -420,11 +437,11 @@ module.idleDock.y=.target: 1, 2 -> channel 0, LIST
 )";
     }
 
-    void listsEveryKindOfKey()
+    void listsEveryKindOfValue()
     {
         QFETCH(QByteArray, text);
         QFETCH(QString, facts);
-        write(text);
+        writeFile(mFile, text);
         QCOMPARE(tool({"list"}), 0);
         // A line for each key, without what only explains it.
         mOutput.remove(QRegularExpression("\n    (?!stored|the plug-in|WARNING)[^\n]*"));
@@ -463,8 +480,10 @@ module.idleDock.y=.target: 1, 2 -> channel 0, LIST
     void completesIds()
     {
         mFile = mFolder->filePath("a b.ini");
-        write("[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nmodule.idleDock.xyz%3D.target=1\n"
-              "staybolt.%24%28touch%24%7BIFS%7Dpwned%29%3D=1\n");
+        writeFile(
+            mFile,
+            "[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nmodule.idleDock.xyz%3D.target=1\n"
+            "staybolt.%24%28touch%24%7BIFS%7Dpwned%29%3D=1\n");
         const auto completed = [&](const QString &words) {
             const QString script = "PATH=$(dirname \"$1\"):$PATH; cd \"$2\"; . " SOURCE_FOLDER
                                    "/settings-tool/staybolt-settings.bash-completion\n"
@@ -509,20 +528,20 @@ module.idleDock.y=.target: 1, 2 -> channel 0, LIST
         QFETCH(QByteArray, text);
         QFETCH(QString, warning);
         QFETCH(QByteArray, after);
-        write(text);
+        writeFile(mFile, text);
         QCOMPARE(tool({"list"}), 0);
         QStringList named;
         static const QRegularExpression lines("WARNING: [^:]*: line ([0-9, ]*)\\.");
         for (auto all = lines.globalMatch(mOutput); all.hasNext();)
             named.append(all.next().captured(1));
         QCOMPARE(named.join("; "), warning);
-        QCOMPARE(bytes(), text);
+        QCOMPARE(readFile(mFile), text);
 
         QCOMPARE(tool({"exclude", "abc="}), 0);
-        QCOMPARE(bytes(), after);
+        QCOMPARE(readFile(mFile), after);
         mFile = mFolder->filePath("Kestrelsoft Staybolt.kept-1.ini");
         QVERIFY2(mOutput.contains("is kept in " + mFile), qPrintable(mOutput));
-        QCOMPARE(bytes(), text);
+        QCOMPARE(readFile(mFile), text);
     }
 
     void documentsSayWhatIsTrue()

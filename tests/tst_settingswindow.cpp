@@ -1,4 +1,5 @@
 #include "settings-tool/settingswindow.h"
+#include "tests/files.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -21,18 +22,6 @@ class TestSettingsWindow : public QObject
     QScopedPointer<QTemporaryDir> mFolder;
     QString mFile;
     QScopedPointer<SettingsWindow> mWindow;
-
-    void write(const QByteArray &text) const
-    {
-        QFile file(mFile);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-    }
-
-    QByteArray bytes() const
-    {
-        QFile file(mFile);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(none)");
-    }
 
     void open()
     {
@@ -122,7 +111,7 @@ private Q_SLOTS:
     void showsWhatIsStored()
     {
         const auto shown = [&](const QByteArray &file) {
-            write(file);
+            writeFile(mFile, file);
             open();
             QStringList result{rows(), find<QLineEdit>("lineOwn")->text()};
             for (const char *name : {"radioOff", "radioStandard", "radioOwn", "checkIdleDock"}) {
@@ -136,7 +125,7 @@ private Q_SLOTS:
                 for (const QString &line : lines)
                     result.append(line.section(": ", 0, 0));
             }
-            if (button(QDialogButtonBox::Save)->isEnabled() || bytes() != file)
+            if (button(QDialogButtonBox::Save)->isEnabled() || readFile(mFile) != file)
                 result.append("changed");
             return result;
         };
@@ -224,27 +213,27 @@ private Q_SLOTS:
         QFETCH(QString, steps);
         QFETCH(QString, hint);
         QFETCH(QByteArray, after);
-        write(before);
+        writeFile(mFile, before);
         open();
         play(steps);
         QCOMPARE(hints(), hint);
-        QCOMPARE(bytes(), before);
+        QCOMPARE(readFile(mFile), before);
         // By its letter, which leaves the focus in the cell that is being edited.
         QTest::keyClick(mWindow.data(), Qt::Key_S, Qt::AltModifier);
         if (after == before) {
             QTRY_COMPARE(outcome(), "Not saved: " + hint);
             QCOMPARE(rows().count('!'), 1);
-            QCOMPARE(bytes(), before);
+            QCOMPARE(readFile(mFile), before);
             return;
         }
         QTRY_VERIFY(outcome().startsWith("Saved. A running client sees this after a restart"));
-        QCOMPARE(bytes(), after);
+        QCOMPARE(readFile(mFile), after);
         QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
     }
 
     void typesIntoWhatACellHolds()
     {
-        write("[General]\nmodule.idleDock.abc%3D.target=42\n");
+        writeFile(mFile, "[General]\nmodule.idleDock.abc%3D.target=42\n");
         open();
         play("channel 0 ");
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
@@ -268,7 +257,7 @@ private Q_SLOTS:
 
     void leavesWhatOthersChanged()
     {
-        write("[General]\nstaybolt.abc%3D=1\n");
+        writeFile(mFile, "[General]\nstaybolt.abc%3D=1\n");
         open();
         play("press checkIdleDock");
         QVERIFY(QFile::remove(mFile) && QDir().mkdir(mFile));
@@ -276,13 +265,15 @@ private Q_SLOTS:
         QCOMPARE(outcome(), QString("Not saved: %1 can't be read: Is a directory").arg(mFile));
         QVERIFY(QDir().rmdir(mFile));
 
-        write("; note\n[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nstaybolt.sendNotify=1\n");
+        writeFile(
+            mFile,
+            "; note\n[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nstaybolt.sendNotify=1\n");
         button(QDialogButtonBox::Save)->click();
         QCOMPARE(outcome(),
                  QString("Saved. What the file held before is kept in %1. A running client sees "
                          "this after a restart, or after its next Save.")
                      .arg(mFolder->filePath("a.kept-1.ini")));
-        QCOMPARE(bytes(),
+        QCOMPARE(readFile(mFile),
                  QByteArray("[General]\nmodule.staybolt.idleDock=true\nstaybolt.abc%3D=1\n"
                             "staybolt.abd%3D=1\nstaybolt.sendNotify=1\n"));
         QCOMPARE(rows(), QString("abc= x ; abd= x "));
@@ -295,7 +286,7 @@ private Q_SLOTS:
     {
         // Whether it asked, whether the window is still there, and what the file holds.
         const auto closed = [&](const QString &steps, QMessageBox::StandardButton answer) {
-            write("[General]\nstaybolt.sendNotify=1\n");
+            writeFile(mFile, "[General]\nstaybolt.sendNotify=1\n");
             open();
             play(steps);
             QString result = "not asked";
@@ -307,7 +298,8 @@ private Q_SLOTS:
             });
             QTest::keyClick(mWindow.data(), Qt::Key_Escape);
             QTest::qWait(1);
-            return result + (mWindow->isVisible() ? ", open, " : ", closed, ") + bytes().mid(10);
+            return result + (mWindow->isVisible() ? ", open, " : ", closed, ")
+                + readFile(mFile).mid(10);
         };
         const auto save = QMessageBox::Save;
         QCOMPARE(closed("press radioOff; press radioStandard; press buttonAdd; select 0", save),
