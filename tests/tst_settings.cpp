@@ -546,8 +546,9 @@ private Q_SLOTS:
         QCOMPARE(field<QSlider>("sliderNotify")->value(), 0);
         QCOMPARE(field<QSlider>("sliderIdleDock")->value(), 0);
 
-        settings->set(custom, "stored anew");
-        QCOMPARE(guiConfiguration(nullptr).findChild<QLineEdit *>()->text(), "stored anew");
+        const QString anew(40000, 'x'); // longer than a field takes by itself
+        settings->set(custom, anew);
+        QCOMPARE(guiConfiguration(nullptr).findChild<QLineEdit *>()->text(), anew);
     }
 
 private:
