@@ -170,8 +170,7 @@ StoredSettings::StoredSettings(const QString &path, Purpose purpose) : mPath(pat
         refuse(file.errorString());
     if (file.isOpen())
         mBytes = file.readAll();
-    QSettings settings(path, QSettings::IniFormat);
-    settingsFile::readAll(settings);
+    const QSettings settings(path, QSettings::IniFormat);
     const QStringList keys = settings.allKeys();
     for (const QString &key : keys)
         mValues.insert(key, settings.value(key));

@@ -194,7 +194,8 @@ QByteArray written(const Statement &statement)
     return line + '\n';
 }
 
-/// Whether this program finds a fault when it plays the statements.
+/// Whether this program finds a fault when it plays the statements. A scenario or a library that
+/// can't be used is none.
 bool goesWrong(const QString &library, const Statements &statements, QString *error)
 {
     const QTemporaryDir folder;
@@ -214,7 +215,8 @@ bool goesWrong(const QString &library, const Statements &statements, QString *er
     *error = QString::fromUtf8(host.readAllStandardError());
     if (host.exitStatus() == QProcess::CrashExit)
         *error += QStringLiteral("It ended with signal %1.\n").arg(host.exitCode());
-    return host.exitStatus() == QProcess::CrashExit || host.exitCode() != Scenario::Held;
+    return host.exitStatus() == QProcess::CrashExit
+        || (host.exitCode() != Scenario::Held && host.exitCode() != Scenario::Mistaken);
 }
 
 bool report(const QString &library, const Statements &statements, QTextStream &output,

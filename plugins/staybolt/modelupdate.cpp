@@ -7,7 +7,8 @@ namespace {
 
 // The client can call back, and so change the model, while we read from it. Known records are
 // therefore taken before as values, and tables are fetched only when everything is read, and only
-// for a record to store.
+// for a record to store. By then nobody may hold the whole table's records any more, since storing
+// would copy the table: they are read in a statement of their own.
 
 void storeClients(uint64 connection, const QList<Record> &records)
 {
