@@ -299,10 +299,24 @@ private Q_SLOTS:
         writeFile(mFile, "a=1\n");
         configuration::instance()->set(permit, 1);
         writeFile(mFile, "a=2\n; mine\n");
+        // The client may call us from inside its log, and then there is a store again.
+        bool isOpenWhenTold = false;
+        mHost->asked = [&](const standin::Request &, unsigned) {
+            isOpenWhenTold = configuration::instance()->contains("a");
+        };
         open(); // writes what is pending
+        QVERIFY(isOpenWhenTold);
         QCOMPARE(readFile(mKept.arg(1)), QByteArray("a=2\n; mine\n"));
         QCOMPARE(contents(mFile).value("a"), QString("2"));
         QCOMPARE(contents(mFile).value(permit), QString("1"));
+    }
+
+    void keepsNothingWhereNothingIsWritten()
+    {
+        openWith("; mine\na=1\n");
+        open();
+        QCOMPARE(QDir(mConfig).entryList(QDir::Files), QStringList("Kestrelsoft Staybolt.ini"));
+        QCOMPARE(mHost->takeRequests(), QStringList());
     }
 
     void readsAByteOrderMarkThatCameLater()

@@ -4,9 +4,8 @@
 #include "shared/settings/settingsfile.h"
 #include "shared/singleton.h"
 
+#include <QFile>
 #include <QSettings>
-
-#include <utility>
 
 namespace {
 
@@ -44,11 +43,24 @@ void configuration::init(QString name)
     const QString path =
         QStringLiteral("%1/%2.ini").arg(funcwrapper::instance()->getConfigPath()).arg(name);
     // What could not be written so far is written now, by the old object or, where an earlier life
-    // of the library left it behind, by the new one.
-    write([this] { delete std::exchange(mSettings, nullptr); });
+    // of the library left it behind, by the new one. Mostly there is nothing to write.
+    settingsFile::Kept ofOld;
+    if (mSettings) {
+        const QString old = mSettings->fileName();
+        const QByteArray before = settingsFile::read(old);
+        ofOld = settingsFile::keep(old);
+        delete mSettings;
+        if (settingsFile::read(old) == before) {
+            if (!ofOld.copy.isEmpty())
+                QFile::remove(ofOld.copy);
+            ofOld = {};
+        }
+    }
     const QByteArray before = settingsFile::read(path);
     mSettings = new QSettings(path, QSettings::IniFormat);
     settingsFile::readAll(*mSettings);
+    // Last, since the client may call us from inside its log.
+    report(ofOld);
     if (settingsFile::read(path) != before)
         report(settingsFile::keep(path, before));
 }
