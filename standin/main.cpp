@@ -214,6 +214,12 @@ int playAll(const Options &options, const QStringList &files)
     return play->finish(status);
 }
 
+[[noreturn]] void refuse(const QString &why)
+{
+    errors << why << '\n' << Qt::flush;
+    exit(Scenario::Mistaken);
+}
+
 /// The number that an option was given; ends the program when it is none.
 quint64 numberOf(const QCommandLineParser &parser, const QCommandLineOption &option, quint64 least,
                  quint64 most)
@@ -221,10 +227,9 @@ quint64 numberOf(const QCommandLineParser &parser, const QCommandLineOption &opt
     bool isNumber = false;
     const quint64 number = parser.value(option).toULongLong(&isNumber);
     if (!isNumber || number < least || number > most) {
-        errors << "--" << option.names().first() << " takes a number from " << least << " to "
-               << most << ", not \"" << parser.value(option) << "\"\n"
-               << Qt::flush;
-        exit(Scenario::Mistaken);
+        refuse(QStringLiteral("--%1 takes a number from %2 to %3, not \"%4\"")
+                   .arg(option.names().first(), QString::number(least), QString::number(most),
+                        parser.value(option)));
     }
     return number;
 }
@@ -302,6 +307,16 @@ int main(int argc, char *argv[])
                                                 "before it ended."),
                                  QStringLiteral("[scenario...]"));
     parser.process(application);
+
+    const bool isMadeUp = parser.isSet(random) || parser.isSet(bytes);
+    const bool isStory = parser.isSet(config) || parser.isSet(calls) || parser.isSet(settings)
+        || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
+    if (isMadeUp && isStory)
+        refuse(QStringLiteral("--random and --bytes go with --library and --seed alone"));
+    if (parser.isSet(random) && parser.isSet(bytes))
+        refuse(QStringLiteral("--random and --bytes exclude each other"));
+    if (parser.isSet(seed) && !parser.isSet(random))
+        refuse(QStringLiteral("--seed goes with --random"));
 
     Options options;
     // Programs are started with it that run elsewhere.

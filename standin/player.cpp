@@ -8,6 +8,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <map>
 #include <sstream>
@@ -310,6 +312,9 @@ bool playRandom(const QString &library, int count, quint64 seed, QTextStream &ou
         const QTemporaryDir folder;
         QStringList files;
         const int last = std::min(first + runsAtOnce, runs);
+        // A person wants to see that something goes on.
+        if (isatty(STDERR_FILENO) != 0)
+            errors << "\r" << first << " of " << runs << " runs held" << Qt::flush;
         for (int i = first; i < last; ++i) {
             QFile file(folder.filePath(QString::number(i)));
             files.append(file.fileName());
@@ -335,6 +340,8 @@ bool playRandom(const QString &library, int count, quint64 seed, QTextStream &ou
                << host.readAllStandardError() << Qt::flush;
         return false;
     }
+    if (isatty(STDERR_FILENO) != 0)
+        errors << '\r' << Qt::flush;
     output << runs << " runs of up to " << runLength << " events held, from seed " << seed
            << " on\n"
            << Qt::flush;
@@ -345,7 +352,10 @@ bool playBytes(const QString &library, const QByteArray &bytes, QTextStream &out
                QTextStream &errors)
 {
     Choices source(bytes);
-    return report(library, draw(source, runLength), output, errors);
+    if (!report(library, draw(source, runLength), output, errors))
+        return false;
+    output << "The run that these " << bytes.size() << " bytes stand for held.\n" << Qt::flush;
+    return true;
 }
 
 }

@@ -393,7 +393,7 @@ const QList<Scenario::Statement> &Scenario::statements()
          [](S s, W) {
              const QList<Request> &requests = s.mStage.host.requests;
              const QString nothing = QStringLiteral("nothing");
-             expectText(nothing, nothing,
+             expectText(QStringLiteral("request"), nothing,
                         requests.isEmpty() ? nothing : s.mStage.host.describe(requests.first()));
          }},
         {"expect in", "SERVER CLIENT CHANNEL", "somebody is in that channel", always,
@@ -509,7 +509,7 @@ void Scenario::play(const QString &line)
         if (statement.when == Statement::Loaded && !isLoaded)
             throw Mistake{QStringLiteral("the plug-in is not loaded; say \"load\" first")};
         if (statement.when == Statement::Unloaded && isLoaded)
-            throw Mistake{QStringLiteral("%1 comes before the plug-in is loaded").arg(name)};
+            throw Mistake{QStringLiteral("the plug-in is loaded already; say \"unload\" first")};
         if (!name.startsWith(QLatin1String("expect")))
             mCallsBefore = mStage.host.callCount;
         statement.play(*this, arguments);
@@ -553,7 +553,8 @@ Scenario::Outcome Scenario::playFile(const QString &path)
             return outcome;
     }
     if (!mExpects) {
-        mErrors << path << ':' << number << ": nothing is expected\n" << Qt::flush;
+        mErrors << path << ':' << number << ": there is no expectation, so this checks nothing\n"
+                << Qt::flush;
         return Mistaken;
     }
     return finish(QStringLiteral("%1:%2").arg(path).arg(number));

@@ -31,7 +31,7 @@ private:
         QProcess host;
         host.setWorkingDirectory(folder.path());
         host.start(STAYBOLT_HOST, QStringList{"--quiet", "a.scn"} + options);
-        QVERIFY(host.waitForFinished());
+        QVERIFY(host.waitForFinished(-1));
         const QString came = QString::fromUtf8(host.readAllStandardError());
         if (error.startsWith("The plug-in broke a rule"))
             QVERIFY2(came.split('\n').contains(error.trimmed()), qPrintable(came));
@@ -111,7 +111,7 @@ private Q_SLOTS:
 
         QProcess host;
         host.start(STAYBOLT_HOST, {"--settings", plugin, LACKING_LIBRARY});
-        QVERIFY(host.waitForFinished());
+        QVERIFY(host.waitForFinished(-1));
         QCOMPARE(QString::fromUtf8(host.readAllStandardError()),
                  QString("the plug-in %1 lacks ts3plugin_infoData\n").arg(LACKING_LIBRARY));
         QCOMPARE(host.exitCode(), 2);
@@ -142,8 +142,8 @@ private Q_SLOTS:
         row("unknown channel", "move Northgate Robin Nowhere\n", 2,
             "there is no channel \"Nowhere\"");
         row("setting while the plug-in reads", "setting a b\n", 2,
-            "setting comes before the plug-in is loaded");
-        row("nothing is expected", "say x\n", 2, "nothing is expected");
+            "the plug-in is loaded already; say \"unload\" first");
+        row("no expectation", "say x\n", 2, "there is no expectation, so this checks nothing");
         row("no request came", "expect move Northgate Robin Lobby password \"a\\b\"\n", 1,
             "request: expected: move you (7) to \"Lobby\" (1) on \"Northgate\" (1) with password "
             "\"a\\\\b\"; came: nothing");
@@ -167,7 +167,7 @@ private Q_SLOTS:
         QFETCH(QString, error);
         const QByteArray name = QTest::currentDataTag();
         if (name == "a request that nobody expected") {
-            error = "a.scn:8: nothing: expected: nothing; came: move you (7) to channel (0) on "
+            error = "a.scn:8: request: expected: nothing; came: move you (7) to channel (0) on "
                     "\"Northgate\" (1)\n";
         } else if (name == "another request came") {
             error = "a.scn:9: request: expected: log at level 3 for \"Northgate\" (1): "
@@ -216,7 +216,7 @@ private Q_SLOTS:
         qputenv("MISBEHAVIOUR", QTest::currentDataTag());
         QProcess host;
         host.start(STAYBOLT_HOST, {"--random", "20000", "--seed", "1", "--library", library});
-        QVERIFY(host.waitForFinished(100000));
+        QVERIFY(host.waitForFinished(-1));
         QCOMPARE(host.exitCode(), 1);
         const QByteArray errors = host.readAllStandardError();
         QVERIFY2(errors.contains(error), errors);
@@ -237,7 +237,7 @@ private Q_SLOTS:
         host.write("move Northgate Robin Nowhere\njump\nhelp mov\nmove Northgate Robin Den now\n"
                    "expect in Northgate Robin Lobby\nrename Northgate Robin R\u00f6bin\nshow\n"
                    "expect in Northgate R\u00f6bin Lobby\nquit\n");
-        QVERIFY(host.waitForFinished());
+        QVERIFY(host.waitForFinished(-1));
         const QString came = QString::fromUtf8(host.readAllStandardOutput()).remove('\r');
         for (const char *line :
              {"there is no channel \"Nowhere\"\n", "there is no statement \"jump\"; say \"help\"\n",
@@ -259,7 +259,7 @@ private Q_SLOTS:
             host.setProcessEnvironment(all);
             host.start(STAYBOLT_HOST, arguments);
             host.closeWriteChannel();
-            return host.waitForFinished() && host.exitStatus() == QProcess::NormalExit
+            return host.waitForFinished(-1) && host.exitStatus() == QProcess::NormalExit
                 ? host.exitCode()
                 : -1;
         };
@@ -269,6 +269,13 @@ private Q_SLOTS:
         for (const char *number : {"x", "0", "-1", "3000000000", ""})
             QCOMPARE(run({}, {"--random", number}), 2);
         QCOMPARE(run({}, {"--random", "1", "--seed", "x"}), 2);
+        // What would be ignored is refused.
+        for (const QStringList &words : {QStringList{"--random", "1", "-"},
+                                         {"--bytes", "/dev/null", "-"},
+                                         {"--seed", "1"},
+                                         {"--random", "1", "--bytes", "/dev/null"},
+                                         {"--random", "1", "--config", "/"}})
+            QVERIFY2(run({}, words) == 2, qPrintable(words.join(' ')));
     }
 };
 
