@@ -26,7 +26,10 @@ takes_nothing() {
 quietly() {
     local log=$1
     shift
-    mkdir -p "$(dirname "$log")"
+    if ! { mkdir -p "$(dirname "$log")" && touch "$log"; } 2>/dev/null; then
+        echo "$0: $(dirname "$log") belongs to another user. Delete it, or run this as that user." >&2
+        exit 1
+    fi
     if ! "$@" >"$log" 2>&1; then
         echo "$* failed. Its output is in $log and ends with:" >&2
         tail -n 20 "$log" >&2
@@ -34,19 +37,9 @@ quietly() {
     fi
 }
 
-# source_time: the time of the sources in seconds, for packages that are to be made again. Says on
-# standard error where git was asked and did not answer.
-source_time() {
-    local answer
-    if [ -n "${SOURCE_DATE_EPOCH:-}" ]; then
-        echo "$SOURCE_DATE_EPOCH"
-    elif [ -e .git ] && answer=$(git log -1 --format=%ct 2>&1); then
-        echo "$answer"
-    else
-        [ ! -e .git ] || echo "git does not tell the time of the commit, so CHANGELOG.md does: ${answer:-}" >&2
-        date -u -d "$(sed -nE 's/^## [0-9.]+, ([0-9-]+)$/\1/p' CHANGELOG.md | head -n 1)" +%s
-    fi
-}
+# source_time: the date of the newest version in CHANGELOG.md, in seconds. Packages bear it, so that
+# whoever makes them gets the same bytes, also from an archive of the sources.
+source_time() { date -u -d "$(sed -nE 's/^## [0-9.]+, ([0-9-]+)$/\1/p;T;q' CHANGELOG.md)" +%s; }
 
 # sources FOLDER...: the files in these folders, whether or not git is there.
 sources() { find "$@" -type f | sort; }
