@@ -129,7 +129,7 @@ const std::vector<Event> &events()
     using Calls = Floor<false>;
     using Decode = Floor<true>;
     static const std::vector<Event> all{
-        {"forced move, same",
+        {"forced move, unchanged",
          forcedMove,
          Calls::forcedMove,
          Decode::forcedMove,
@@ -150,7 +150,7 @@ const std::vector<Event> &events()
          forget,
          false,
          {1000}},
-        {"channel event, same",
+        {"channel event, unchanged",
          channelEvent,
          Calls::channels,
          Decode::channels,
