@@ -197,7 +197,8 @@ QString commands::help()
     return result;
 }
 
-void commands::run(const QString &path, QStringList words, QTextStream &output)
+void commands::run(const QString &path, std::chrono::seconds patience, QStringList words,
+                   QTextStream &output)
 {
     const QString name = words.takeFirst();
     QStringList usages;
@@ -209,11 +210,11 @@ void commands::run(const QString &path, QStringList words, QTextStream &output)
             continue;
         }
         const bool isReader = one.run == list;
-        StoredSettings settings(
-            path, isReader ? StoredSettings::Purpose::Read : StoredSettings::Purpose::Change);
+        const auto settings = isReader ? std::make_unique<StoredSettings>(path)
+                                       : std::make_unique<StoredSettings>(path, patience);
         if (isReader)
             output << "Settings in " << path << "\n\n";
-        one.run({settings, words, output});
+        one.run({*settings, words, output});
         return;
     }
     if (usages.isEmpty())

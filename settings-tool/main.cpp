@@ -19,6 +19,7 @@
 namespace {
 
 constexpr int mistakeStatus = 2;
+constexpr int longestWait = 3600;
 
 /// Whether there is a display to try. Qt ends a program that can't reach the one that is set,
 /// unless it is told what else to take.
@@ -62,6 +63,13 @@ int run(int &argc, char *argv[])
         QStringLiteral("FILE"),
         home.isEmpty() ? QString() : home + QStringLiteral("/.ts3client/Kestrelsoft Staybolt.ini"));
     parser.addOption(file);
+    const QCommandLineOption wait(
+        QStringLiteral("wait"),
+        QStringLiteral("How long to wait for another staybolt-settings that changes a file in the "
+                       "same folder, %1 by default.")
+            .arg(StoredSettings::usualPatience.count()),
+        QStringLiteral("SECONDS"), QString::number(StoredSettings::usualPatience.count()));
+    parser.addOption(wait);
     parser.addPositionalArgument(
         QStringLiteral("command"),
         QStringLiteral("See above. An id or a text that begins with a dash stands behind --."),
@@ -76,10 +84,16 @@ int run(int &argc, char *argv[])
     const QString path = parser.value(file);
     if (path.isEmpty() && parser.isSet(file))
         throw Mistake{QStringLiteral("--file takes the name of a file")};
+    bool isNumber = false;
+    const std::chrono::seconds patience(parser.value(wait).toUInt(&isNumber));
+    if (!isNumber || patience.count() > longestWait) {
+        throw Mistake{QStringLiteral("--wait takes a number of seconds from 0 to %1, not \"%2\"")
+                          .arg(QString::number(longestWait), parser.value(wait))};
+    }
     if (!words.isEmpty() && !parser.isSet(help)) {
         QString text;
         QTextStream output(&text);
-        commands::run(path, words, output);
+        commands::run(path, patience, words, output);
         print(text);
         return 0;
     }
@@ -89,7 +103,7 @@ int run(int &argc, char *argv[])
         application = std::make_unique<QApplication>(argc, argv);
         if (isChosen || QGuiApplication::platformName() != QLatin1String("offscreen")) {
             QGuiApplication::setDesktopFileName(QStringLiteral("staybolt-settings"));
-            SettingsWindow window(path);
+            SettingsWindow window(path, patience);
             window.show();
             return QApplication::exec();
         }

@@ -98,7 +98,8 @@ void say(QLabel *label, const QString &text)
 
 }
 
-SettingsWindow::SettingsWindow(const QString &path) : mUi(new Ui_SettingsWindow), mPath(path)
+SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patience) :
+    mUi(new Ui_SettingsWindow), mPath(path), mPatience(patience)
 {
     mUi->setupUi(this);
     setWindowFlag(Qt::WindowMinimizeButtonHint);
@@ -159,7 +160,7 @@ void SettingsWindow::load()
 {
     mStored.reset();
     try {
-        mStored.reset(new StoredSettings(mPath, StoredSettings::Purpose::Read));
+        mStored.reset(new StoredSettings(mPath));
     } catch (const Mistake &mistake) {
         say(mUi->labelOutcome, mistake.message);
     }
@@ -206,7 +207,7 @@ bool SettingsWindow::save()
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
-        notes += StoredSettings(mPath, StoredSettings::Purpose::Change).change(values);
+        notes += StoredSettings(mPath, mPatience).change(values);
     } catch (const Mistake &mistake) {
         return refuse(mistake.message);
     }

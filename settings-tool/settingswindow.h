@@ -16,7 +16,9 @@ class SettingsWindow : public QDialog
 
 public:
     /// For the settings file `path`; an empty path stands for one that nobody named.
-    explicit SettingsWindow(const QString &path);
+    /// A Save waits for others that change the file for as long as `patience`.
+    explicit SettingsWindow(const QString &path,
+                            std::chrono::seconds patience = StoredSettings::usualPatience);
     ~SettingsWindow() override;
 
 public Q_SLOTS:
@@ -48,6 +50,7 @@ private:
 
     const QScopedPointer<Ui_SettingsWindow> mUi;
     const QString mPath;
+    const std::chrono::seconds mPatience;
     /// What the fields showed at first; none where the file can't be read.
     QScopedPointer<StoredSettings> mStored;
 };

@@ -119,7 +119,7 @@ QString numbers(const QVector<int> &lines)
 class StoredSettings::FolderLock
 {
 public:
-    explicit FolderLock(const QString &folder) :
+    FolderLock(const QString &folder, std::chrono::seconds patience) :
         mFolder(open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
         if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR))
@@ -129,9 +129,10 @@ public:
         while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
             if (deadline.hasExpired()) {
                 close(mFolder);
-                throw Mistake{QStringLiteral("waited 15 seconds for another staybolt-settings that "
-                                             "changes a file in %1")
-                                  .arg(folder)};
+                throw Mistake{
+                    QStringLiteral("waited %1 s for another staybolt-settings that changes "
+                                   "a file in %2")
+                        .arg(QString::number(patience.count()), folder)};
             }
             QThread::msleep(pauseMs);
         }
@@ -145,18 +146,24 @@ public:
     FolderLock &operator=(const FolderLock &) = delete;
 
 private:
-    static constexpr std::chrono::seconds patience{15};
     static constexpr unsigned long pauseMs = 20;
 
     int mFolder;
 };
 
-StoredSettings::StoredSettings(const QString &path, Purpose purpose) : mPath(path)
+StoredSettings::StoredSettings(const QString &path) : StoredSettings(path, nullptr) { }
+
+StoredSettings::StoredSettings(const QString &path, std::chrono::seconds patience) :
+    StoredSettings(
+        path, path.isEmpty() ? nullptr : std::make_unique<FolderLock>(folderOf(path), patience))
+{
+}
+
+StoredSettings::StoredSettings(const QString &path, std::unique_ptr<FolderLock> lock) :
+    mPath(path), mLock(std::move(lock))
 {
     if (path.isEmpty())
         throw Mistake{QStringLiteral("HOME is not set; name the settings file with --file")};
-    if (purpose == Purpose::Change)
-        mLock = std::make_unique<FolderLock>(folderOf(path));
     QFile file(path);
     const QFileInfo info(path);
     const auto refuse = [&](const QString &why) {

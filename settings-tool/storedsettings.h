@@ -7,6 +7,7 @@
 #include <QVariant>
 #include <QVector>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -21,10 +22,8 @@ struct Mistake
 class StoredSettings
 {
 public:
-    enum class Purpose {
-        Read,
-        Change ///< Keeps others of this tool from the file as long as this lives.
-    };
+    /// How long to wait for others of this tool that change the file.
+    static constexpr std::chrono::seconds usualPatience{15};
 
     /// A key of the file, or one that could be there.
     struct Fact
@@ -46,10 +45,12 @@ public:
         std::optional<uint> idleDockChannel;
     };
 
-    /// Throws a Mistake when the file can't be read, or when somebody else goes on changing it. A
-    /// file that is not there reads as an empty one; an empty path stands for one that nobody
-    /// named.
-    StoredSettings(const QString &path, Purpose purpose);
+    /// Reads the file. Throws a Mistake when it can't be read. A file that is not there reads as an
+    /// empty one; an empty path stands for one that nobody named.
+    explicit StoredSettings(const QString &path);
+    /// Reads the file for a change, and keeps others of this tool from it as long as this lives.
+    /// Throws a Mistake also when one of them goes on changing it for longer than `patience`.
+    StoredSettings(const QString &path, std::chrono::seconds patience);
     ~StoredSettings();
     StoredSettings(const StoredSettings &) = delete;
     StoredSettings &operator=(const StoredSettings &) = delete;
@@ -78,6 +79,7 @@ public:
 private:
     class FolderLock;
 
+    StoredSettings(const QString &path, std::unique_ptr<FolderLock> lock);
     Fact factOf(const QString &key) const;
     QString effectOf(const settingsKeys::Key &key, const QString &stored) const;
     QStringList warningsOf(const settingsKeys::Key &key, const Fact &fact) const;
