@@ -1,10 +1,8 @@
 #include "settings-tool/commands.h"
 
-#include "settings-tool/storedsettings.h"
+#include "settings-tool/draft.h"
 
-using settingsKeys::customNotify;
-using settingsKeys::excludedServer;
-using settingsKeys::sendNotify;
+#include <limits>
 
 namespace {
 
@@ -12,156 +10,168 @@ namespace {
 struct Job
 {
     StoredSettings &settings;
+    Draft draft;
     QStringList words; // behind the command
     QTextStream &output;
-
-    void show(const StoredSettings::Fact &fact) const
-    {
-        output << fact.key << "\n    " << fact.meaning << '\n';
-        if (fact.uid)
-            output << "    server: " << *fact.uid << '\n';
-        output << "    stored: " << fact.stored << "\n    the plug-in: " << fact.effect << '\n';
-        warn(fact.warnings);
-    }
 
     void warn(const QStringList &warnings) const
     {
         for (const QString &warning : warnings)
-            output << "    WARNING: " << warning << '\n';
+            output << "WARNING: " << warning << '\n';
     }
 
-    void change(const QVariantMap &values, const QString &done) const
+    /// Stores what the draft changes.
+    void save(const QString &done) const
     {
-        const QStringList notes = settings.change(values);
+        const QStringList notes = settings.change(draft.changes());
         output << done << '\n' << notes.join(QLatin1Char('\n')) << '\n';
     }
 };
 
-[[noreturn]] void refuse(const QString &why) { throw Mistake{why}; }
+[[noreturn]] void refuse(const QString &why) { throw Error{why}; }
 
-/// The server that a command is about.
-QString uidOf(const Job &job)
+/// The server that a command is about, in the draft.
+int serverOf(Job &job)
 {
     QString uid = job.words.constFirst();
-    // One that was copied brings blanks along.
-    if (!job.settings.contains(storedKey(excludedServer, uid))
-        && !job.settings.contains(storedKey(settingsKeys::idleDockTarget, uid)))
-        uid = uid.trimmed();
-    const QString mistake = mistakeIn(uid);
-    if (!mistake.isEmpty())
-        refuse(mistake);
-    return uid;
+    if (!job.settings.servers().contains(uid)) {
+        uid = uid.trimmed(); // a copied id may bring blanks along
+        const QString error = errorInUid(uid);
+        if (!error.isEmpty())
+            refuse(error);
+    }
+    return job.draft.indexOf(uid);
 }
 
-void list(const Job &job)
+/// Stores what the draft says about a server, with %1 in `done` for its id.
+void saveServer(Job &job, int index, const QString &done)
 {
-    job.warn(job.settings.fileWarnings());
-    const QVector<StoredSettings::Fact> facts =
-        job.words.isEmpty() ? job.settings.facts() : job.settings.factsOf(uidOf(job));
-    for (const StoredSettings::Fact &fact : facts)
-        job.show(fact);
+    const QString error = job.draft.errorIn(index);
+    if (!error.isEmpty())
+        refuse(error);
+    job.save(done.arg(job.draft.servers.at(index).uid));
+    job.warn(job.draft.warningsOf(index));
 }
 
-void exclude(const Job &job)
+bool list(Job &job)
 {
-    const QString uid = uidOf(job);
-    job.change({{storedKey(excludedServer, uid), true}},
-               QStringLiteral("The server %1 is left alone.").arg(uid));
-    job.warn(warningsOf(uid));
+    const bool isAboutAll = job.words.isEmpty();
+    job.warn(job.settings.warnings());
+    QVector<StoredSettings::Entry> entries = job.settings.entries();
+    if (isAboutAll) {
+        const QString warning = job.draft.warningOfIdleDock();
+        job.warn(warning.isEmpty() ? QStringList() : QStringList(warning));
+        for (int i = 0; i < job.draft.servers.size(); ++i)
+            job.warn(job.draft.warningsOf(i));
+    } else {
+        const int index = serverOf(job);
+        job.warn(job.draft.warningsOf(index));
+        entries = job.settings.entriesOf(job.draft.servers.at(index).uid);
+    }
+    for (const StoredSettings::Entry &entry : entries) {
+        job.output << entry.key << "\n    " << entry.meaning << '\n';
+        if (entry.uid)
+            job.output << "    server: " << *entry.uid << '\n';
+        job.output << "    stored: " << entry.stored << "\n    the plug-in: " << entry.effect
+                   << '\n';
+    }
+    return true;
 }
 
-void include(const Job &job)
+bool exclude(Job &job)
 {
-    const QString uid = uidOf(job);
-    if (!job.settings.contains(storedKey(excludedServer, uid)))
-        refuse(QStringLiteral("the server %1 is not excluded").arg(uid));
-    job.change({{storedKey(excludedServer, uid), QVariant()}},
-               QStringLiteral("The server %1 is protected.").arg(uid));
-    job.warn(warningsOf(uid));
+    const int index = serverOf(job);
+    job.draft.servers[index].isLeftAlone = true;
+    saveServer(job, index, QStringLiteral("Staybolt leaves %1 alone."));
+    return true;
 }
 
-void idleDock(const Job &job)
+bool include(Job &job)
+{
+    const int index = serverOf(job);
+    Draft::Server &server = job.draft.servers[index];
+    if (!server.isLeftAlone)
+        refuse(QStringLiteral("%1 is not excluded").arg(server.uid));
+    server.isLeftAlone = false;
+    job.save(QStringLiteral("Staybolt protects you on %1 again.").arg(server.uid));
+    return true;
+}
+
+bool allowIdleDock(Job &job)
 {
     const QString state = job.words.constFirst();
-    const bool isOn = state == QLatin1String("on");
-    if (!isOn && state != QLatin1String("off"))
-        refuse(QStringLiteral("idledock takes on or off, not %1").arg(state));
-    job.change({{settingsKeys::idleDock.text(), isOn}},
-               isOn ? QStringLiteral("Moves into the idleDock channel of a server are let through.")
-                    : QStringLiteral("Moves into the idleDock channel of a server are undone."));
-    if (isOn && !job.settings.hasIdleDockChannel()) {
-        job.warn({QStringLiteral("no server has an idleDock channel yet; say staybolt-settings "
-                                 "idledock-target UID CHANNEL")});
+    job.draft.allowsIdleDock = state == QLatin1String("on");
+    if (!job.draft.allowsIdleDock && state != QLatin1String("off"))
+        return false;
+    job.save(job.draft.allowsIdleDock ? QStringLiteral("Moves into idleDock channels are allowed.")
+                                      : QStringLiteral("Moves into idleDock channels are undone."));
+    const QString warning = job.draft.warningOfIdleDock();
+    if (!warning.isEmpty()) {
+        job.warn(
+            {warning + QStringLiteral(" Set one: staybolt-settings idledock-target UID CHANNEL")});
     }
+    return true;
 }
 
-void idleDockTarget(const Job &job)
+bool setIdleDockChannel(Job &job)
 {
-    const QString uid = uidOf(job);
+    const int index = serverOf(job);
     const QString text = job.words.constLast();
-    const QString key = storedKey(settingsKeys::idleDockTarget, uid);
-    const std::optional<uint> channel = channelIn(text);
-    if (channel) {
-        job.change({{key, *channel}},
-                   QStringLiteral("The idleDock channel of the server %1 is %2.")
-                       .arg(uid, QString::number(*channel)));
-    } else if (text != QLatin1String("none")) {
-        refuse(QStringLiteral("%1 or none, not %2").arg(whatAChannelIs(), text));
-    } else if (!job.settings.contains(key)) {
-        refuse(QStringLiteral("the server %1 has no idleDock channel").arg(uid));
-    } else {
-        job.change({{key, QVariant()}},
-                   QStringLiteral("The server %1 has no idleDock channel any more.").arg(uid));
+    Draft::Server &server = job.draft.servers[index];
+    if (text != QLatin1String("none")) {
+        const std::optional<uint> channel = channelIn(text);
+        if (!channel)
+            refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
+        server.channel = QString::number(*channel);
+        saveServer(job, index,
+                   QStringLiteral("The idleDock channel of %1 is ") + server.channel
+                       + QLatin1Char('.'));
+        return true;
     }
-    job.warn(warningsOf(uid));
+    if (server.channel.isEmpty())
+        refuse(QStringLiteral("%1 has no idleDock channel").arg(server.uid));
+    server.channel.clear();
+    job.save(QStringLiteral("%1 has no idleDock channel any more.").arg(server.uid));
+    return true;
 }
 
-/// Has movers told what `values` say, which is `text`.
-void tell(const Job &job, QVariantMap values, const QString &text)
-{
-    values.insert(sendNotify.text(), 1);
-    job.change(values, QStringLiteral("Movers are told \"%1\".").arg(text));
-}
-
-void notifyText(const Job &job)
-{
-    if (job.words.constFirst() != QLatin1String("text")) {
-        refuse(QStringLiteral("a text with blanks must stand in quotes: notify text \"%1\"")
-                   .arg(job.words.join(QLatin1Char(' '))));
-    }
-    const QString text = job.words.constLast();
-    tell(job, {{customNotify.text(), text}}, text);
-}
-
-void notify(const Job &job)
+bool setNotice(Job &job)
 {
     const QString word = job.words.constFirst();
-    if (word == QLatin1String("text"))
-        refuse(QStringLiteral("notify text takes the text as well"));
-    if (word == QLatin1String("off")) {
-        job.change({{sendNotify.text(), 0}}, QStringLiteral("Movers are not told."));
-    } else if (word == QLatin1String("on")) {
-        tell(job, {}, job.settings.notice());
-    } else if (word == QLatin1String("standard")) {
-        tell(job, {{customNotify.text(), QVariant()}}, QLatin1String(settingsKeys::standardNotice));
+    Draft &draft = job.draft;
+    if (word != QLatin1String("text") && job.words.size() > 1)
+        return false;
+    if (word == QLatin1String("on") || word == QLatin1String("standard")) {
+        const bool hasOwn = job.settings.contains(settingsKeys::customNotify.text());
+        draft.notice =
+            hasOwn && word == QLatin1String("on") ? Draft::Notice::Own : Draft::Notice::Standard;
+    } else if (word == QLatin1String("text") && job.words.size() == 2) {
+        draft.notice = Draft::Notice::Own;
+        draft.ownText = job.words.constLast();
+    } else if (word == QLatin1String("text") && job.words.size() > 2) {
+        refuse(QStringLiteral("put the message in quotes: staybolt-settings notify text \"%1\"")
+                   .arg(job.words.mid(1).join(QLatin1Char(' '))));
+    } else if (word == QLatin1String("off")) {
+        draft.notice = Draft::Notice::Off;
     } else {
-        tell(job, {{customNotify.text(), word}}, word);
+        return false;
     }
-    static const QStringList words{QStringLiteral("on"), QStringLiteral("off"),
-                                   QStringLiteral("standard"), QStringLiteral("text")};
-    const QString meant = word.toLower();
-    if (meant != word && words.contains(meant)) {
-        job.warn(
-            {QStringLiteral("\"%1\" counts as a text here; the word is \"%2\"").arg(word, meant)});
-    }
+    job.save(draft.notice == Draft::Notice::Off
+                 ? QStringLiteral("Whoever moves you is not told.")
+                 : QStringLiteral("Whoever moves you is told \"%1\".")
+                       .arg(draft.notice == Draft::Notice::Own
+                                ? draft.ownText
+                                : QLatin1String(settingsKeys::standardNotice)));
+    return true;
 }
 
 struct Command
 {
     const char *name;
     const char *arguments; // as the help names them
-    int count;
-    void (*run)(const Job &job);
+    int least;
+    int most;
+    bool (*run)(Job &job); ///< returns whether it understood the arguments
     const char *purpose;
 
     QString usage() const
@@ -171,28 +181,29 @@ struct Command
 };
 
 constexpr Command all[] = {
-    {"list", "", 0, list, "each key, what is stored and what the plug-in makes of it"},
-    {"list", "UID", 1, list, "the same for one server"},
-    {"exclude", "UID", 1, exclude, "leave the server with that unique id alone"},
-    {"include", "UID", 1, include, "protect you on that server again"},
-    {"idledock", "on|off", 1, idleDock,
-     "let moves into the idleDock channels through, or undo them"},
-    {"idledock-target", "UID CHANNEL|none", 2, idleDockTarget,
-     "the idleDock channel on that server"},
-    {"notify", "on|off", 1, notify, "whether movers are told: your text, else the standard notice"},
-    {"notify", "standard", 1, notify, "tell them the standard notice, and remove your text"},
-    {"notify", "text TEXT", 2, notifyText, "tell them that text"},
+    {"list", "[UID]", 0, 1, list, "show all settings, or those of one server"},
+    {"exclude", "UID", 1, 1, exclude, "leave that server alone"},
+    {"include", "UID", 1, 1, include, "protect you on that server again"},
+    {"idledock", "on|off", 1, 1, allowIdleDock, "allow moves into idleDock channels, or undo them"},
+    {"idledock-target", "UID CHANNEL|none", 2, 2, setIdleDockChannel,
+     "set the idleDock channel of that server"},
+    {"notify", "on|off|standard|text TEXT", 1, std::numeric_limits<int>::max(), setNotice,
+     "tell whoever moves you: your message, nothing, the standard\nnotice (this removes your "
+     "message), or a new message"},
 };
 
 }
 
 QString commands::help()
 {
+    constexpr int column = 36;
     QString result = QStringLiteral("Commands:");
     for (const Command &one : all) {
-        constexpr int column = 34;
-        result +=
-            QStringLiteral("\n  ") + one.usage().leftJustified(column) + QLatin1String(one.purpose);
+        const QString purpose =
+            QString(QLatin1String(one.purpose))
+                .replace(QLatin1Char('\n'),
+                         QLatin1Char('\n') + QString(column + 2, QLatin1Char(' ')));
+        result += QStringLiteral("\n  ") + one.usage().leftJustified(column) + purpose;
     }
     return result;
 }
@@ -201,24 +212,21 @@ void commands::run(const QString &path, std::chrono::seconds patience, QStringLi
                    QTextStream &output)
 {
     const QString name = words.takeFirst();
-    QStringList usages;
     for (const Command &one : all) {
         if (name != QLatin1String(one.name))
             continue;
-        if (words.size() != one.count) {
-            usages.append(one.usage());
-            continue;
-        }
+        const QString usage = QStringLiteral("Usage: staybolt-settings %1").arg(one.usage());
+        if (words.size() < one.least || words.size() > one.most)
+            refuse(usage);
         const bool isReader = one.run == list;
         const auto settings = isReader ? std::make_unique<StoredSettings>(path)
                                        : std::make_unique<StoredSettings>(path, patience);
         if (isReader)
             output << "Settings in " << path << "\n\n";
-        one.run({*settings, words, output});
+        Job job{*settings, Draft(*settings), words, output};
+        if (!one.run(job))
+            refuse(usage);
         return;
     }
-    if (usages.isEmpty())
-        refuse(QStringLiteral("there is no command \"%1\"; see --help").arg(name));
-    refuse(QStringLiteral("%1 takes other arguments: %2; see --help")
-               .arg(name, usages.join(QStringLiteral(", "))));
+    refuse(QStringLiteral("there is no command \"%1\". See --help.").arg(name));
 }

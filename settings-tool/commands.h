@@ -13,7 +13,7 @@ namespace commands {
 QString help();
 
 /// Carries out a command on the settings file `path` and says in `output` what came of it. Waits
-/// for others that change the file for as long as `patience`. Throws a Mistake when it can't be
+/// for others that change the file for as long as `patience`. Throws an Error when it can't be
 /// done.
 void run(const QString &path, std::chrono::seconds patience, QStringList words,
          QTextStream &output);

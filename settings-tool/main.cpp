@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr int mistakeStatus = 2;
+constexpr int errorStatus = 2;
 constexpr int longestWait = 3600;
 
 /// Whether there is a display to try. Qt ends a program that can't reach the one that is set,
@@ -38,8 +38,8 @@ void print(const QString &text)
     output << text;
     output.flush();
     if (fflush(stdout) != 0 || output.status() != QTextStream::Ok) {
-        throw Mistake{QStringLiteral("the output can't be written: %1")
-                          .arg(QString::fromLocal8Bit(strerror(errno)))};
+        throw Error{QStringLiteral("the output can't be written: %1")
+                        .arg(QString::fromLocal8Bit(strerror(errno)))};
     }
 }
 
@@ -49,8 +49,8 @@ int run(int &argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral(
-            "Shows and changes the settings of the Kestrelsoft Staybolt plug-in, without "
-            "a command in a window.\n\n")
+            "Shows and changes the settings of the Kestrelsoft Staybolt plug-in. Without "
+            "a command it\nopens a window.\n\n")
         + commands::help());
     const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")},
                                   QStringLiteral("Displays this help."));
@@ -72,10 +72,10 @@ int run(int &argc, char *argv[])
     parser.addOption(wait);
     parser.addPositionalArgument(
         QStringLiteral("command"),
-        QStringLiteral("See above. An id or a text that begins with a dash stands behind --."),
+        QStringLiteral("See above. Put -- before an id or a message that begins with a dash."),
         QStringLiteral("[command [--] [argument...]]"));
     if (!parser.parse(QCoreApplication::arguments()))
-        throw Mistake{QStringLiteral("%1 See --help.").arg(parser.errorText())};
+        throw Error{QStringLiteral("%1 See --help.").arg(parser.errorText())};
     if (parser.isSet(version)) {
         print(QStringLiteral("staybolt-settings " STAYBOLT_VERSION "\n"));
         return 0;
@@ -83,12 +83,12 @@ int run(int &argc, char *argv[])
     const QStringList words = parser.positionalArguments();
     const QString path = parser.value(file);
     if (path.isEmpty() && parser.isSet(file))
-        throw Mistake{QStringLiteral("--file takes the name of a file")};
+        throw Error{QStringLiteral("--file needs the name of a file")};
     bool isNumber = false;
     const std::chrono::seconds patience(parser.value(wait).toUInt(&isNumber));
     if (!isNumber || patience.count() > longestWait) {
-        throw Mistake{QStringLiteral("--wait takes a number of seconds from 0 to %1, not \"%2\"")
-                          .arg(QString::number(longestWait), parser.value(wait))};
+        throw Error{QStringLiteral("--wait takes a number of seconds from 0 to %1, not \"%2\"")
+                        .arg(QString::number(longestWait), parser.value(wait))};
     }
     if (!words.isEmpty() && !parser.isSet(help)) {
         QString text;
@@ -108,6 +108,10 @@ int run(int &argc, char *argv[])
             return QApplication::exec();
         }
     }
+    if (!parser.isSet(help)) {
+        print(QStringLiteral("There is no window, because no display can be reached. Use a command "
+                             "instead.\n\n"));
+    }
     print(parser.helpText());
     return 0;
 }
@@ -120,8 +124,9 @@ int main(int argc, char *argv[])
     QCoreApplication::setAttribute(Qt::AA_DisableWindowContextHelpButton);
     try {
         return run(argc, argv);
-    } catch (const Mistake &mistake) {
-        QTextStream(stderr) << "staybolt-settings: " << mistake.message << '\n';
-        return mistakeStatus;
+    } catch (const Error &error) {
+        const bool isUsage = error.message.startsWith(QLatin1String("Usage: "));
+        QTextStream(stderr) << (isUsage ? "" : "staybolt-settings: ") << error.message << '\n';
+        return errorStatus;
     }
 }

@@ -6,24 +6,37 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMessageBox>
+#include <QPainter>
 #include <QPushButton>
-#include <QRegularExpressionValidator>
 #include <QScopeGuard>
 #include <QScreen>
+#include <QScrollBar>
 #include <QShortcut>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
-#include <QTimer>
-
-using Server = StoredSettings::Server;
 
 namespace {
 
 enum Column { UidColumn, LeftAloneColumn, ChannelColumn };
 
-/// What a cell had from the file: the unique id, nothing for a new row, and whether that server was
-/// left alone.
+/// Under which unique id the file knows the server, nothing for a new one.
 constexpr int storedRole = Qt::UserRole;
+
+/// A cell, sorted by what it stands for.
+class ServerItem : public QTableWidgetItem
+{
+public:
+    using QTableWidgetItem::QTableWidgetItem;
+
+    bool operator<(const QTableWidgetItem &other) const override
+    {
+        if (column() == LeftAloneColumn)
+            return checkState() < other.checkState();
+        if (column() == ChannelColumn)
+            return channelIn(text()).value_or(0) < channelIn(other.text()).value_or(0);
+        return text() < other.text();
+    }
+};
 
 /// Lets ids and channels be typed.
 class ServerDelegate : public QStyledItemDelegate
@@ -31,16 +44,27 @@ class ServerDelegate : public QStyledItemDelegate
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
 
+    void paint(QPainter *painter, const QStyleOptionViewItem &option,
+               const QModelIndex &index) const override
+    {
+        QStyledItemDelegate::paint(painter, option, index);
+        // In a selected row, some styles leave it open which cell is the current one.
+        if (!option.state.testFlag(QStyle::State_HasFocus))
+            return;
+        const bool isSelected = option.state.testFlag(QStyle::State_Selected);
+        painter->setPen(
+            QPen(option.palette.color(isSelected ? QPalette::HighlightedText : QPalette::Text), 2));
+        painter->drawRect(option.rect.adjusted(1, 1, -1, -1));
+    }
+
     QWidget *createEditor(QWidget *parent, const QStyleOptionViewItem &,
                           const QModelIndex &index) const override
     {
         auto *editor = new QLineEdit(parent);
         editor->setFrame(false);
+        editor->setAccessibleName(
+            index.model()->headerData(index.column(), Qt::Horizontal).toString());
         editor->setProperty(before, index.data());
-        if (index.column() == ChannelColumn) {
-            editor->setValidator(new QRegularExpressionValidator(
-                QRegularExpression(QStringLiteral("[0-9]{0,10}")), editor));
-        }
         // At each key, so that it is checked at once, and that no way of saving misses the last
         // one.
         auto *self = const_cast<ServerDelegate *>(this);
@@ -53,7 +77,7 @@ public:
     {
         // What comes back from the table is what was just typed; the cursor stays where it is then.
         auto *line = static_cast<QLineEdit *>(editor);
-        if (line->text() != index.data().toString())
+        if (line->text().trimmed() != index.data().toString())
             line->setText(index.data().toString());
     }
 
@@ -63,10 +87,12 @@ protected:
         auto *line = qobject_cast<QLineEdit *>(object);
         if (!line || event->type() != QEvent::KeyPress)
             return QStyledItemDelegate::eventFilter(object, event);
-        const auto *key = static_cast<QKeyEvent *>(event);
+        auto *key = static_cast<QKeyEvent *>(event);
         if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
-            // Not on to the next cell, where the next key would take the place of what is there.
+            // On from the table, and not to the next cell.
             Q_EMIT closeEditor(line);
+            QKeyEvent tab(QEvent::KeyPress, key->key(), key->modifiers());
+            QCoreApplication::sendEvent(parent(), &tab);
             return true;
         }
         if (key->matches(QKeySequence::Cancel)) {
@@ -80,20 +106,12 @@ private:
     static constexpr const char *before = "before";
 };
 
-/// The keys that say what there is to say of a server.
-void insertKeys(QVariantMap &values, const Server &server)
+/// Has room for so many lines in a label, so that nothing moves when a text comes or goes.
+void reserve(QLabel *label, int lines)
 {
-    if (server.isLeftAlone)
-        values.insert(storedKey(settingsKeys::excludedServer, server.uid), true);
-    if (server.idleDockChannel) {
-        values.insert(storedKey(settingsKeys::idleDockTarget, server.uid), *server.idleDockChannel);
-    }
-}
-
-void say(QLabel *label, const QString &text)
-{
-    label->setText(text);
-    label->setVisible(!text.isEmpty());
+    label->setText(QString(lines - 1, QLatin1Char('\n')) + QLatin1Char('x'));
+    label->setMinimumHeight(label->sizeHint().height());
+    label->clear();
 }
 
 }
@@ -102,104 +120,184 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mUi(new Ui_SettingsWindow), mPath(path), mPatience(patience)
 {
     mUi->setupUi(this);
-    setWindowFlag(Qt::WindowMinimizeButtonHint);
+    setWindowFlag(Qt::WindowMinMaxButtonsHint);
     setWindowIcon(QIcon::fromTheme(QStringLiteral("staybolt-settings")));
-    const QString home = QDir::homePath() + QLatin1Char('/');
-    mUi->labelFile->setText(
-        QStringLiteral("Settings in %1")
-            .arg(path.startsWith(home) ? QLatin1String("~/") + path.mid(home.size()) : path));
+    mUi->labelFile->setText(QStringLiteral("Settings in %1").arg(path));
     mUi->labelFile->setVisible(!path.isEmpty());
+    // Ids and paths come from elsewhere.
+    const QList<QLabel *> labels = findChildren<QLabel *>();
+    for (QLabel *label : labels) {
+        label->setTextFormat(Qt::PlainText);
+        label->setWordWrap(true);
+    }
+    mUi->layoutForm->setContentsMargins(0, 0, 0, 0);
     mUi->radioStandard->setText(
         QStringLiteral("%1: \"%2\"")
             .arg(mUi->radioStandard->text(), QLatin1String(settingsKeys::standardNotice)));
     // Not every desktop gives these a key.
     mUi->buttonBox->button(QDialogButtonBox::Save)->setText(QStringLiteral("&Save"));
     mUi->buttonBox->button(QDialogButtonBox::Close)->setText(QStringLiteral("&Close"));
-    mUi->tableServers->setItemDelegate(new ServerDelegate(this));
-    mUi->tableServers->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    mUi->tableServers->horizontalHeader()->setSectionResizeMode(UidColumn, QHeaderView::Stretch);
+    reserve(mUi->hintNotice, 1);
+    reserve(mUi->hintIdleDock, 1);
+    reserve(mUi->hintServers, 3);
+    QTableWidget *table = mUi->tableServers;
+    table->setItemDelegate(new ServerDelegate(table));
+    table->installEventFilter(this);
+    constexpr int leastRows = 5; // with the header
+    table->setMinimumHeight(leastRows * table->verticalHeader()->defaultSectionSize());
+    table->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    table->horizontalHeader()->setSectionResizeMode(UidColumn, QHeaderView::Stretch);
+    // Sorted by a click only, so that no row moves while it is edited.
+    table->horizontalHeader()->setSortIndicator(UidColumn, Qt::AscendingOrder);
+    table->horizontalHeader()->setSortIndicatorShown(true);
+    table->horizontalHeader()->setSectionsClickable(true);
+    connect(table->horizontalHeader(), &QHeaderView::sortIndicatorChanged, table,
+            &QTableWidget::sortItems);
 
-    for (const QAbstractButton *button : std::initializer_list<const QAbstractButton *>{
-             mUi->radioOff, mUi->radioStandard, mUi->radioOwn, mUi->checkIdleDock})
-        connect(button, &QAbstractButton::clicked, this, &SettingsWindow::edited);
-    connect(mUi->radioOwn, &QAbstractButton::clicked, mUi->lineOwn,
-            [this] { mUi->lineOwn->setFocus(); });
+    mNotices.addButton(mUi->radioOff, int(Draft::Notice::Off));
+    mNotices.addButton(mUi->radioStandard, int(Draft::Notice::Standard));
+    mNotices.addButton(mUi->radioOwn, int(Draft::Notice::Own));
+    connect(&mNotices, &QButtonGroup::idClicked, this, &SettingsWindow::edited);
+    connect(mUi->checkIdleDock, &QAbstractButton::clicked, this, &SettingsWindow::edited);
+    connect(&mNotices, &QButtonGroup::idClicked, mUi->lineOwn, [this](int notice) {
+        if (notice == int(Draft::Notice::Own))
+            mUi->lineOwn->setFocus();
+    });
     connect(mUi->lineOwn, &QLineEdit::textEdited, this, &SettingsWindow::edited);
-    connect(mUi->tableServers, &QTableWidget::itemChanged, this, &SettingsWindow::edited);
-    connect(mUi->tableServers, &QTableWidget::currentCellChanged, this, &SettingsWindow::check);
+    connect(table, &QTableWidget::itemChanged, this, &SettingsWindow::edited);
+    connect(table, &QTableWidget::currentCellChanged, this, &SettingsWindow::check);
+    connect(table, &QTableWidget::itemSelectionChanged, this, &SettingsWindow::check);
     connect(mUi->buttonAdd, &QPushButton::clicked, this, &SettingsWindow::addServer);
-    connect(mUi->buttonRemove, &QPushButton::clicked, this, &SettingsWindow::removeServer);
+    connect(mUi->buttonRemove, &QPushButton::clicked, this, &SettingsWindow::removeServers);
+    connect(mUi->buttonUndo, &QPushButton::clicked, this, &SettingsWindow::undoRemove);
     connect(mUi->buttonBox, &QDialogButtonBox::accepted, this, &SettingsWindow::save);
     connect(mUi->buttonBox, &QDialogButtonBox::rejected, this, &SettingsWindow::reject);
     connect(new QShortcut(QKeySequence::Save, this), &QShortcut::activated, this,
             &SettingsWindow::save);
     load();
-
-    // Room for an id and a sentence, whatever the font.
-    constexpr int columns = 80;
-    resize(sizeHint()
-               .expandedTo({columns * fontMetrics().averageCharWidth(), 0})
-               .boundedTo(QGuiApplication::primaryScreen()->availableSize()));
+    fitInto(QGuiApplication::primaryScreen()->availableSize());
 }
 
 SettingsWindow::~SettingsWindow() = default;
 
+void SettingsWindow::fitInto(const QSize &screen)
+{
+    // Room for an id, whatever the font, and for what is beside it.
+    const QHeaderView *header = mUi->tableServers->horizontalHeader();
+    const int besides = sizeHint().width() - mUi->scrollArea->sizeHint().width()
+        + mUi->form->sizeHint().width() - mUi->tableServers->sizeHint().width();
+    const QString widestId(30, QLatin1Char('N')); // and its sign
+    const QSize content(fontMetrics().horizontalAdvance(widestId)
+                            + header->sectionSize(LeftAloneColumn)
+                            + header->sectionSize(ChannelColumn) + besides,
+                        sizeHint().height() - mUi->scrollArea->sizeHint().height()
+                            + mUi->form->sizeHint().height());
+    // The window manager's frame is not known before the window is shown.
+    const int frame = style()->pixelMetric(QStyle::PM_TitleBarHeight) * 3 / 2;
+    resize(content.boundedTo(screen - QSize(frame, frame)));
+}
+
 void SettingsWindow::reject()
 {
     if (isWindowModified()) {
-        const auto answer = QMessageBox::question(
-            this, QStringLiteral("Staybolt settings"), QStringLiteral("Save what you changed?"),
-            QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, QMessageBox::Save);
+        QMessageBox question(QMessageBox::Question, QStringLiteral("Staybolt Settings"),
+                             QStringLiteral("Save your changes?"),
+                             QMessageBox::Save | QMessageBox::Discard | QMessageBox::Cancel, this);
+        question.button(QMessageBox::Save)->setText(QStringLiteral("&Save"));
+        question.button(QMessageBox::Discard)->setText(QStringLiteral("&Don't Save"));
+        question.button(QMessageBox::Cancel)->setText(QStringLiteral("&Cancel"));
+        question.setDefaultButton(QMessageBox::Save);
+        const int answer = question.exec();
         if (answer == QMessageBox::Cancel || (answer == QMessageBox::Save && !save()))
             return;
     }
     QDialog::reject();
 }
 
+bool SettingsWindow::eventFilter(QObject *object, QEvent *event)
+{
+    QTableWidget *table = mUi->tableServers;
+    QTableWidgetItem *current = table->currentItem();
+    if (object != table || event->type() != QEvent::KeyPress || !current)
+        return QDialog::eventFilter(object, event);
+    const int key = static_cast<QKeyEvent *>(event)->key();
+    const bool isEnter = key == Qt::Key_Return || key == Qt::Key_Enter;
+    if (key == Qt::Key_Space || (isEnter && current->column() == LeftAloneColumn)) {
+        // From each cell of the row: a blank would take the place of an id.
+        QTableWidgetItem *tick = table->item(current->row(), LeftAloneColumn);
+        tick->setCheckState(tick->checkState() == Qt::Checked ? Qt::Unchecked : Qt::Checked);
+    } else if (isEnter) {
+        table->editItem(current);
+    } else if (key == Qt::Key_Delete) {
+        removeServers();
+    } else {
+        return false;
+    }
+    return true;
+}
+
 void SettingsWindow::load()
 {
-    mStored.reset();
+    QTableWidget *table = mUi->tableServers;
+    const QTableWidgetItem *current = table->currentItem();
+    const int column = current ? current->column() : -1;
+    const QString uid = current ? serverAt(current->row()).uid : QString();
+    const bool isSelected = current && current->isSelected();
+    const int position = table->verticalScrollBar()->value();
+    const QSignalBlocker blocker(table);
+    table->setRowCount(0);
+    mRemoved.clear();
+    mDraft.reset();
+    mUi->listWarnings->clear();
     try {
         mStored.reset(new StoredSettings(mPath));
-    } catch (const Mistake &mistake) {
-        say(mUi->labelOutcome, mistake.message);
+        mDraft.reset(new Draft(*mStored));
+        mNotices.button(int(mDraft->notice))->setChecked(true);
+        mUi->lineOwn->setText(mDraft->ownText);
+        mUi->checkIdleDock->setChecked(mDraft->allowsIdleDock);
+        for (const Draft::Server &server : qAsConst(mDraft->servers))
+            insertRow(table->rowCount(), server);
+        const QHeaderView *header = table->horizontalHeader();
+        table->sortItems(header->sortIndicatorSection(), header->sortIndicatorOrder());
+        for (int row = 0; row < table->rowCount() && column >= 0; ++row) {
+            if (serverAt(row).uid == uid) {
+                table->setCurrentCell(row, column,
+                                      isSelected ? QItemSelectionModel::SelectCurrent
+                                              | QItemSelectionModel::Rows
+                                                 : QItemSelectionModel::NoUpdate);
+            }
+        }
+        table->verticalScrollBar()->setValue(position);
+        mUi->listWarnings->addItems(mStored->warnings());
+    } catch (const Error &error) {
+        mUi->labelOutcome->setText(error.message);
     }
-    mUi->form->setEnabled(mStored);
-    if (mStored) {
-        const bool hasOwnText = mStored->contains(settingsKeys::customNotify.text());
-        QRadioButton *notice = !mStored->isOn(settingsKeys::sendNotify) ? mUi->radioOff
-            : hasOwnText                                                ? mUi->radioOwn
-                                                                        : mUi->radioStandard;
-        notice->setChecked(true);
-        mUi->lineOwn->setText(hasOwnText ? mStored->notice() : QString());
-        mUi->checkIdleDock->setChecked(mStored->isOn(settingsKeys::idleDock));
-        const QSignalBlocker blocker(mUi->tableServers);
-        mUi->tableServers->setRowCount(0);
-        const QVector<Server> servers = mStored->servers();
-        for (const Server &server : servers)
-            addRow(server, server.uid);
-        mUi->textWarnings->setPlainText(mStored->warnings().join(QLatin1Char('\n')));
-    }
-    const bool hasWarnings = mStored && !mUi->textWarnings->document()->isEmpty();
-    mUi->labelWarnings->setVisible(hasWarnings);
-    mUi->textWarnings->setVisible(hasWarnings);
+    mUi->labelOutcome->setVisible(!mDraft);
+    mUi->form->setEnabled(mDraft);
+    mUi->labelWarnings->setVisible(mUi->listWarnings->count() > 0);
+    mUi->listWarnings->setVisible(mUi->listWarnings->count() > 0);
     check();
 }
 
 bool SettingsWindow::save()
 {
     const auto refuse = [this](const QString &why) {
-        say(mUi->labelOutcome, QStringLiteral("Not saved: %1").arg(why));
+        mUi->labelOutcome->setText(QStringLiteral("Not saved: %1").arg(why));
+        mUi->labelOutcome->show();
         return false;
     };
-    for (int row = 0; row < mUi->tableServers->rowCount(); ++row) {
-        const QString mistake = mistakeAt(row);
-        if (!mistake.isEmpty()) {
-            mUi->tableServers->setCurrentCell(row, UidColumn);
-            return refuse(mistake);
+    if (!mDraft)
+        return false;
+    for (int row = 0; row < mDraft->servers.size(); ++row) {
+        const QString error = mDraft->errorIn(row);
+        if (!error.isEmpty()) {
+            refuse(error);
+            layout()->activate(); // the row must not be covered by what is said
+            goTo(row);
+            return false;
         }
     }
-    const QVariantMap values = changes();
+    const QVariantMap values = mDraft->changes();
     if (values.isEmpty())
         return true;
     QStringList notes{QStringLiteral("Saved.")};
@@ -208,11 +306,12 @@ bool SettingsWindow::save()
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
         notes += StoredSettings(mPath, mPatience).change(values);
-    } catch (const Mistake &mistake) {
-        return refuse(mistake.message);
+    } catch (const Error &error) {
+        return refuse(error.message);
     }
     load();
-    say(mUi->labelOutcome, notes.join(QLatin1Char(' ')));
+    mUi->labelOutcome->setText(notes.join(QLatin1Char(' ')));
+    mUi->labelOutcome->show();
     return true;
 }
 
@@ -224,179 +323,118 @@ void SettingsWindow::edited()
 
 void SettingsWindow::check()
 {
-    const bool isOwn = mUi->radioOwn->isChecked();
-    const bool dropsText = mUi->radioStandard->isChecked() && mStored
-        && (mStored->contains(settingsKeys::customNotify.text())
-            || !mUi->lineOwn->text().isEmpty());
-    mUi->lineOwn->setEnabled(isOwn);
-    say(mUi->hintNotice,
-        dropsText ? QStringLiteral("Save removes your own text.")
-            : isOwn && mUi->lineOwn->text().isEmpty() ? QStringLiteral("They get an empty message.")
-                                                      : QString());
+    if (!mDraft)
+        return;
+    mDraft->notice = Draft::Notice(mNotices.checkedId());
+    mDraft->ownText = mUi->lineOwn->text();
+    mDraft->allowsIdleDock = mUi->checkIdleDock->isChecked();
+    mUi->lineOwn->setEnabled(mDraft->notice == Draft::Notice::Own);
+    mUi->hintNotice->setText(mDraft->warningOfNotice());
+    mUi->hintIdleDock->setText(mDraft->warningOfIdleDock());
 
+    // About the row where the user is, and about what keeps others from being stored.
     QTableWidget *table = mUi->tableServers;
     const QSignalBlocker blocker(table);
-    bool isModified = mStored && !changes().isEmpty();
-    bool hasChannel = false;
+    mDraft->servers.clear();
+    for (int row = 0; row < table->rowCount(); ++row)
+        mDraft->servers.append(serverAt(row));
+    bool isModified = !mDraft->changes().isEmpty();
     QStringList hints;
     for (int row = 0; row < table->rowCount(); ++row) {
-        const Server server = serverAt(row);
-        const QString mistake = mistakeAt(row);
-        const QStringList warnings = isBlank(row) ? QStringList() : warningsOf(server.uid);
-        if (!mistake.isEmpty()) {
-            hints.append(mistake);
-        } else if (!server.isLeftAlone && !server.idleDockChannel && !isBlank(row)) {
-            hints.append(
-                QStringLiteral("%1: nothing to store, so Save drops this line").arg(server.uid));
-        } else if (!isStored(row)) {
-            hints += warnings;
-        }
-        const bool isOdd = !mistake.isEmpty() || !warnings.isEmpty();
+        const QString error = mDraft->errorIn(row);
+        const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
+        isModified = isModified || !error.isEmpty();
+        if (!error.isEmpty() || row == table->currentRow())
+            hints += remarks;
+        const QString text = remarks.join(QLatin1Char('\n'));
         table->item(row, UidColumn)
-            ->setIcon(isOdd ? style()->standardIcon(QStyle::SP_MessageBoxWarning) : QIcon());
-        isModified = isModified || !mistake.isEmpty();
-        hasChannel = hasChannel || server.idleDockChannel.value_or(0) != 0;
+            ->setIcon(text.isEmpty() ? QIcon()
+                                     : style()->standardIcon(QStyle::SP_MessageBoxWarning));
+        const QString isLeftAlone =
+            QLatin1String(mDraft->servers.at(row).isLeftAlone ? "yes" : "no");
+        for (int column = UidColumn; column <= ChannelColumn; ++column) {
+            QTableWidgetItem *item = table->item(row, column);
+            item->setToolTip(text);
+            item->setData(Qt::AccessibleDescriptionRole, text);
+            item->setData(Qt::AccessibleTextRole,
+                          QStringLiteral("%1: %2").arg(table->horizontalHeaderItem(column)->text(),
+                                                       column == LeftAloneColumn ? isLeftAlone
+                                                                                 : item->text()));
+        }
     }
-    say(mUi->hintServers, hints.join(QLatin1Char('\n')));
-    const bool lacksChannel = mUi->checkIdleDock->isChecked() && !hasChannel;
-    say(mUi->hintIdleDock,
-        lacksChannel ? QStringLiteral("No server below has an idleDock channel.") : QString());
-
-    // What is said takes room from the table; the row that it is about stays in sight.
-    QTimer::singleShot(0, table, [table] { table->scrollTo(table->currentIndex()); });
-
-    mUi->buttonRemove->setEnabled(table->currentRow() >= 0);
+    mUi->hintServers->setText(hints.join(QLatin1Char('\n')));
+    mUi->buttonRemove->setEnabled(table->selectionModel()->hasSelection());
+    mUi->buttonUndo->setEnabled(!mRemoved.isEmpty());
     mUi->buttonBox->button(QDialogButtonBox::Save)->setEnabled(isModified);
     setWindowModified(isModified);
 }
 
-void SettingsWindow::addRow(const Server &server, const QVariant &storedUid)
+void SettingsWindow::insertRow(int row, const Draft::Server &server)
 {
     QTableWidget *table = mUi->tableServers;
     const QSignalBlocker blocker(table);
-    const int row = table->rowCount();
     table->insertRow(row);
-    auto *uid = new QTableWidgetItem(server.uid);
-    uid->setData(storedRole, storedUid);
+    auto *uid = new ServerItem(server.uid);
+    uid->setData(storedRole, server.isKnown ? server.storedUid : QVariant());
     table->setItem(row, UidColumn, uid);
-    auto *leftAlone = new QTableWidgetItem;
+    auto *leftAlone = new ServerItem;
     leftAlone->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
     leftAlone->setCheckState(server.isLeftAlone ? Qt::Checked : Qt::Unchecked);
-    leftAlone->setData(storedRole, server.isLeftAlone);
     table->setItem(row, LeftAloneColumn, leftAlone);
-    table->setItem(row, ChannelColumn,
-                   new QTableWidgetItem(server.idleDockChannel
-                                            ? QString::number(*server.idleDockChannel)
-                                            : QString()));
+    table->setItem(row, ChannelColumn, new ServerItem(server.channel));
+}
+
+Draft::Server SettingsWindow::serverAt(int row) const
+{
+    const QTableWidget *table = mUi->tableServers;
+    const QString uid = table->item(row, UidColumn)->text();
+    const QVariant stored = table->item(row, UidColumn)->data(storedRole);
+    // A copied id may bring blanks along.
+    return {stored == uid ? uid : uid.trimmed(),
+            table->item(row, LeftAloneColumn)->checkState() == Qt::Checked,
+            table->item(row, ChannelColumn)->text(), stored.isValid(), stored.toString()};
 }
 
 void SettingsWindow::addServer()
 {
-    Server server;
-    server.isLeftAlone = true;
-    addRow(server, QVariant());
+    const int row = mUi->tableServers->rowCount();
+    insertRow(row, Draft::Server());
+    goTo(row);
+    mUi->tableServers->editItem(mUi->tableServers->currentItem());
+    edited();
+}
+
+void SettingsWindow::removeServers()
+{
     QTableWidget *table = mUi->tableServers;
-    table->setCurrentCell(table->rowCount() - 1, UidColumn);
-    table->editItem(table->currentItem());
+    QMap<int, Draft::Server> removed;
+    for (int row = table->rowCount() - 1; row >= 0; --row) {
+        if (!table->item(row, UidColumn)->isSelected())
+            continue;
+        removed.insert(row, serverAt(row));
+        table->removeRow(row);
+    }
+    if (!removed.isEmpty())
+        mRemoved.push(removed);
     edited();
 }
 
-void SettingsWindow::removeServer()
+void SettingsWindow::undoRemove()
 {
-    mUi->tableServers->removeRow(mUi->tableServers->currentRow());
+    const QMap<int, Draft::Server> removed = mRemoved.pop();
+    for (auto one = removed.begin(); one != removed.end(); ++one)
+        insertRow(std::min(one.key(), mUi->tableServers->rowCount()), *one);
+    goTo(removed.firstKey());
     edited();
 }
 
-Server SettingsWindow::serverAt(int row) const
+void SettingsWindow::goTo(int row)
 {
-    const QTableWidget *table = mUi->tableServers;
-    const QString uid = table->item(row, UidColumn)->text();
-    // An id that was copied brings blanks along.
-    return {isStored(row) ? uid : uid.trimmed(),
-            table->item(row, LeftAloneColumn)->checkState() == Qt::Checked,
-            channelIn(table->item(row, ChannelColumn)->text())};
-}
-
-bool SettingsWindow::isStored(int row) const
-{
-    const QTableWidgetItem *item = mUi->tableServers->item(row, UidColumn);
-    const QVariant storedUid = item->data(storedRole);
-    return storedUid.isValid() && storedUid.toString() == item->text();
-}
-
-bool SettingsWindow::isBlank(int row) const
-{
-    // A stored row whose id was emptied is none: Save would drop what is stored without a word.
-    const QTableWidget *table = mUi->tableServers;
-    return !table->item(row, UidColumn)->data(storedRole).isValid()
-        && table->item(row, UidColumn)->text().trimmed().isEmpty()
-        && table->item(row, ChannelColumn)->text().isEmpty();
-}
-
-QString SettingsWindow::mistakeAt(int row) const
-{
-    if (isBlank(row))
-        return QString();
-    const Server server = serverAt(row);
-    // An id that is there for its channel alone may be one whose own key is another setting.
-    const bool wasLeftAlone =
-        mUi->tableServers->item(row, LeftAloneColumn)->data(storedRole).toBool();
-    const bool isThere = isStored(row) && (wasLeftAlone || !server.isLeftAlone);
-    QString mistake = isThere ? QString() : mistakeIn(server.uid);
-    if (!mistake.isEmpty())
-        return mistake;
-    if (!server.idleDockChannel && !mUi->tableServers->item(row, ChannelColumn)->text().isEmpty())
-        return QStringLiteral("%1: %2").arg(server.uid, whatAChannelIs());
-    const auto keyAt = [this](int at) {
-        return storedKey(settingsKeys::excludedServer, serverAt(at).uid);
-    };
-    for (int other = 0; other < row; ++other) {
-        const bool areStored = isStored(row) && isStored(other);
-        if (!areStored && keyAt(other) == keyAt(row))
-            return QStringLiteral("%1: this server stands there twice").arg(server.uid);
-    }
-    return QString();
-}
-
-QVariantMap SettingsWindow::changes() const
-{
-    QVariantMap result;
-    const bool isTold = !mUi->radioOff->isChecked();
-    if (isTold != mStored->isOn(settingsKeys::sendNotify))
-        result.insert(settingsKeys::sendNotify.text(), isTold ? 1 : 0);
-
-    const QString ownKey = settingsKeys::customNotify.text();
-    const bool hasOwnText = mStored->contains(ownKey);
-    const QString text = mUi->lineOwn->text();
-    if (mUi->radioStandard->isChecked()) {
-        if (hasOwnText)
-            result.insert(ownKey, QVariant());
-    } else if (hasOwnText ? text != mStored->notice()
-                          : mUi->radioOwn->isChecked() || !text.isEmpty()) {
-        // Under "nothing" as well, so that no text is lost.
-        result.insert(ownKey, text);
-    }
-
-    const bool isIdleDock = mUi->checkIdleDock->isChecked();
-    if (isIdleDock != mStored->isOn(settingsKeys::idleDock))
-        result.insert(settingsKeys::idleDock.text(), isIdleDock);
-
-    QVariantMap before;
-    const QVector<Server> servers = mStored->servers();
-    for (const Server &server : servers)
-        insertKeys(before, server);
-    QVariantMap after;
-    for (int row = 0; row < mUi->tableServers->rowCount(); ++row) {
-        if (!isBlank(row))
-            insertKeys(after, serverAt(row));
-    }
-    for (auto one = before.begin(); one != before.end(); ++one) {
-        if (!after.contains(one.key()))
-            result.insert(one.key(), QVariant());
-    }
-    for (auto one = after.begin(); one != after.end(); ++one) {
-        if (before.value(one.key()) != *one)
-            result.insert(one.key(), *one);
-    }
-    return result;
+    QTableWidget *table = mUi->tableServers;
+    table->setCurrentCell(row, UidColumn);
+    table->scrollToItem(table->currentItem());
+    table->setFocus();
+    const QRect place = table->visualItemRect(table->currentItem());
+    const QPoint middle = table->viewport()->mapTo(mUi->form, place.center());
+    mUi->scrollArea->ensureVisible(middle.x(), middle.y(), 0, place.height());
 }

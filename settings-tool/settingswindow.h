@@ -1,9 +1,11 @@
 #pragma once
 
-#include "settings-tool/storedsettings.h"
+#include "settings-tool/draft.h"
 
+#include <QButtonGroup>
 #include <QDialog>
 #include <QScopedPointer>
+#include <QStack>
 
 class Ui_SettingsWindow;
 
@@ -15,42 +17,48 @@ class SettingsWindow : public QDialog
     Q_OBJECT
 
 public:
-    /// For the settings file `path`; an empty path stands for one that nobody named.
-    /// A Save waits for others that change the file for as long as `patience`.
+    /// For the settings file `path`; an empty path stands for one that nobody named. A Save waits
+    /// for others that change the file for as long as `patience`.
     explicit SettingsWindow(const QString &path,
                             std::chrono::seconds patience = StoredSettings::usualPatience);
     ~SettingsWindow() override;
+
+    /// Takes the size that the content needs, but no more than a screen has. What does not fit
+    /// scrolls.
+    void fitInto(const QSize &screen);
 
 public Q_SLOTS:
     /// Closes the window, after a question where something would be lost.
     void reject() override;
 
+protected:
+    /// The table's own keys.
+    bool eventFilter(QObject *object, QEvent *event) override;
+
 private:
     Q_DISABLE_COPY(SettingsWindow)
 
     void load();
-    /// Answers whether all is stored now.
+    /// Returns whether all is stored now.
     bool save();
-    /// Says what there is to say of what the fields hold.
+    /// Takes over what the fields show, and says what there is to say about it.
     void check();
     void edited();
-    void addRow(const StoredSettings::Server &server, const QVariant &storedUid);
     void addServer();
-    void removeServer();
-
-    StoredSettings::Server serverAt(int row) const;
-    /// Whether the row stands in the file under the id that it shows.
-    bool isStored(int row) const;
-    /// Whether it is a new row in which nothing was typed.
-    bool isBlank(int row) const;
-    /// What keeps a row from being stored, empty when nothing does.
-    QString mistakeAt(int row) const;
-    /// The keys that the fields change, an invalid value for one that they remove.
-    QVariantMap changes() const;
+    void removeServers();
+    void undoRemove();
+    void insertRow(int row, const Draft::Server &server);
+    Draft::Server serverAt(int row) const;
+    /// Makes the row's unique id the current cell and shows the whole row.
+    void goTo(int row);
 
     const QScopedPointer<Ui_SettingsWindow> mUi;
+    QButtonGroup mNotices;
     const QString mPath;
     const std::chrono::seconds mPatience;
-    /// What the fields showed at first; none where the file can't be read.
+    /// What the file held, and what it shall hold; none where the file can't be read.
     QScopedPointer<StoredSettings> mStored;
+    QScopedPointer<Draft> mDraft;
+    /// What each Remove took, with its rows, until the next load.
+    QStack<QMap<int, Draft::Server>> mRemoved;
 };

@@ -26,8 +26,8 @@ using settingsKeys::Kind;
 namespace {
 
 const QString strangeUid =
-    QStringLiteral("this does not look like a server's unique id, which ends in = and has 28 "
-                   "characters as a rule");
+    QStringLiteral("this doesn't look like a server's unique id: those have 28 characters and end "
+                   "in =");
 
 QString systemWords(int error) { return QString::fromLocal8Bit(strerror(error)); }
 
@@ -40,7 +40,7 @@ QString folderOf(const QString &path)
 
 QString noFolder(const QString &folder)
 {
-    return QStringLiteral("there is no folder %1; is the client installed there?").arg(folder);
+    return QStringLiteral("there is no folder %1. Is the client installed there?").arg(folder);
 }
 
 /// The server id for which a key of the file stands if it is one of the `key`, nothing when it is
@@ -123,16 +123,15 @@ public:
         mFolder(open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
     {
         if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR))
-            throw Mistake{noFolder(folder)};
+            throw Error{noFolder(folder)};
         const QDeadlineTimer deadline(patience);
         // A folder that can't be read, or on some network file systems, has no such lock.
         while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
             if (deadline.hasExpired()) {
                 close(mFolder);
-                throw Mistake{
-                    QStringLiteral("waited %1 s for another staybolt-settings that changes "
-                                   "a file in %2")
-                        .arg(QString::number(patience.count()), folder)};
+                throw Error{QStringLiteral("waited %1 s for another staybolt-settings that changes "
+                                           "a file in %2")
+                                .arg(QString::number(patience.count()), folder)};
             }
             QThread::msleep(pauseMs);
         }
@@ -163,11 +162,11 @@ StoredSettings::StoredSettings(const QString &path, std::unique_ptr<FolderLock> 
     mPath(path), mLock(std::move(lock))
 {
     if (path.isEmpty())
-        throw Mistake{QStringLiteral("HOME is not set; name the settings file with --file")};
+        throw Error{QStringLiteral("HOME is not set; name the settings file with --file")};
     QFile file(path);
     const QFileInfo info(path);
     const auto refuse = [&](const QString &why) {
-        throw Mistake{QStringLiteral("%1 can't be read: %2").arg(path, why)};
+        throw Error{QStringLiteral("%1 can't be read: %2").arg(path, why)};
     };
     if (info.isDir())
         refuse(systemWords(EISDIR));
@@ -192,93 +191,80 @@ QString StoredSettings::notice() const
                          : QLatin1String(settingsKeys::standardNotice);
 }
 
-bool StoredSettings::hasIdleDockChannel() const
+QMap<QString, StoredSettings::Server> StoredSettings::servers() const
 {
-    const QVector<Server> all = servers();
-    return std::any_of(all.begin(), all.end(),
-                       [](const Server &one) { return one.idleDockChannel.value_or(0) != 0; });
-}
-
-QVector<StoredSettings::Server> StoredSettings::servers() const
-{
-    QMap<QString, Server> byUid;
+    QMap<QString, Server> result;
     const QStringList keys = mValues.keys();
     for (const QString &key : keys) {
         const Key *setting = settingOf(key);
         if (setting == &settingsKeys::excludedServer)
-            byUid[*uidIn(key, *setting)].isLeftAlone = true;
+            result[*uidIn(key, *setting)].isLeftAlone = true;
         else if (setting == &settingsKeys::idleDockTarget)
-            byUid[*uidIn(key, *setting)].idleDockChannel = mValues.value(key).toUInt();
+            result[*uidIn(key, *setting)].channel = textOf(key);
     }
-    for (auto one = byUid.begin(); one != byUid.end(); ++one)
-        one->uid = one.key();
-    return byUid.values().toVector();
+    return result;
 }
 
-QVector<StoredSettings::Fact> StoredSettings::facts() const
+QVector<StoredSettings::Entry> StoredSettings::entries() const
 {
-    QVector<Fact> result;
+    QVector<Entry> result;
     for (const Key *key : settingsKeys::all) {
         if (!key->isPerServer())
-            result.append(factOf(key->text()));
+            result.append(entryOf(key->text()));
     }
     const QStringList keys = mValues.keys();
     for (const QString &key : keys) {
         const Key *setting = settingOf(key);
         if (!setting || setting->isPerServer())
-            result.append(factOf(key));
+            result.append(entryOf(key));
     }
     return result;
 }
 
-QVector<StoredSettings::Fact> StoredSettings::factsOf(const QString &uid) const
+QVector<StoredSettings::Entry> StoredSettings::entriesOf(const QString &uid) const
 {
-    QVector<Fact> result;
+    QVector<Entry> result;
     for (const Key *key : settingsKeys::all) {
         if (key->isPerServer())
-            result.append(factOf(storedKey(*key, uid)));
+            result.append(entryOf(storedKey(*key, uid)));
     }
     return result;
 }
 
-StoredSettings::Fact StoredSettings::factOf(const QString &key) const
+StoredSettings::Entry StoredSettings::entryOf(const QString &key) const
 {
-    const QVariant value = mValues.value(key);
-    Fact fact;
-    fact.key = key;
-    fact.stored = !contains(key)               ? QStringLiteral("(absent)")
-        : value.type() == QVariant::StringList ? value.toStringList().join(QStringLiteral(", "))
-                                               : value.toString();
+    Entry entry;
+    entry.key = key;
+    entry.stored = contains(key) ? textOf(key) : QStringLiteral("(absent)");
     const Key *setting = settingOf(key);
     if (!setting) {
-        fact.meaning = QStringLiteral("unknown");
-        fact.effect = QStringLiteral("ignores it");
-        fact.warnings.append(QStringLiteral("nothing reads this key"));
-        return fact;
+        entry.meaning = QStringLiteral("unknown");
+        entry.effect = QStringLiteral("ignores it");
+        return entry;
     }
-    fact.meaning = QLatin1String(setting->meaning);
+    entry.meaning = QLatin1String(setting->meaning);
     if (setting->isPerServer())
-        fact.uid = uidIn(key, *setting);
-    fact.effect = effectOf(*setting, key);
-    fact.warnings = warningsOf(*setting, fact);
-    return fact;
+        entry.uid = uidIn(key, *setting);
+    entry.effect = effectOf(*setting, key);
+    return entry;
+}
+
+/// What the file holds under a key, a list included.
+QString StoredSettings::textOf(const QString &key) const
+{
+    const QVariant value = mValues.value(key);
+    return value.type() == QVariant::StringList ? value.toStringList().join(QStringLiteral(", "))
+                                                : value.toString();
 }
 
 QString StoredSettings::effectOf(const Key &key, const QString &stored) const
 {
     const QVariant value = mValues.value(stored);
-    if (&key == &settingsKeys::customNotify) {
-        return isOn(settingsKeys::sendNotify)
-            ? QStringLiteral("movers are told \"%1\"").arg(notice())
-            : QStringLiteral("movers are not told");
-    }
-    if (&key == &settingsKeys::permitIdleDock && value.toBool())
-        return QStringLiteral("on, without effect");
     switch (key.kind) {
     case Kind::Switch:
         return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
     case Kind::Text:
-        return QStringLiteral("\"%1\"").arg(value.toString());
+        return QStringLiteral("\"%1\"").arg(notice());
     case Kind::Channel:
         return QStringLiteral("channel %1").arg(value.toUInt());
     case Kind::Presence:
@@ -287,24 +273,7 @@ QString StoredSettings::effectOf(const Key &key, const QString &stored) const
     return contains(stored) ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
 }
 
-QStringList StoredSettings::warningsOf(const Key &key, const Fact &fact) const
-{
-    QStringList result;
-    const QVariant value = mValues.value(fact.key);
-    if (value.type() == QVariant::StringList && key.kind != Kind::Presence) {
-        result.append(QStringLiteral("an unquoted comma makes this a list, which the plug-in reads "
-                                     "as empty"));
-    } else if (key.kind == Kind::Channel && contains(fact.key) && !channelIn(value.toString())) {
-        result.append(whatAChannelIs());
-    }
-    if (fact.uid && !looksLikeUid(*fact.uid))
-        result.append(strangeUid);
-    if (&key == &settingsKeys::idleDock && value.toBool() && !hasIdleDockChannel())
-        result.append(QStringLiteral("no server has an idleDock channel"));
-    return result;
-}
-
-QStringList StoredSettings::fileWarnings() const
+QStringList StoredSettings::warnings() const
 {
     QStringList result;
     const QString folder = folderOf(mPath);
@@ -322,25 +291,27 @@ QStringList StoredSettings::fileWarnings() const
             beyondAscii.append(i + 1);
     }
     if (!unread.isEmpty()) {
-        result.append(QStringLiteral("not read, or only in part: line %1. The next change drops "
-                                     "this from the file and keeps it in a copy.")
-                          .arg(numbers(unread)));
+        result.append(
+            QStringLiteral("These lines are ignored, in whole or in part: %1. The next save "
+                           "removes them and keeps a copy of the old file.")
+                .arg(numbers(unread)));
     }
     if (!beyondAscii.isEmpty() && !settingsFile::hasByteOrderMark(mBytes)) {
-        result.append(QStringLiteral("the plug-in takes letters beyond ASCII for others than your "
-                                     "editor shows: line %1. staybolt-settings stores them right.")
-                          .arg(numbers(beyondAscii)));
+        result.append(
+            QStringLiteral("The non-ASCII letters in these lines are garbled: %1. What you "
+                           "enter in Staybolt Settings is stored right.")
+                .arg(numbers(beyondAscii)));
     }
-    return result;
-}
-
-QStringList StoredSettings::warnings() const
-{
-    QStringList result = fileWarnings();
-    const QVector<Fact> all = facts();
-    for (const Fact &fact : all) {
-        for (const QString &warning : fact.warnings)
-            result.append(QStringLiteral("%1: %2").arg(fact.key, warning));
+    for (auto one = mValues.begin(); one != mValues.end(); ++one) {
+        const Key *key = settingOf(one.key());
+        if (!key) {
+            result.append(QStringLiteral("%1: the plug-in doesn't know this key").arg(one.key()));
+        } else if (one->type() == QVariant::StringList && !key->isPerServer()) {
+            result.append(
+                QStringLiteral("%1: an unquoted comma makes this a list, which the plug-in "
+                               "reads as empty")
+                    .arg(one.key()));
+        }
     }
     return result;
 }
@@ -348,7 +319,7 @@ QStringList StoredSettings::warnings() const
 QStringList StoredSettings::change(const QVariantMap &values)
 {
     const auto refuse = [this](const QString &why) {
-        throw Mistake{QStringLiteral("%1 can't be written: %2").arg(mPath, why)};
+        throw Error{QStringLiteral("%1 can't be written: %2").arg(mPath, why)};
     };
     // Asked first: what Qt could not write it tries again later, whatever the user was told.
     const QString why = whyNotWritten(mPath);
@@ -356,8 +327,8 @@ QStringList StoredSettings::change(const QVariantMap &values)
         refuse(why);
     const settingsFile::Kept kept = settingsFile::keep(mPath);
     if (!kept.error.isEmpty()) {
-        throw Mistake{QStringLiteral("what %1 holds could not be kept in %2: %3")
-                          .arg(mPath, kept.copy, kept.error)};
+        throw Error{QStringLiteral("what %1 holds could not be kept in %2: %3")
+                        .arg(mPath, kept.copy, kept.error)};
     }
     QSettings file(mPath, QSettings::IniFormat);
     settingsFile::readAll(file);
@@ -393,13 +364,13 @@ QStringList StoredSettings::change(const QVariantMap &values)
     QStringList result;
     if (!kept.copy.isEmpty())
         result.append(QStringLiteral("What the file held before is kept in %1.").arg(kept.copy));
-    const bool isInDialog = values.contains(settingsKeys::sendNotify.text())
-        || values.contains(settingsKeys::customNotify.text());
-    result.append(
-        isInDialog ? QStringLiteral("A running client sees this after a restart. Until then a Save "
-                                    "in its dialog puts back the notice that the dialog shows.")
-                   : QStringLiteral("A running client sees this after a restart, or after its next "
-                                    "Save."));
+    result.append(QStringLiteral("Restart the client to apply it."));
+    if (values.contains(settingsKeys::sendNotify.text())
+        || values.contains(settingsKeys::customNotify.text())) {
+        result.append(
+            QStringLiteral("Until then, don't press Save in the client's dialog: it still "
+                           "shows the old notice and would put it back."));
+    }
     return result;
 }
 
@@ -409,13 +380,20 @@ QString storedKey(const Key &key, const QString &uid)
     return key.of(uid).split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
 }
 
-QString mistakeIn(const QString &uid)
+QString errorInUid(const QString &uid)
 {
+    static const QRegularExpression foreign(QStringLiteral("[^A-Za-z0-9+/=]"));
     const QString key = storedKey(settingsKeys::excludedServer, uid);
     if (key == settingsKeys::excludedServer.of(QString()))
-        return QStringLiteral("a server's unique id is not empty");
+        return QStringLiteral("the server's unique id is missing");
+    if (foreign.match(uid).hasMatch()) {
+        return QStringLiteral(
+                   "%1: this is not a unique id, which has only letters, digits, +, / and "
+                   "=. The client shows it when you click on the server's name.")
+            .arg(uid);
+    }
     if (settingOf(key) != &settingsKeys::excludedServer)
-        return QStringLiteral("the file can't hold the id %1: its key is a setting").arg(uid);
+        return QStringLiteral("%1: this can't be stored, since its key is a setting").arg(uid);
     return QString();
 }
 
@@ -426,9 +404,10 @@ QStringList warningsOf(const QString &uid)
         result.append(QStringLiteral("%1: %2").arg(uid, strangeUid));
     const QString key = storedKey(settingsKeys::excludedServer, uid);
     if (key != settingsKeys::excludedServer.of(uid)) {
-        result.append(QStringLiteral("%1: the file does not tell doubled slashes and those at the "
-                                     "end of an id, so this holds for %2 as well")
-                          .arg(uid, *uidIn(key, settingsKeys::excludedServer)));
+        result.append(
+            QStringLiteral("%1: the file can't tell this id from %2, so the setting holds "
+                           "for both")
+                .arg(uid, *uidIn(key, settingsKeys::excludedServer)));
     }
     return result;
 }
@@ -443,4 +422,4 @@ std::optional<uint> channelIn(const QString &text)
     return id;
 }
 
-QString whatAChannelIs() { return QStringLiteral("a channel is a number from 0 to 4294967295"); }
+QString channelRule() { return QStringLiteral("a channel is a number from 0 to 4294967295"); }

@@ -2,6 +2,7 @@
 
 #include "shared/settings/settingskeys.h"
 
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -11,45 +12,45 @@
 #include <memory>
 #include <optional>
 
-/// Something that can't be done, and why; the file is left as it is.
-struct Mistake
+/// Something that can't be done, and why. The file is left as it is.
+struct Error
 {
     QString message;
 };
 
-/// The plug-in's settings file as it was when this was made, what the plug-in makes of it, and what
-/// is wrong with it.
+/// The plug-in's settings file as it was when this object was made: what the plug-in reads in it,
+/// and what is wrong with it.
 class StoredSettings
 {
 public:
-    /// How long to wait for others of this tool that change the file.
+    /// How long to wait for another staybolt-settings that changes the file.
     static constexpr std::chrono::seconds usualPatience{15};
 
     /// A key of the file, or one that could be there.
-    struct Fact
+    struct Entry
     {
         QString key;
         QString meaning;
-        /// The unique id of the server for which it stands, where it stands for one.
+        /// The unique id of the server that the key is for, if it is for one.
         std::optional<QString> uid;
         QString stored;
         QString effect;
-        QStringList warnings;
     };
 
-    /// What is stored for a server.
+    /// What the file holds for a server.
     struct Server
     {
-        QString uid;
         bool isLeftAlone = false;
-        std::optional<uint> idleDockChannel;
+        /// The text under which its idleDock channel is stored, which may be no channel at all.
+        std::optional<QString> channel;
     };
 
-    /// Reads the file. Throws a Mistake when it can't be read. A file that is not there reads as an
+    /// Reads the file. Throws an Error when it can't be read. A file that is not there reads as an
     /// empty one; an empty path stands for one that nobody named.
     explicit StoredSettings(const QString &path);
-    /// Reads the file for a change, and keeps others of this tool from it as long as this lives.
-    /// Throws a Mistake also when one of them goes on changing it for longer than `patience`.
+    /// Reads the file for a change, and keeps other staybolt-settings from it as long as this
+    /// object lives. Throws an Error also when one of them holds the file for longer than
+    /// `patience`.
     StoredSettings(const QString &path, std::chrono::seconds patience);
     ~StoredSettings();
     StoredSettings(const StoredSettings &) = delete;
@@ -59,30 +60,27 @@ public:
     bool isOn(const settingsKeys::Key &key) const { return mValues.value(key.text()).toBool(); }
     /// What movers are told when the notice is on.
     QString notice() const;
-    bool hasIdleDockChannel() const;
-    /// The servers for which something is stored, in the order of their ids.
-    QVector<Server> servers() const;
+    /// The servers that the file has keys for, by their unique ids.
+    QMap<QString, Server> servers() const;
 
     /// Every setting there is, then what else the file holds.
-    QVector<Fact> facts() const;
-    /// What there is to say of one server, whether or not the file knows it.
-    QVector<Fact> factsOf(const QString &uid) const;
-    /// What is wrong with the file as a whole.
-    QStringList fileWarnings() const;
-    /// All that is wrong, with the keys' names.
+    QVector<Entry> entries() const;
+    /// The settings of one server, whether or not the file has any.
+    QVector<Entry> entriesOf(const QString &uid) const;
+    /// What is wrong with the file, but for what is wrong with a server's settings.
     QStringList warnings() const;
 
-    /// Stores the values under their keys, and removes a key whose value is invalid. Answers what
-    /// the user should know of it; throws a Mistake when it can't be done.
+    /// Stores the values under their keys, and removes a key whose value is invalid. Returns what
+    /// the user should know about it; throws an Error when it can't be done.
     QStringList change(const QVariantMap &values);
 
 private:
     class FolderLock;
 
     StoredSettings(const QString &path, std::unique_ptr<FolderLock> lock);
-    Fact factOf(const QString &key) const;
+    Entry entryOf(const QString &key) const;
     QString effectOf(const settingsKeys::Key &key, const QString &stored) const;
-    QStringList warningsOf(const settingsKeys::Key &key, const Fact &fact) const;
+    QString textOf(const QString &key) const;
 
     QString mPath;
     std::unique_ptr<FolderLock> mLock; // taken before the file is read
@@ -95,14 +93,14 @@ private:
 /// doubled ones and those at the ends are lost.
 QString storedKey(const settingsKeys::Key &key, const QString &uid);
 
-/// Why the file can't hold a server's unique id, empty when it can.
-QString mistakeIn(const QString &uid);
+/// Why the file can't get a key for that unique id, empty when it can.
+QString errorInUid(const QString &uid);
 
-/// What to say of a unique id that the file can hold.
+/// What to say about a unique id that the file can hold.
 QStringList warningsOf(const QString &uid);
 
-/// The channel id that a text is, none when it is no such number.
+/// The channel id that a text is, nothing when it is no such number.
 std::optional<uint> channelIn(const QString &text);
 
 /// What a text must be to be one.
-QString whatAChannelIs();
+QString channelRule();

@@ -2,17 +2,22 @@
 #include "tests/files.h"
 
 #include <QAbstractButton>
+#include <QAccessible>
 #include <QApplication>
 #include <QDialogButtonBox>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMessageBox>
-#include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTableWidget>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <QtTest>
+
+#include <functional>
 
 /// The window of staybolt-settings, used with keys and clicks.
 class TestSettingsWindow : public QObject
@@ -62,8 +67,9 @@ class TestSettingsWindow : public QObject
     {
         QStringList result;
         for (const QString &name : labels) {
-            if (find<QLabel>(name)->isVisible())
-                result.append(find<QLabel>(name)->text());
+            const auto *label = find<QLabel>(name);
+            if (label->isVisible() && !label->text().isEmpty())
+                result.append(label->text());
         }
         return result.join('\n');
     }
@@ -72,18 +78,24 @@ class TestSettingsWindow : public QObject
     QString outcome() const { return said({"labelOutcome"}); }
 
     /// Does what the words of a step say: press BUTTON; select ROW; alone ROW; id ROW TEXT;
-    /// channel ROW TEXT; type TEXT, wherever the focus is.
+    /// channel ROW TEXT; type TEXT and key NAME, wherever the focus is.
     void play(const QString &steps)
     {
         const QStringList all = steps.split("; ", Qt::SkipEmptyParts);
         for (const QString &step : all) {
+            QCoreApplication::processEvents(); // what was begun before
             const QString verb = step.section(' ', 0, 0);
             const QString object = step.section(' ', 1, 1);
             if (verb == "press") {
                 auto *pressed = find<QAbstractButton>(object);
                 QTest::mouseClick(pressed, Qt::LeftButton, {}, {8, pressed->height() / 2});
             } else if (verb == "type") {
-                QTest::keyClicks(QApplication::focusWidget(), step.section(' ', 1));
+                for (const QChar c : step.section(' ', 1))
+                    QTest::keyClick(QApplication::focusWidget(), c.toLatin1());
+            } else if (verb == "key") {
+                const QKeySequence keys(object);
+                QTest::keyClick(QApplication::focusWidget(), Qt::Key(keys[0] & ~Qt::MODIFIER_MASK),
+                                Qt::KeyboardModifiers(keys[0] & Qt::MODIFIER_MASK));
             } else {
                 const QStringList verbs{"id", "alone", "channel", "select"};
                 table()->setFocus();
@@ -119,12 +131,9 @@ private Q_SLOTS:
                     result.append(name);
             }
             // What the warnings are about.
-            auto *warnings = find<QPlainTextEdit>("textWarnings");
-            if (warnings->isVisible()) {
-                const QStringList lines = warnings->toPlainText().split('\n');
-                for (const QString &line : lines)
-                    result.append(line.section(": ", 0, 0));
-            }
+            auto *warnings = find<QListWidget>("listWarnings");
+            for (int i = 0; warnings->isVisible() && i < warnings->count(); ++i)
+                result.append(warnings->item(i)->text().section(": ", 0, 0));
             if (button(QDialogButtonBox::Save)->isEnabled() || readFile(mFile) != file)
                 result.append("changed");
             return result;
@@ -132,12 +141,11 @@ private Q_SLOTS:
         QCOMPARE(shown("[General]\nstaybolt.sendNotify=1\nstaybolt.customNotify=mine\n"
                        "module.idleDock.abc%3D.target=42\nstaybolt.abc%3D=true\n"
                        "module.idleDock.abd%3D.target=7\n"),
-                 QStringList({"abc= x 42; abd= - 7", "mine", "radioOwn"}));
+                 QStringList({"!abc= x 42; abd= - 7", "mine", "radioOwn"}));
         QCOMPARE(shown("; note\n[General]\nstaybolt.sendNotify=yes\nfoo=1\nstaybolt.x=1,2\n"
                        "module.idleDock.abc%3D.target=1,2\nmodule.staybolt.idleDock=1\n"),
-                 QStringList({"abc= - 0; !x x ", "", "radioStandard", "checkIdleDock",
-                              "not read, or only in part", "module.staybolt.idleDock", "foo",
-                              "module.idleDock.abc=.target", "staybolt.x"}));
+                 QStringList({"!abc= - 1, 2; !x x ", "", "radioStandard", "checkIdleDock",
+                              "These lines are ignored, in whole or in part", "foo"}));
     }
 
     void savesWhatWasChanged_data()
@@ -155,9 +163,9 @@ private Q_SLOTS:
         row("own text again", mine + "staybolt.sendNotify=0\n", "press radioOwn",
             mine + "staybolt.sendNotify=1\n");
         row("standard", mine, "press radioStandard", "staybolt.sendNotify=1\n",
-            "Save removes your own text.");
+            "Save removes your own message.");
         row("standard after all", "", "press radioOwn; type mine; press radioStandard",
-            "staybolt.sendNotify=1\n", "Save removes your own text.");
+            "staybolt.sendNotify=1\n", "Save removes your own message.");
         row("text, and no idleDock any more", "module.staybolt.idleDock=1\n",
             "press checkIdleDock; press radioOwn; type a, b",
             "module.staybolt.idleDock=false\nstaybolt.customNotify=\"a, b\"\n"
@@ -165,46 +173,67 @@ private Q_SLOTS:
         row("text that is not sent", mine, "press radioOwn; type s; press radioOff",
             "staybolt.customNotify=mines\n");
         row("empty text", "staybolt.sendNotify=1\n", "press radioOwn",
-            "staybolt.customNotify=\nstaybolt.sendNotify=1\n", "They get an empty message.");
+            "staybolt.customNotify=\nstaybolt.sendNotify=1\n", "Your message is empty.");
         row("idleDock, and nothing that is only spelled in another way",
             "module.idleDock.abc%3D.target=five\nstaybolt.customNotify=a, b\n"
             "staybolt.sendNotify=yes\nstaybolt.x=0\n",
             "press checkIdleDock",
             "module.idleDock.abc%3D.target=five\nmodule.staybolt.idleDock=true\n"
             "staybolt.customNotify=a, b\nstaybolt.sendNotify=yes\nstaybolt.x=0\n",
-            "They get an empty message.\nNo server below has an idleDock channel.");
+            "Your message is empty.\nNo server has an idleDock channel yet.");
 
+        const char *strange =
+            "this doesn't look like a server's unique id: those have 28 characters "
+            "and end in =";
         const QByteArray servers = "module.idleDock.abd%3D.target=42\nstaybolt.abc%3D=1\n"
-                                   "staybolt.abd%3D=2\nstaybolt.abe%3D=3\n";
-        row("add", "", "press buttonAdd; type  ab/c= ", "\n[staybolt.ab]\nc%3D=true\n");
-        row("add with a channel only", "",
-            "press buttonAdd; type abc; alone 0; channel 0 4294967295",
-            "module.idleDock.abc.target=4294967295\n",
-            "abc: this does not look like a server's unique id, which ends in = and has 28 "
-            "characters as a rule");
-        row("remove", servers, "select 1; press buttonRemove; press buttonRemove",
+                                   "staybolt.abe%3D=3\n";
+        row("add", "", "press buttonAdd; type  ab/c= ; alone 0", "\n[staybolt.ab]\nc%3D=true\n");
+        row("add with a channel only", "", "press buttonAdd; type abc; channel 0 4294967295",
+            "module.idleDock.abc.target=4294967295\n", QByteArray("abc: ") + strange);
+        row("left alone with a channel", servers, "alone 0; alone 0; channel 0 7",
+            "module.idleDock.abc%3D.target=7\n" + servers,
+            "abc=: the server is left alone, so its idleDock channel has no effect");
+        row("channel 0", servers, "alone 2; channel 2 0",
+            "module.idleDock.abd%3D.target=42\nmodule.idleDock.abe%3D.target=0\n"
+            "staybolt.abc%3D=1\n",
+            "abe=: channel 0 means that the server has no idleDock channel");
+        row("what the file holds may stay, or go",
+            "module.idleDock.abc%3D.target=fortytwo\nstaybolt.My%20Server=1\nstaybolt.x%20y=1\n",
+            "select 0; key Del; channel 0 42; channel 0 fortytwo; select 1; press radioStandard",
+            "module.idleDock.abc%3D.target=fortytwo\nstaybolt.sendNotify=1\nstaybolt.x%20y=1\n",
+            QByteArray("x y: ") + strange);
+        row("remove", servers, "select 1; press buttonRemove; select 1; key Del",
             "staybolt.abc%3D=1\n");
+        row("remove, and take it back", servers + "staybolt.sendNotify=1\n",
+            "press radioOff; select 1; key Del; select 1; key Del; press buttonUndo; press "
+            "buttonUndo",
+            servers + "staybolt.sendNotify=0\n");
         row("other channel", servers, "channel 1 43",
-            "module.idleDock.abd%3D.target=43\nstaybolt.abc%3D=1\nstaybolt.abd%3D=2\n"
+            "module.idleDock.abd%3D.target=43\nstaybolt.abc%3D=1\n"
             "staybolt.abe%3D=3\n");
         row("no channel, not left alone, a blank line", servers,
-            "press buttonAdd; channel 1 ; alone 0; alone 3",
-            "staybolt.abd%3D=2\nstaybolt.abe%3D=3\n",
-            "abc=: nothing to store, so Save drops this line");
+            "press buttonAdd; channel 1 ; alone 0", "staybolt.abe%3D=3\n",
+            "abc=: Save removes this server, unless you tick \"Left alone\" or enter a channel");
         row("other id", servers, "id 1 abf=",
-            "module.idleDock.abf%3D.target=42\nstaybolt.abc%3D=1\nstaybolt.abe%3D=3\n"
-            "staybolt.abf%3D=true\n");
+            "module.idleDock.abf%3D.target=42\nstaybolt.abc%3D=1\nstaybolt.abe%3D=3\n");
 
         const auto refused = [&](const QByteArray &before, const char *steps, const char *why) {
             row(why, before, steps, before, why);
         };
-        refused(servers, "id 0 ", "a server's unique id is not empty");
+        refused(servers, "id 0 ", "the server's unique id is missing");
         refused(servers, "channel 0 4294967296",
                 "abc=: a channel is a number from 0 to 4294967295");
-        refused(servers, "press buttonAdd; type abc=", "abc=: this server stands there twice");
+        refused(servers, "press buttonAdd; type abc=; alone 3",
+                "abc=: this server is already in the list");
+        refused(servers,
+                "press buttonAdd; type abf=", "abf=: tick \"Left alone\" or enter a channel");
+        refused(
+            servers, "press buttonAdd; type My Server=; alone 3",
+            "My Server=: this is not a unique id, which has only letters, digits, +, / and =. The "
+            "client shows it when you click on the server's name.");
         // Its other key is there, but belongs to nobody.
         refused("module.idleDock.customNotify.target=6\nstaybolt.customNotify=mine\n", "alone 0",
-                "the file can't hold the id customNotify: its key is a setting");
+                "customNotify: this can't be stored, since its key is a setting");
     }
 
     void savesWhatWasChanged()
@@ -226,33 +255,195 @@ private Q_SLOTS:
             QCOMPARE(readFile(mFile), before);
             return;
         }
-        QTRY_VERIFY(outcome().startsWith("Saved. A running client sees this after a restart"));
+        QTRY_VERIFY(outcome().startsWith("Saved. Restart the client to apply it."));
         QCOMPARE(readFile(mFile), after);
         QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
     }
 
-    void typesIntoWhatACellHolds()
+    void isUsedWithTheKeyboardAlone()
     {
-        writeFile(mFile, "[General]\nmodule.idleDock.abc%3D.target=42\n");
+        writeFile(mFile,
+                  "[General]\nmodule.idleDock.abc%3D.target=42\nmodule.idleDock.42%3D.target=7\n");
         open();
-        play("channel 0 ");
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
-        QCOMPARE(rows(), QString("abc= - 42"));
-        QTest::keyClick(table(), Qt::Key_F2);
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Home);
-        play("type 1five3");
-        QCOMPARE(rows(), QString("abc= - 1342"));
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
-        QCOMPARE(rows(), QString("abc= - 42"));
-        play("press buttonAdd; type x; type \b");
-        QCOMPARE(rows(), QString("abc= - 42;  x "));
-        QVERIFY(!mWindow->isWindowModified());
-        // The next key takes the place of nothing.
-        play("channel 0 43");
-        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
-        play("type 7");
-        QCOMPARE(rows(), QString("abc= - 43;  x "));
+        const auto plays = [&](const char *steps) {
+            play(steps);
+            return rows();
+        };
+        QCOMPARE(plays("channel 1 "), QString("42= - 7; !abc= - "));
+        QCOMPARE(plays("key Esc"), QString("42= - 7; abc= - 42"));
+        // Each way into a cell; what was there can be kept, and Esc brings it back.
+        QCOMPARE(plays("key F2; key Home; type 1"), QString("42= - 7; abc= - 142"));
+        QCOMPARE(plays("key Esc; key Return; key Home; type 1"), QString("42= - 7; abc= - 142"));
+        QCOMPARE(plays("key Return; type 42"), QString("42= - 7; abc= - 42"));
+        // Space, Return and Enter toggle the tick, from each cell or from the tick's own.
+        QCOMPARE(plays("key Return; key Space"), QString("42= - 7; !abc= x 42"));
+        QCOMPARE(plays("key Left; key Space; key Left; key Space"), QString("42= - 7; !abc= x 42"));
+        QCOMPARE(plays("key Right; key Enter"), QString("42= - 7; abc= - 42"));
+        // Tab leaves the table, also from an editor, so that the next key replaces nothing.
+        QCOMPARE(plays("key Right; type 5; key Tab"), QString("42= - 7; abc= - 5"));
+        QCOMPARE(QApplication::focusWidget()->objectName(), QString("buttonAdd"));
+        QCOMPARE(plays("key Space; type x; key Backspace"), QString("42= - 7; abc= - 5;  - "));
+        // An empty new row is nothing.
+        QVERIFY(!hints().contains("missing"));
+        // Only what is seen to be selected is removed.
+        QCOMPARE(plays("key Esc; key Up; key Shift+Up; key Del"), QString(" - "));
+        QVERIFY(!find<QAbstractButton>("buttonRemove")->isEnabled()
+                || table()->selectionModel()->hasSelection());
+        QCOMPARE(plays("press buttonUndo"), QString("42= - 7; abc= - 5;  - "));
+        QVERIFY(!find<QAbstractButton>("buttonUndo")->isEnabled());
+        table()->clearSelection();
+        QVERIFY(!find<QAbstractButton>("buttonRemove")->isEnabled());
+        QCOMPARE(plays("key Del"), QString("42= - 7; abc= - 5;  - "));
         QVERIFY(mWindow->isVisible());
+    }
+
+    void showsWhichCellIsTheCurrentOne()
+    {
+        writeFile(mFile, "[General]\nstaybolt.abc%3D=1\n");
+        for (const char *style : {"Fusion", "Windows"}) {
+            QApplication::setStyle(style);
+            open();
+            play("channel 0 ");
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+            // All three are selected; the current one alone has a frame.
+            const auto border = [&](int column) {
+                const QRect place = table()->visualItemRect(table()->item(0, column));
+                return table()->viewport()->grab(place).toImage().pixelColor(1, place.height() / 2);
+            };
+            QVERIFY2(border(2) != border(1), style);
+        }
+    }
+
+    void fitsOnSmallScreens_data()
+    {
+        QTest::addColumn<QSize>("screen");
+        QTest::addColumn<int>("dpi");
+        for (const QSize screen : {QSize(1366, 768), QSize(1024, 600)}) {
+            for (int dpi : {96, 144, 192})
+                QTest::addRow("%d dots an inch, %d high", dpi, screen.height()) << screen << dpi;
+        }
+    }
+
+    void fitsOnSmallScreens()
+    {
+        QFETCH(QSize, screen);
+        QFETCH(int, dpi);
+        QFont font = QApplication::font();
+        const auto restore = qScopeGuard([usual = font] { QApplication::setFont(usual); });
+        font.setPixelSize(dpi / 8); // 9 points
+        QApplication::setFont(font);
+        QByteArray servers = "[General]\n";
+        for (int i = 10; i < 70; ++i)
+            servers += QByteArray("staybolt.NNNNNNNNNNNNNNNNNNNNNNNNN%1%3D=true\n")
+                           .replace("%1", QByteArray::number(i));
+        for (const bool hasWarnings : {false, true}) {
+            writeFile(mFile, servers + (hasWarnings ? "a=1\nb=2\nc=3\n" : ""));
+            open();
+            mWindow->fitInto(screen);
+            play("press buttonAdd; type /");
+            button(QDialogButtonBox::Save)->click(); // refused
+            QCoreApplication::processEvents();
+            const int frame = 24; // of a usual window manager
+            QVERIFY(mWindow->width() <= screen.width()
+                    && mWindow->height() + frame <= screen.height());
+            for (QWidget *widget : {static_cast<QWidget *>(button(QDialogButtonBox::Save)),
+                                    static_cast<QWidget *>(button(QDialogButtonBox::Close)),
+                                    static_cast<QWidget *>(find<QLabel>("labelOutcome"))})
+                QCOMPARE(widget->visibleRegion().boundingRect(), widget->rect());
+            // The row that it is about is to be seen, and an id is whole.
+            QCOMPARE(table()->currentRow(), 60);
+            const QRect row = table()->visualItemRect(table()->currentItem());
+            QCOMPARE(table()->viewport()->visibleRegion().boundingRect() & row, row);
+            const QSize needed = table()->itemDelegate()->sizeHint(QStyleOptionViewItem(),
+                                                                   table()->model()->index(0, 0));
+            if (dpi < 192 || screen.width() > 1024)
+                QVERIFY(table()->columnWidth(0) >= needed.width());
+            // The rest takes part when the window grows.
+            const int height = table()->height();
+            mWindow->resize(mWindow->width(), 2000);
+            QCoreApplication::processEvents();
+            QVERIFY(table()->height() > height);
+        }
+    }
+
+    void movesNothingWhileOneTypes()
+    {
+        writeFile(mFile, "[General]\nstaybolt.abc%3D=1\n");
+        open();
+        const auto places = [&] {
+            QList<int> result;
+            for (const char *name : {"tableServers", "checkIdleDock", "buttonAdd", "hintServers"})
+                result.append(find<QWidget>(name)->mapTo(mWindow.data(), QPoint()).y());
+            return result;
+        };
+        const QList<int> before = places();
+        play("press radioOwn; press checkIdleDock; press buttonAdd; type a/; channel 0 1");
+        QVERIFY(hints().count('\n') >= 3);
+        QCOMPARE(places(), before);
+    }
+
+    void sortsAndStaysWhereTheUserIs()
+    {
+        QByteArray servers = "[General]\n";
+        for (int i = 10; i < 70; ++i)
+            servers += "module.idleDock.a" + QByteArray::number(i)
+                + "%3D.target=" + QByteArray::number(90 - i) + '\n';
+        writeFile(mFile, servers);
+        open();
+        const auto sortBy = [&](int column) {
+            auto *header = table()->horizontalHeader();
+            QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                              {header->sectionViewportPosition(column) + 8, header->height() / 2});
+        };
+        sortBy(2);
+        QCOMPARE(rows().left(20), QString("a69= - 21; a68= - 22"));
+        sortBy(2);
+        QCOMPARE(rows().left(20), QString("a10= - 80; a11= - 79"));
+        play("channel 30 5");
+        QCOMPARE(table()->currentRow(), 30); // no row moves while it is edited
+        const int position = table()->verticalScrollBar()->value();
+        QTest::keyClick(mWindow.data(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(outcome().startsWith("Saved."));
+        QCOMPARE(table()->currentItem()->text(), QString("5"));
+        QVERIFY(table()->currentItem()->isSelected());
+        QCOMPARE(table()->verticalScrollBar()->value(), position);
+        QCOMPARE(table()->currentRow(), 59);
+    }
+
+    void speaksToScreenReaders()
+    {
+        writeFile(mFile, "; mine\n[General]\nstaybolt.abc=1\nfoo=1\n");
+        open();
+        play("press radioOwn; id 0 My Server"); // with an open editor
+        QStringList nameless;
+        const std::function<void(QAccessibleInterface *)> walk = [&](QAccessibleInterface *one) {
+            static const QSet<int> speaking{QAccessible::PushButton,   QAccessible::RadioButton,
+                                            QAccessible::CheckBox,     QAccessible::EditableText,
+                                            QAccessible::Table,        QAccessible::List,
+                                            QAccessible::Cell,         QAccessible::ListItem,
+                                            QAccessible::ColumnHeader, QAccessible::StaticText};
+            const auto *object = one->object();
+            const bool isHint = object && object->objectName().startsWith("hint");
+            if (speaking.contains(one->role()) && !one->state().invisible && !isHint
+                && one->text(QAccessible::Name).isEmpty())
+                nameless.append(
+                    QString("%1 %2").arg(one->role()).arg(object ? object->objectName() : ""));
+            for (int i = 0; i < one->childCount(); ++i) {
+                if (one->child(i))
+                    walk(one->child(i));
+            }
+        };
+        walk(QAccessible::queryAccessibleInterface(mWindow.data()));
+        QCOMPARE(nameless.join("; "), QString());
+        QCOMPARE(QAccessible::queryAccessibleInterface(QApplication::focusWidget())
+                     ->text(QAccessible::Name),
+                 QString("Unique id"));
+        auto *cells = QAccessible::queryAccessibleInterface(table())->tableInterface();
+        QCOMPARE(cells->cellAt(0, 1)->text(QAccessible::Name), QString("Left alone: yes"));
+        QCOMPARE(cells->cellAt(0, 2)->text(QAccessible::Name), QString("idleDock channel: "));
+        QVERIFY(cells->cellAt(0, 0)
+                    ->text(QAccessible::Description)
+                    .startsWith("My Server: this is not"));
     }
 
     void leavesWhatOthersChanged()
@@ -270,8 +461,8 @@ private Q_SLOTS:
             "; note\n[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nstaybolt.sendNotify=1\n");
         button(QDialogButtonBox::Save)->click();
         QCOMPARE(outcome(),
-                 QString("Saved. What the file held before is kept in %1. A running client sees "
-                         "this after a restart, or after its next Save.")
+                 QString("Saved. What the file held before is kept in %1. Restart the client to "
+                         "apply it.")
                      .arg(mFolder->filePath("a.kept-1.ini")));
         QCOMPARE(readFile(mFile),
                  QByteArray("[General]\nmodule.staybolt.idleDock=true\nstaybolt.abc%3D=1\n"
@@ -284,6 +475,7 @@ private Q_SLOTS:
 
     void asksBeforeItDropsChanges()
     {
+        QSet<QString> letters;
         // Whether it asked, whether the window is still there, and what the file holds.
         const auto closed = [&](const QString &steps, QMessageBox::StandardButton answer) {
             writeFile(mFile, "[General]\nstaybolt.sendNotify=1\n");
@@ -293,6 +485,8 @@ private Q_SLOTS:
             QTimer::singleShot(0, this, [&] {
                 if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
                     result = "asked";
+                    for (const QAbstractButton *one : box->buttons())
+                        letters.insert(one->shortcut().toString());
                     box->button(answer)->click();
                 }
             });
@@ -309,8 +503,9 @@ private Q_SLOTS:
                  QString("asked, closed, staybolt.sendNotify=1\n"));
         QCOMPARE(closed("press radioOff", QMessageBox::Cancel),
                  QString("asked, open, staybolt.sendNotify=1\n"));
-        QCOMPARE(closed("press radioOff; press buttonAdd; type /; select 0", save),
+        QCOMPARE(closed("press radioOff; press buttonAdd; type /; alone 0", save),
                  QString("asked, open, staybolt.sendNotify=1\n"));
+        QCOMPARE(letters, QSet<QString>({"Alt+S", "Alt+D", "Alt+C"}));
     }
 
     void saysWhyThereIsNothingToShow()

@@ -9,8 +9,10 @@
 
 namespace {
 
-constexpr int smallestPercent = 70;
+constexpr int smallestPercent = 80;
 constexpr int stepPercent = 5;
+/// The room around and between the fields where the style's own is too much, from much to little.
+constexpr int tighterRooms[] = {5, 2};
 
 void scaleFont(QFont &font, int percent)
 {
@@ -38,8 +40,8 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
 
 guiConfiguration::~guiConfiguration() { delete ui; }
 
-/// Makes the form's fixed size hold its content under the client's font: with less room between,
-/// then with a smaller font. Where that would be hard to read, the form grows.
+/// Makes the form's fixed size hold its content under the client's font: with less room between the
+/// fields, then with a smaller font. Where that would be hard to read, the form grows.
 void guiConfiguration::fitContent()
 {
     const auto fits = [this] {
@@ -50,11 +52,17 @@ void guiConfiguration::fitContent()
     };
     if (fits())
         return;
-
-    ui->gridLayout->setContentsMargins(4, 4, 4, 4);
-    ui->gridLayout_2->setContentsMargins(2, 2, 2, 2);
-    for (QLayout *one : {ui->gridLayout, ui->gridLayout_2})
-        one->setSpacing(2);
+    const auto leaveRoom = [this](int room) {
+        for (QLayout *one : {ui->gridLayout, ui->gridLayout_2}) {
+            one->setContentsMargins(room, room, room, room);
+            one->setSpacing(room);
+        }
+    };
+    for (const int room : tighterRooms) {
+        leaveRoom(room);
+        if (fits())
+            return;
+    }
     const QFont whole = font();
     for (int percent = 100; percent >= smallestPercent; percent -= stepPercent) {
         QFont smaller = whole;
@@ -64,6 +72,7 @@ void guiConfiguration::fitContent()
             return;
     }
     setFont(whole);
+    leaveRoom(tighterRooms[0]);
     setFixedSize(layout()->minimumSize().expandedTo(size()));
 }
 

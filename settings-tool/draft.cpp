@@ -1,0 +1,162 @@
+#include "settings-tool/draft.h"
+
+#include <algorithm>
+
+using settingsKeys::customNotify;
+using settingsKeys::excludedServer;
+using settingsKeys::idleDock;
+using settingsKeys::idleDockTarget;
+using settingsKeys::sendNotify;
+
+Draft::Draft(const StoredSettings &stored) : mStored(stored), mStoredServers(stored.servers())
+{
+    const bool hasOwnText = stored.contains(customNotify.text());
+    if (stored.isOn(sendNotify))
+        notice = hasOwnText ? Notice::Own : Notice::Standard;
+    if (hasOwnText)
+        ownText = stored.notice();
+    allowsIdleDock = stored.isOn(idleDock);
+    for (auto one = mStoredServers.begin(); one != mStoredServers.end(); ++one)
+        servers.append(
+            {one.key(), one->isLeftAlone, one->channel.value_or(QString()), true, one.key()});
+}
+
+int Draft::indexOf(const QString &uid)
+{
+    const auto isIt = [&](const Server &one) {
+        return storedKey(excludedServer, one.uid) == storedKey(excludedServer, uid);
+    };
+    const auto found = std::find_if(servers.begin(), servers.end(), isIt);
+    const int index = int(found - servers.begin());
+    if (found == servers.end())
+        servers.append({uid, false, QString(), false, QString()});
+    return index;
+}
+
+QString Draft::errorIn(int index) const
+{
+    const Server &server = servers.at(index);
+    if (isBlank(server))
+        return QString();
+    const StoredSettings::Server stored = storedFor(server);
+    // What the file holds already may stay, whatever it is.
+    if (!isStored(server) || (server.isLeftAlone && !stored.isLeftAlone)) {
+        const QString error = errorInUid(server.uid);
+        if (!error.isEmpty())
+            return error;
+    }
+    const auto because = [&](const QString &why) {
+        return QStringLiteral("%1: %2").arg(server.uid, why);
+    };
+    const bool isOtherChannel = !isStored(server) || server.channel != stored.channel;
+    if (!server.channel.isEmpty() && isOtherChannel && !channelIn(server.channel))
+        return because(channelRule());
+    for (int other = 0; other < index; ++other) {
+        const bool areStored = isStored(server) && isStored(servers.at(other));
+        if (!areStored
+            && storedKey(excludedServer, servers.at(other).uid)
+                == storedKey(excludedServer, server.uid))
+            return because(QStringLiteral("this server is already in the list"));
+    }
+    if (!server.isKnown && !server.isLeftAlone && server.channel.isEmpty())
+        return because(QStringLiteral("tick \"Left alone\" or enter a channel"));
+    return QString();
+}
+
+QStringList Draft::warningsOf(int index) const
+{
+    const Server &server = servers.at(index);
+    if (isBlank(server))
+        return {};
+    QStringList result = ::warningsOf(server.uid);
+    const auto warn = [&](const QString &what) {
+        result.append(QStringLiteral("%1: %2").arg(server.uid, what));
+    };
+    const std::optional<uint> channel = channelIn(server.channel);
+    if (!server.channel.isEmpty() && !channel) {
+        warn(QStringLiteral("\"%1\" is not a channel; %2").arg(server.channel, channelRule()));
+    } else if (channel == 0U) {
+        warn(QStringLiteral("channel 0 means that the server has no idleDock channel"));
+    } else if (server.isLeftAlone && channel) {
+        warn(QStringLiteral("the server is left alone, so its idleDock channel has no effect"));
+    }
+    // A channel that is stored as an empty text stays.
+    const bool hasNone = server.channel.isEmpty()
+        && !(isStored(server) && storedFor(server).channel == server.channel);
+    if (server.isKnown && !server.isLeftAlone && hasNone)
+        warn(QStringLiteral("Save removes this server, unless you tick \"Left alone\" or enter a "
+                            "channel"));
+    return result;
+}
+
+QString Draft::warningOfNotice() const
+{
+    if (notice == Notice::Standard && (mStored.contains(customNotify.text()) || !ownText.isEmpty()))
+        return QStringLiteral("Save removes your own message.");
+    if (notice == Notice::Own && ownText.isEmpty())
+        return QStringLiteral("Your message is empty.");
+    return QString();
+}
+
+QString Draft::warningOfIdleDock() const
+{
+    const auto hasChannel = [](const Server &one) {
+        return channelIn(one.channel).value_or(0) != 0;
+    };
+    if (!allowsIdleDock || std::any_of(servers.begin(), servers.end(), hasChannel))
+        return QString();
+    return QStringLiteral("No server has an idleDock channel yet.");
+}
+
+QVariantMap Draft::changes() const
+{
+    QVariantMap result;
+    const bool isOn = notice != Notice::Off;
+    if (isOn != mStored.isOn(sendNotify))
+        result.insert(sendNotify.text(), isOn ? 1 : 0);
+    const bool hasOwnText = mStored.contains(customNotify.text());
+    if (notice == Notice::Standard) {
+        if (hasOwnText)
+            result.insert(customNotify.text(), QVariant());
+    } else if (hasOwnText ? ownText != mStored.notice()
+                          : notice == Notice::Own || !ownText.isEmpty()) {
+        // While the notice is off as well, so that no text is lost.
+        result.insert(customNotify.text(), ownText);
+    }
+    if (allowsIdleDock != mStored.isOn(idleDock))
+        result.insert(idleDock.text(), allowsIdleDock);
+
+    // What is no longer in the list goes; what is there as before stays as it is spelled.
+    for (auto one = mStoredServers.begin(); one != mStoredServers.end(); ++one) {
+        if (one->isLeftAlone)
+            result.insert(storedKey(excludedServer, one.key()), QVariant());
+        if (one->channel)
+            result.insert(storedKey(idleDockTarget, one.key()), QVariant());
+    }
+    for (const Server &server : servers) {
+        const StoredSettings::Server stored = mStoredServers.value(server.uid);
+        const QString leftAloneKey = storedKey(excludedServer, server.uid);
+        const QString channelKey = storedKey(idleDockTarget, server.uid);
+        if (server.isLeftAlone && stored.isLeftAlone)
+            result.remove(leftAloneKey);
+        else if (server.isLeftAlone)
+            result.insert(leftAloneKey, true);
+        if (stored.channel && server.channel == *stored.channel)
+            result.remove(channelKey);
+        else if (!server.channel.isEmpty())
+            result.insert(channelKey, channelIn(server.channel).value_or(0));
+    }
+    return result;
+}
+
+bool Draft::isBlank(const Server &server)
+{
+    // A stored one whose id was emptied is not: Save would drop what is stored without a word.
+    return !server.isKnown && !server.isLeftAlone && server.uid.isEmpty()
+        && server.channel.isEmpty();
+}
+
+StoredSettings::Server Draft::storedFor(const Server &server) const
+{
+    return server.isKnown ? mStoredServers.value(server.storedUid) : StoredSettings::Server();
+}

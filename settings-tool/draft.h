@@ -1,0 +1,58 @@
+#pragma once
+
+#include "settings-tool/storedsettings.h"
+
+/// The settings as the user wants them, in the window or with a command: what is wrong with them,
+/// and which keys of the file they change.
+class Draft
+{
+public:
+    enum class Notice { Off, Standard, Own };
+
+    /// A server with settings of its own, as it was typed.
+    struct Server
+    {
+        QString uid;
+        bool isLeftAlone = false;
+        /// The id of its idleDock channel, empty when it has none.
+        QString channel;
+        /// Whether the file has keys for it, and under which unique id.
+        bool isKnown = false;
+        QString storedUid;
+    };
+
+    /// What the file holds. `stored` must outlive the draft.
+    explicit Draft(const StoredSettings &stored);
+
+    Notice notice = Notice::Off;
+    QString ownText;
+    bool allowsIdleDock = false;
+    QVector<Server> servers;
+
+    /// The index of the server with that unique id, which is added when it is not there.
+    int indexOf(const QString &uid);
+    /// Why the server can't be stored, empty when it can.
+    QString errorIn(int index) const;
+    /// What the user should know about the server, a sentence each.
+    QStringList warningsOf(int index) const;
+    /// The same for the notice and for the idleDock switch; empty when there is nothing to say.
+    QString warningOfNotice() const;
+    QString warningOfIdleDock() const;
+
+    /// The keys to change, with an invalid value for one to remove.
+    QVariantMap changes() const;
+
+private:
+    /// Whether nothing was typed for a new server yet.
+    static bool isBlank(const Server &server);
+    /// What the file holds for a server that it knows.
+    StoredSettings::Server storedFor(const Server &server) const;
+    /// Whether it is known under the id that it has now.
+    static bool isStored(const Server &server)
+    {
+        return server.isKnown && server.storedUid == server.uid;
+    }
+
+    const StoredSettings &mStored;
+    const QMap<QString, StoredSettings::Server> mStoredServers;
+};
