@@ -9,7 +9,8 @@ namespace {
 /// A command under way.
 struct Job
 {
-    StoredSettings &settings;
+    const StoredSettings &settings;
+    std::chrono::seconds patience;
     Draft draft;
     QStringList words; // behind the command
     QTextStream &output;
@@ -23,7 +24,7 @@ struct Job
     /// Stores what the draft changes.
     void save(const QString &done) const
     {
-        const QStringList notes = settings.change(draft.changes());
+        const QStringList notes = settings.change(draft.changes(), patience);
         output << done << '\n' << notes.join(QLatin1Char('\n')) << '\n';
     }
 };
@@ -55,26 +56,22 @@ void saveServer(Job &job, int index, const QString &done)
 
 bool list(Job &job)
 {
-    const bool isAboutAll = job.words.isEmpty();
+    QStringList keys = job.settings.keys();
+    job.output << "Settings in " << job.settings.path() << "\n\n";
     job.warn(job.settings.warnings());
-    QVector<StoredSettings::Entry> entries = job.settings.entries();
-    if (isAboutAll) {
-        const QString warning = job.draft.warningOfIdleDock();
-        job.warn(warning.isEmpty() ? QStringList() : QStringList(warning));
+    if (job.words.isEmpty()) {
+        job.warn(job.draft.warningOfIdleDock());
         for (int i = 0; i < job.draft.servers.size(); ++i)
             job.warn(job.draft.warningsOf(i));
     } else {
         const int index = serverOf(job);
         job.warn(job.draft.warningsOf(index));
-        entries = job.settings.entriesOf(job.draft.servers.at(index).uid);
+        const QString uid = job.draft.servers.at(index).uid;
+        keys = QStringList{storedKey(settingsKeys::excludedServer, uid),
+                           storedKey(settingsKeys::idleDockTarget, uid)};
     }
-    for (const StoredSettings::Entry &entry : entries) {
-        job.output << entry.key << "\n    " << entry.meaning << '\n';
-        if (entry.uid)
-            job.output << "    server: " << *entry.uid << '\n';
-        job.output << "    stored: " << entry.stored << "\n    the plug-in: " << entry.effect
-                   << '\n';
-    }
+    for (const QString &key : qAsConst(keys))
+        job.output << job.settings.describe(key) << '\n';
     return true;
 }
 
@@ -105,11 +102,7 @@ bool allowIdleDock(Job &job)
         return false;
     job.save(job.draft.allowsIdleDock ? QStringLiteral("Moves into idleDock channels are allowed.")
                                       : QStringLiteral("Moves into idleDock channels are undone."));
-    const QString warning = job.draft.warningOfIdleDock();
-    if (!warning.isEmpty()) {
-        job.warn(
-            {warning + QStringLiteral(" Set one: staybolt-settings idledock-target UID CHANNEL")});
-    }
+    job.warn(job.draft.warningOfIdleDock());
     return true;
 }
 
@@ -218,12 +211,8 @@ void commands::run(const QString &path, std::chrono::seconds patience, QStringLi
         const QString usage = QStringLiteral("Usage: staybolt-settings %1").arg(one.usage());
         if (words.size() < one.least || words.size() > one.most)
             refuse(usage);
-        const bool isReader = one.run == list;
-        const auto settings = isReader ? std::make_unique<StoredSettings>(path)
-                                       : std::make_unique<StoredSettings>(path, patience);
-        if (isReader)
-            output << "Settings in " << path << "\n\n";
-        Job job{*settings, Draft(*settings), words, output};
+        const StoredSettings settings(path);
+        Job job{settings, patience, Draft(settings), words, output};
         if (!one.run(job))
             refuse(usage);
         return;

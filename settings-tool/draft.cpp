@@ -89,23 +89,23 @@ QStringList Draft::warningsOf(int index) const
     return result;
 }
 
-QString Draft::warningOfNotice() const
+QStringList Draft::warningOfNotice() const
 {
     if (notice == Notice::Standard && (mStored.contains(customNotify.text()) || !ownText.isEmpty()))
-        return QStringLiteral("Save removes your own message.");
+        return {QStringLiteral("Save removes your own message.")};
     if (notice == Notice::Own && ownText.isEmpty())
-        return QStringLiteral("Your message is empty.");
-    return QString();
+        return {QStringLiteral("Your message is empty.")};
+    return {};
 }
 
-QString Draft::warningOfIdleDock() const
+QStringList Draft::warningOfIdleDock() const
 {
     const auto hasChannel = [](const Server &one) {
         return channelIn(one.channel).value_or(0) != 0;
     };
     if (!allowsIdleDock || std::any_of(servers.begin(), servers.end(), hasChannel))
-        return QString();
-    return QStringLiteral("No server has an idleDock channel yet.");
+        return {};
+    return {QStringLiteral("No server has an idleDock channel yet.")};
 }
 
 QVariantMap Draft::changes() const

@@ -35,9 +35,9 @@ public:
     QString errorIn(int index) const;
     /// What the user should know about the server, a sentence each.
     QStringList warningsOf(int index) const;
-    /// The same for the notice and for the idleDock switch; empty when there is nothing to say.
-    QString warningOfNotice() const;
-    QString warningOfIdleDock() const;
+    /// The same about the notice and about the idleDock switch.
+    QStringList warningOfNotice() const;
+    QStringList warningOfIdleDock() const;
 
     /// The keys to change, with an invalid value for one to remove.
     QVariantMap changes() const;

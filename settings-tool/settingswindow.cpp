@@ -122,7 +122,10 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mUi->setupUi(this);
     setWindowFlag(Qt::WindowMinMaxButtonsHint);
     setWindowIcon(QIcon::fromTheme(QStringLiteral("staybolt-settings")));
-    mUi->labelFile->setText(QStringLiteral("Settings in %1").arg(path));
+    QString shown = path;
+    if (path.startsWith(QDir::homePath() + QLatin1Char('/')))
+        shown.replace(0, QDir::homePath().size(), QLatin1Char('~'));
+    mUi->labelFile->setText(QStringLiteral("Settings in %1").arg(shown));
     mUi->labelFile->setVisible(!path.isEmpty());
     // Ids and paths come from elsewhere.
     const QList<QLabel *> labels = findChildren<QLabel *>();
@@ -141,6 +144,9 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     reserve(mUi->hintIdleDock, 1);
     reserve(mUi->hintServers, 3);
     QTableWidget *table = mUi->tableServers;
+    table->setColumnCount(ChannelColumn + 1);
+    table->setHorizontalHeaderLabels({QStringLiteral("Unique id"), QStringLiteral("Left alone"),
+                                      QStringLiteral("idleDock channel")});
     table->setItemDelegate(new ServerDelegate(table));
     table->installEventFilter(this);
     constexpr int leastRows = 5; // with the header
@@ -305,7 +311,7 @@ bool SettingsWindow::save()
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
-        notes += StoredSettings(mPath, mPatience).change(values);
+        notes += mStored->change(values, mPatience);
     } catch (const Error &error) {
         return refuse(error.message);
     }
@@ -329,8 +335,8 @@ void SettingsWindow::check()
     mDraft->ownText = mUi->lineOwn->text();
     mDraft->allowsIdleDock = mUi->checkIdleDock->isChecked();
     mUi->lineOwn->setEnabled(mDraft->notice == Draft::Notice::Own);
-    mUi->hintNotice->setText(mDraft->warningOfNotice());
-    mUi->hintIdleDock->setText(mDraft->warningOfIdleDock());
+    mUi->hintNotice->setText(mDraft->warningOfNotice().join(QString()));
+    mUi->hintIdleDock->setText(mDraft->warningOfIdleDock().join(QString()));
 
     // About the row where the user is, and about what keeps others from being stored.
     QTableWidget *table = mUi->tableServers;

@@ -112,11 +112,9 @@ QString numbers(const QVector<int> &lines)
     return texts.join(QStringLiteral(", "));
 }
 
-}
-
 /// Keeps others of this tool from the files in a folder; nothing is left behind in it. The plug-in
 /// never waits for it: Qt's own lock keeps a save of the plug-in and one of ours apart.
-class StoredSettings::FolderLock
+class FolderLock
 {
 public:
     FolderLock(const QString &folder, std::chrono::seconds patience) :
@@ -150,16 +148,9 @@ private:
     int mFolder;
 };
 
-StoredSettings::StoredSettings(const QString &path) : StoredSettings(path, nullptr) { }
-
-StoredSettings::StoredSettings(const QString &path, std::chrono::seconds patience) :
-    StoredSettings(
-        path, path.isEmpty() ? nullptr : std::make_unique<FolderLock>(folderOf(path), patience))
-{
 }
 
-StoredSettings::StoredSettings(const QString &path, std::unique_ptr<FolderLock> lock) :
-    mPath(path), mLock(std::move(lock))
+StoredSettings::StoredSettings(const QString &path) : mPath(path)
 {
     if (path.isEmpty())
         throw Error{QStringLiteral("HOME is not set; name the settings file with --file")};
@@ -182,8 +173,6 @@ StoredSettings::StoredSettings(const QString &path, std::unique_ptr<FolderLock> 
         mValues.insert(key, settings.value(key));
 }
 
-StoredSettings::~StoredSettings() = default;
-
 QString StoredSettings::notice() const
 {
     const QString key = settingsKeys::customNotify.text();
@@ -205,48 +194,31 @@ QMap<QString, StoredSettings::Server> StoredSettings::servers() const
     return result;
 }
 
-QVector<StoredSettings::Entry> StoredSettings::entries() const
+QStringList StoredSettings::keys() const
 {
-    QVector<Entry> result;
+    QStringList result;
     for (const Key *key : settingsKeys::all) {
         if (!key->isPerServer())
-            result.append(entryOf(key->text()));
+            result.append(key->text());
     }
-    const QStringList keys = mValues.keys();
-    for (const QString &key : keys) {
-        const Key *setting = settingOf(key);
-        if (!setting || setting->isPerServer())
-            result.append(entryOf(key));
+    for (auto one = mValues.begin(); one != mValues.end(); ++one) {
+        if (!result.contains(one.key()))
+            result.append(one.key());
     }
     return result;
 }
 
-QVector<StoredSettings::Entry> StoredSettings::entriesOf(const QString &uid) const
+QString StoredSettings::describe(const QString &key) const
 {
-    QVector<Entry> result;
-    for (const Key *key : settingsKeys::all) {
-        if (key->isPerServer())
-            result.append(entryOf(storedKey(*key, uid)));
-    }
-    return result;
-}
-
-StoredSettings::Entry StoredSettings::entryOf(const QString &key) const
-{
-    Entry entry;
-    entry.key = key;
-    entry.stored = contains(key) ? textOf(key) : QStringLiteral("(absent)");
     const Key *setting = settingOf(key);
-    if (!setting) {
-        entry.meaning = QStringLiteral("unknown");
-        entry.effect = QStringLiteral("ignores it");
-        return entry;
-    }
-    entry.meaning = QLatin1String(setting->meaning);
-    if (setting->isPerServer())
-        entry.uid = uidIn(key, *setting);
-    entry.effect = effectOf(*setting, key);
-    return entry;
+    QStringList lines{key, setting ? QLatin1String(setting->meaning) : QStringLiteral("unknown")};
+    if (setting && setting->isPerServer())
+        lines.append(QStringLiteral("server: ") + *uidIn(key, *setting));
+    lines.append(QStringLiteral("stored: ")
+                 + (contains(key) ? textOf(key) : QStringLiteral("(absent)")));
+    lines.append(QStringLiteral("the plug-in: ")
+                 + (setting ? effectOf(*setting, key) : QStringLiteral("ignores it")));
+    return lines.join(QStringLiteral("\n    "));
 }
 
 /// What the file holds under a key, a list included.
@@ -316,8 +288,9 @@ QStringList StoredSettings::warnings() const
     return result;
 }
 
-QStringList StoredSettings::change(const QVariantMap &values)
+QStringList StoredSettings::change(const QVariantMap &values, std::chrono::seconds patience) const
 {
+    const FolderLock lock(folderOf(mPath), patience);
     const auto refuse = [this](const QString &why) {
         throw Error{QStringLiteral("%1 can't be written: %2").arg(mPath, why)};
     };

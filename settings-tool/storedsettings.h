@@ -6,10 +6,8 @@
 #include <QString>
 #include <QStringList>
 #include <QVariant>
-#include <QVector>
 
 #include <chrono>
-#include <memory>
 #include <optional>
 
 /// Something that can't be done, and why. The file is left as it is.
@@ -26,17 +24,6 @@ public:
     /// How long to wait for another staybolt-settings that changes the file.
     static constexpr std::chrono::seconds usualPatience{15};
 
-    /// A key of the file, or one that could be there.
-    struct Entry
-    {
-        QString key;
-        QString meaning;
-        /// The unique id of the server that the key is for, if it is for one.
-        std::optional<QString> uid;
-        QString stored;
-        QString effect;
-    };
-
     /// What the file holds for a server.
     struct Server
     {
@@ -48,14 +35,8 @@ public:
     /// Reads the file. Throws an Error when it can't be read. A file that is not there reads as an
     /// empty one; an empty path stands for one that nobody named.
     explicit StoredSettings(const QString &path);
-    /// Reads the file for a change, and keeps other staybolt-settings from it as long as this
-    /// object lives. Throws an Error also when one of them holds the file for longer than
-    /// `patience`.
-    StoredSettings(const QString &path, std::chrono::seconds patience);
-    ~StoredSettings();
-    StoredSettings(const StoredSettings &) = delete;
-    StoredSettings &operator=(const StoredSettings &) = delete;
 
+    const QString &path() const { return mPath; }
     bool contains(const QString &key) const { return mValues.contains(key); }
     bool isOn(const settingsKeys::Key &key) const { return mValues.value(key.text()).toBool(); }
     /// What movers are told when the notice is on.
@@ -63,27 +44,23 @@ public:
     /// The servers that the file has keys for, by their unique ids.
     QMap<QString, Server> servers() const;
 
-    /// Every setting there is, then what else the file holds.
-    QVector<Entry> entries() const;
-    /// The settings of one server, whether or not the file has any.
-    QVector<Entry> entriesOf(const QString &uid) const;
+    /// The keys of all settings that are no server's, then what else the file holds.
+    QStringList keys() const;
+    /// What a key means, what is stored under it and what the plug-in reads, a line each.
+    QString describe(const QString &key) const;
     /// What is wrong with the file, but for what is wrong with a server's settings.
     QStringList warnings() const;
 
-    /// Stores the values under their keys, and removes a key whose value is invalid. Returns what
-    /// the user should know about it; throws an Error when it can't be done.
-    QStringList change(const QVariantMap &values);
+    /// Stores the values under their keys, and removes a key whose value is invalid. Waits for
+    /// other staybolt-settings that change a file in the folder. Returns what the user should know;
+    /// throws an Error when it can't be done, or when it would take longer than `patience`.
+    QStringList change(const QVariantMap &values, std::chrono::seconds patience) const;
 
 private:
-    class FolderLock;
-
-    StoredSettings(const QString &path, std::unique_ptr<FolderLock> lock);
-    Entry entryOf(const QString &key) const;
     QString effectOf(const settingsKeys::Key &key, const QString &stored) const;
     QString textOf(const QString &key) const;
 
     QString mPath;
-    std::unique_ptr<FolderLock> mLock; // taken before the file is read
     QByteArray mBytes;
     // No settings object, since all those on a file change together.
     QVariantMap mValues;

@@ -185,8 +185,7 @@ private Q_SLOTS:
             "module.idleDock.abc%3D.target=5\nmodule.staybolt.idleDock=true\n");
         row({"idledock", "on"}, "module.idleDock.abc%3D.target=0\n",
             "module.idleDock.abc%3D.target=0\nmodule.staybolt.idleDock=true\n",
-            "No server has an idleDock channel yet. Set one: staybolt-settings idledock-target UID "
-            "CHANNEL");
+            "No server has an idleDock channel yet.");
         row({"idledock", "off"}, "module.staybolt.idleDock=true\n",
             "module.staybolt.idleDock=false\n");
         row({"idledock-target", "abc=", "4294967295"}, "",

@@ -453,7 +453,7 @@ private Q_SLOTS:
         play("press checkIdleDock");
         QVERIFY(QFile::remove(mFile) && QDir().mkdir(mFile));
         button(QDialogButtonBox::Save)->click();
-        QCOMPARE(outcome(), QString("Not saved: %1 can't be read: Is a directory").arg(mFile));
+        QCOMPARE(outcome(), QString("Not saved: %1 can't be written: Is a directory").arg(mFile));
         QVERIFY(QDir().rmdir(mFile));
 
         writeFile(
