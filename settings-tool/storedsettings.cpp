@@ -104,12 +104,19 @@ QString whyNotWritten(const QString &path)
     return QString();
 }
 
-QString numbers(const QVector<int> &lines)
+/// "Line 1 is", "Lines 1, 2 and 10 are".
+QString linesAre(const QList<int> &lines)
 {
-    QStringList texts;
-    for (const int line : lines)
-        texts.append(QString::number(line));
-    return texts.join(QStringLiteral(", "));
+    QString result;
+    for (int i = 0; i < lines.size(); ++i) {
+        const bool isLast = i == lines.size() - 1;
+        result += QLatin1String(i == 0       ? ""
+                                    : isLast ? " and "
+                                             : ", ")
+            + QString::number(lines.at(i));
+    }
+    return (lines.size() == 1 ? QStringLiteral("Line %1 is") : QStringLiteral("Lines %1 are"))
+        .arg(result);
 }
 
 /// Keeps others of this tool from the files in a folder; nothing is left behind in it. The plug-in
@@ -251,28 +258,29 @@ QStringList StoredSettings::warnings() const
     const QString folder = folderOf(mPath);
     if (!QFileInfo(folder).isDir())
         result.append(noFolder(folder));
-    QVector<int> unread;
-    QVector<int> beyondAscii;
-    const QList<settingsFile::Line> lines = settingsFile::lines(mBytes);
-    const QList<QByteArray> texts = settingsFile::split(mBytes);
-    for (int i = 0; i < lines.size(); ++i) {
-        if (lines.at(i) == settingsFile::Line::Unread)
-            unread.append(i + 1);
-        if (std::any_of(texts.at(i).begin(), texts.at(i).end(),
+    const std::optional<QList<int>> changing = settingsFile::linesThatChange(mBytes);
+    if (!changing) {
+        result.append(
+            QStringLiteral("No temporary file can be made, so there is no telling what the "
+                           "next save drops. It keeps a copy of the old file."));
+    } else if (!changing->isEmpty()) {
+        result.append(
+            QStringLiteral("%1 ignored or rewritten; the next save keeps a copy of the old "
+                           "file.")
+                .arg(linesAre(*changing)));
+    }
+    QList<int> garbled;
+    const QList<QByteArray> lines = settingsFile::lines(mBytes);
+    for (int i = 0; i < lines.size() && !settingsFile::hasByteOrderMark(mBytes); ++i) {
+        if (std::any_of(lines.at(i).begin(), lines.at(i).end(),
                         [](char c) { return static_cast<uchar>(c) > 0x7f; }))
-            beyondAscii.append(i + 1);
+            garbled.append(i + 1);
     }
-    if (!unread.isEmpty()) {
+    if (!garbled.isEmpty()) {
         result.append(
-            QStringLiteral("These lines are ignored, in whole or in part: %1. The next save "
-                           "removes them and keeps a copy of the old file.")
-                .arg(numbers(unread)));
-    }
-    if (!beyondAscii.isEmpty() && !settingsFile::hasByteOrderMark(mBytes)) {
-        result.append(
-            QStringLiteral("The non-ASCII letters in these lines are garbled: %1. What you "
-                           "enter in Staybolt Settings is stored right.")
-                .arg(numbers(beyondAscii)));
+            QStringLiteral("%1 read with garbled non-ASCII letters. What you enter in Staybolt "
+                           "Settings is stored right.")
+                .arg(linesAre(garbled)));
     }
     for (auto one = mValues.begin(); one != mValues.end(); ++one) {
         const Key *key = settingOf(one.key());
