@@ -58,7 +58,8 @@ QString Draft::errorIn(int index) const
                 == storedKey(excludedServer, server.uid))
             return because(QStringLiteral("this server is already in the list"));
     }
-    if (!server.isKnown && !server.isLeftAlone && server.channel.isEmpty())
+    // A channel that the file holds as an empty text may stay.
+    if (!server.isLeftAlone && server.channel.isEmpty() && (isOtherChannel || !stored.channel))
         return because(QStringLiteral("tick \"Left alone\" or enter a channel"));
     return QString();
 }
@@ -80,12 +81,6 @@ QStringList Draft::warningsOf(int index) const
     } else if (server.isLeftAlone && channel) {
         warn(QStringLiteral("the server is left alone, so its idleDock channel has no effect"));
     }
-    // A channel that is stored as an empty text stays.
-    const bool hasNone = server.channel.isEmpty()
-        && !(isStored(server) && storedFor(server).channel == server.channel);
-    if (server.isKnown && !server.isLeftAlone && hasNone)
-        warn(QStringLiteral("Save removes this server, unless you tick \"Left alone\" or enter a "
-                            "channel"));
     return result;
 }
 
@@ -103,9 +98,11 @@ QStringList Draft::warningOfIdleDock() const
     const auto hasChannel = [](const Server &one) {
         return channelIn(one.channel).value_or(0) != 0;
     };
-    if (!allowsIdleDock || std::any_of(servers.begin(), servers.end(), hasChannel))
+    const bool isSet = std::any_of(servers.begin(), servers.end(), hasChannel);
+    if (isSet == allowsIdleDock)
         return {};
-    return {QStringLiteral("No server has an idleDock channel yet.")};
+    return {isSet ? QStringLiteral("While this is off, idleDock channels have no effect.")
+                  : QStringLiteral("No server has an idleDock channel yet.")};
 }
 
 QVariantMap Draft::changes() const

@@ -42,9 +42,10 @@ public:
     /// The keys to change, with an invalid value for one to remove.
     QVariantMap changes() const;
 
-private:
     /// Whether nothing was typed for a new server yet.
     static bool isBlank(const Server &server);
+
+private:
     /// What the file holds for a server that it knows.
     StoredSettings::Server storedFor(const Server &server) const;
     /// Whether it is known under the id that it has now.

@@ -2,8 +2,8 @@
 
 #include "ui_settingswindow.h"
 
+#include <QApplication>
 #include <QDir>
-#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QPainter>
@@ -34,7 +34,7 @@ public:
             return checkState() < other.checkState();
         if (column() == ChannelColumn)
             return channelIn(text()).value_or(0) < channelIn(other.text()).value_or(0);
-        return text() < other.text();
+        return text().compare(other.text(), Qt::CaseInsensitive) < 0;
     }
 };
 
@@ -89,10 +89,14 @@ protected:
             return QStyledItemDelegate::eventFilter(object, event);
         auto *key = static_cast<QKeyEvent *>(event);
         if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
-            // On from the table, and not to the next cell.
+            // To the cell beside it, but not into it, and from the last one out of the table.
             Q_EMIT closeEditor(line);
-            QKeyEvent tab(QEvent::KeyPress, key->key(), key->modifiers());
-            QCoreApplication::sendEvent(parent(), &tab);
+            const bool isForward = key->key() == Qt::Key_Tab;
+            const int column = static_cast<QTableWidget *>(parent())->currentColumn();
+            const bool isLast = column == (isForward ? ChannelColumn : UidColumn);
+            const int arrow = isForward ? Qt::Key_Right : Qt::Key_Left;
+            QKeyEvent moving(QEvent::KeyPress, isLast ? key->key() : arrow, {});
+            QCoreApplication::sendEvent(parent(), &moving);
             return true;
         }
         if (key->matches(QKeySequence::Cancel)) {
@@ -142,7 +146,7 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mUi->buttonBox->button(QDialogButtonBox::Close)->setText(QStringLiteral("&Close"));
     reserve(mUi->hintNotice, 1);
     reserve(mUi->hintIdleDock, 1);
-    reserve(mUi->hintServers, 3);
+    reserve(mUi->labelStatus, 3);
     QTableWidget *table = mUi->tableServers;
     table->setColumnCount(ChannelColumn + 1);
     table->setHorizontalHeaderLabels({QStringLiteral("Unique id"), QStringLiteral("Left alone"),
@@ -158,7 +162,13 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     table->horizontalHeader()->setSortIndicatorShown(true);
     table->horizontalHeader()->setSectionsClickable(true);
     connect(table->horizontalHeader(), &QHeaderView::sortIndicatorChanged, table,
-            &QTableWidget::sortItems);
+            [table](int column, Qt::SortOrder order) {
+                table->sortItems(column, order);
+                table->scrollToItem(table->currentItem());
+            });
+    connect(qApp, &QApplication::focusChanged, this, &SettingsWindow::showFocus);
+    connect(table, &QTableWidget::currentCellChanged, this, &SettingsWindow::showFocus,
+            Qt::QueuedConnection); // when the table has scrolled
 
     mNotices.addButton(mUi->radioOff, int(Draft::Notice::Off));
     mNotices.addButton(mUi->radioStandard, int(Draft::Notice::Standard));
@@ -184,7 +194,10 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     fitInto(QGuiApplication::primaryScreen()->availableSize());
 }
 
-SettingsWindow::~SettingsWindow() = default;
+SettingsWindow::~SettingsWindow()
+{
+    hide(); // while there still is a form for the focus to leave
+}
 
 void SettingsWindow::fitInto(const QSize &screen)
 {
@@ -236,6 +249,8 @@ bool SettingsWindow::eventFilter(QObject *object, QEvent *event)
         table->editItem(current);
     } else if (key == Qt::Key_Delete) {
         removeServers();
+    } else if (static_cast<QKeyEvent *>(event)->matches(QKeySequence::Undo)) {
+        undoRemove();
     } else {
         return false;
     }
@@ -274,11 +289,14 @@ void SettingsWindow::load()
             }
         }
         table->verticalScrollBar()->setValue(position);
+        table->scrollToItem(table->currentItem());
         mUi->listWarnings->addItems(mStored->warnings());
+        if (mUi->listWarnings->count() > 0)
+            mOutcome = QStringLiteral("There are warnings about the file, at the end (Alt+F).");
     } catch (const Error &error) {
-        mUi->labelOutcome->setText(error.message);
+        mOutcome = error.message;
+        mUi->labelStatus->setText(mOutcome);
     }
-    mUi->labelOutcome->setVisible(!mDraft);
     mUi->form->setEnabled(mDraft);
     mUi->labelWarnings->setVisible(mUi->listWarnings->count() > 0);
     mUi->listWarnings->setVisible(mUi->listWarnings->count() > 0);
@@ -288,20 +306,24 @@ void SettingsWindow::load()
 bool SettingsWindow::save()
 {
     const auto refuse = [this](const QString &why) {
-        mUi->labelOutcome->setText(QStringLiteral("Not saved: %1").arg(why));
-        mUi->labelOutcome->show();
+        mOutcome = QStringLiteral("Not saved: %1").arg(why);
+        check();
         return false;
     };
     if (!mDraft)
         return false;
-    for (int row = 0; row < mDraft->servers.size(); ++row) {
+    QTableWidget *table = mUi->tableServers;
+    const int rows = mDraft->servers.size();
+    for (int i = 0; i < rows; ++i) {
+        const int row = (std::max(table->currentRow(), 0) + i) % rows; // first where the user is
         const QString error = mDraft->errorIn(row);
-        if (!error.isEmpty()) {
-            refuse(error);
-            layout()->activate(); // the row must not be covered by what is said
-            goTo(row);
-            return false;
-        }
+        if (error.isEmpty())
+            continue;
+        const QString channel = mDraft->servers.at(row).channel;
+        const bool isChannel = !channel.isEmpty() && !channelIn(channel);
+        table->setCurrentCell(row, isChannel ? ChannelColumn : UidColumn);
+        table->setFocus();
+        return refuse(error);
     }
     const QVariantMap values = mDraft->changes();
     if (values.isEmpty())
@@ -316,14 +338,14 @@ bool SettingsWindow::save()
         return refuse(error.message);
     }
     load();
-    mUi->labelOutcome->setText(notes.join(QLatin1Char(' ')));
-    mUi->labelOutcome->show();
+    mOutcome = notes.join(QLatin1Char(' '));
+    check();
     return true;
 }
 
 void SettingsWindow::edited()
 {
-    mUi->labelOutcome->hide();
+    mOutcome.clear();
     check();
 }
 
@@ -345,12 +367,13 @@ void SettingsWindow::check()
     for (int row = 0; row < table->rowCount(); ++row)
         mDraft->servers.append(serverAt(row));
     bool isModified = !mDraft->changes().isEmpty();
-    QStringList hints;
+    QStringList hints(mOutcome);
     for (int row = 0; row < table->rowCount(); ++row) {
         const QString error = mDraft->errorIn(row);
         const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
         isModified = isModified || !error.isEmpty();
-        if (!error.isEmpty() || row == table->currentRow())
+        const bool isSaid = !error.isEmpty() && mOutcome.endsWith(error);
+        if (!isSaid && (!error.isEmpty() || row == table->currentRow()))
             hints += remarks;
         const QString text = remarks.join(QLatin1Char('\n'));
         table->item(row, UidColumn)
@@ -368,7 +391,8 @@ void SettingsWindow::check()
                                                                                  : item->text()));
         }
     }
-    mUi->hintServers->setText(hints.join(QLatin1Char('\n')));
+    hints.removeAll(QString());
+    mUi->labelStatus->setText(hints.join(QLatin1Char('\n')));
     mUi->buttonRemove->setEnabled(table->selectionModel()->hasSelection());
     mUi->buttonUndo->setEnabled(!mRemoved.isEmpty());
     mUi->buttonBox->button(QDialogButtonBox::Save)->setEnabled(isModified);
@@ -405,7 +429,7 @@ void SettingsWindow::addServer()
 {
     const int row = mUi->tableServers->rowCount();
     insertRow(row, Draft::Server());
-    goTo(row);
+    mUi->tableServers->setCurrentCell(row, UidColumn);
     mUi->tableServers->editItem(mUi->tableServers->currentItem());
     edited();
 }
@@ -417,7 +441,8 @@ void SettingsWindow::removeServers()
     for (int row = table->rowCount() - 1; row >= 0; --row) {
         if (!table->item(row, UidColumn)->isSelected())
             continue;
-        removed.insert(row, serverAt(row));
+        if (!Draft::isBlank(serverAt(row)))
+            removed.insert(row, serverAt(row));
         table->removeRow(row);
     }
     if (!removed.isEmpty())
@@ -427,20 +452,28 @@ void SettingsWindow::removeServers()
 
 void SettingsWindow::undoRemove()
 {
+    if (mRemoved.isEmpty())
+        return;
     const QMap<int, Draft::Server> removed = mRemoved.pop();
     for (auto one = removed.begin(); one != removed.end(); ++one)
         insertRow(std::min(one.key(), mUi->tableServers->rowCount()), *one);
-    goTo(removed.firstKey());
+    mUi->tableServers->setCurrentCell(removed.firstKey(), UidColumn);
+    mUi->tableServers->setFocus();
     edited();
 }
 
-void SettingsWindow::goTo(int row)
+void SettingsWindow::showFocus()
 {
+    layout()->activate(); // what is said may have taken room
     QTableWidget *table = mUi->tableServers;
-    table->setCurrentCell(row, UidColumn);
-    table->scrollToItem(table->currentItem());
-    table->setFocus();
-    const QRect place = table->visualItemRect(table->currentItem());
-    const QPoint middle = table->viewport()->mapTo(mUi->form, place.center());
-    mUi->scrollArea->ensureVisible(middle.x(), middle.y(), 0, place.height());
+    QWidget *focus = focusWidget();
+    const bool isInTable = focus && (focus == table || table->isAncestorOf(focus));
+    if (isInTable && table->currentItem()) {
+        table->scrollToItem(table->currentItem());
+        const QRect row = table->visualItemRect(table->currentItem());
+        const QPoint middle = table->viewport()->mapTo(mUi->form, row.center());
+        mUi->scrollArea->ensureVisible(middle.x(), middle.y(), 0, row.height());
+    } else if (focus && mUi->form->isAncestorOf(focus)) {
+        mUi->scrollArea->ensureWidgetVisible(focus);
+    }
 }

@@ -49,8 +49,8 @@ private:
     void undoRemove();
     void insertRow(int row, const Draft::Server &server);
     Draft::Server serverAt(int row) const;
-    /// Makes the row's unique id the current cell and shows the whole row.
-    void goTo(int row);
+    /// Scrolls to what has the focus: in the table, to the current row.
+    void showFocus();
 
     const QScopedPointer<Ui_SettingsWindow> mUi;
     QButtonGroup mNotices;
@@ -61,4 +61,6 @@ private:
     QScopedPointer<Draft> mDraft;
     /// What each Remove took, with its rows, until the next load.
     QStack<QMap<int, Draft::Server>> mRemoved;
+    /// What came of the last load or save, until something is edited.
+    QString mOutcome;
 };
