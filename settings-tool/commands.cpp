@@ -10,7 +10,6 @@ namespace {
 struct Job
 {
     const StoredSettings &settings;
-    std::chrono::seconds patience;
     Draft draft;
     QStringList words; // behind the command
     QTextStream &output;
@@ -24,8 +23,10 @@ struct Job
     /// Stores what the draft changes.
     void save(const QString &done) const
     {
-        const QStringList notes = settings.change(draft.changes(), patience);
-        output << done << '\n' << notes.join(QLatin1Char('\n')) << '\n';
+        const QVariantMap values = draft.changes();
+        output << done << '\n';
+        if (!values.isEmpty())
+            output << settings.change(values).join(QLatin1Char('\n')) << '\n';
     }
 };
 
@@ -155,6 +156,8 @@ bool setNotice(Job &job)
                        .arg(draft.notice == Draft::Notice::Own
                                 ? draft.ownText
                                 : QLatin1String(settingsKeys::standardNotice)));
+    if (draft.notice == Draft::Notice::Own)
+        job.warn(draft.warningOfNotice());
     return true;
 }
 
@@ -211,8 +214,12 @@ void commands::run(const QString &path, std::chrono::seconds patience, QStringLi
         const QString usage = QStringLiteral("Usage: staybolt-settings %1").arg(one.usage());
         if (words.size() < one.least || words.size() > one.most)
             refuse(usage);
+        // Locked before the file is read, so that a change is one to what it holds.
+        std::optional<FolderLock> lock;
+        if (one.run != list && !path.isEmpty())
+            lock.emplace(path, patience);
         const StoredSettings settings(path);
-        Job job{settings, patience, Draft(settings), words, output};
+        Job job{settings, Draft(settings), words, output};
         if (!one.run(job))
             refuse(usage);
         return;

@@ -115,8 +115,8 @@ QVariantMap Draft::changes() const
     if (notice == Notice::Standard) {
         if (hasOwnText)
             result.insert(customNotify.text(), QVariant());
-    } else if (hasOwnText ? ownText != mStored.notice()
-                          : notice == Notice::Own || !ownText.isEmpty()) {
+    } else if ((notice == Notice::Own || !ownText.isEmpty())
+               && !(hasOwnText && ownText == mStored.notice())) {
         // While the notice is off as well, so that no text is lost.
         result.insert(customNotify.text(), ownText);
     }

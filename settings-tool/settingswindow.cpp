@@ -15,6 +15,8 @@
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
 
+#include <limits>
+
 namespace {
 
 enum Column { UidColumn, LeftAloneColumn, ChannelColumn };
@@ -77,7 +79,7 @@ public:
     {
         // What comes back from the table is what was just typed; the cursor stays where it is then.
         auto *line = static_cast<QLineEdit *>(editor);
-        if (line->text().trimmed() != index.data().toString())
+        if (line->text() != index.data().toString())
             line->setText(index.data().toString());
     }
 
@@ -144,6 +146,8 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     // Not every desktop gives these a key.
     mUi->buttonBox->button(QDialogButtonBox::Save)->setText(QStringLiteral("&Save"));
     mUi->buttonBox->button(QDialogButtonBox::Close)->setText(QStringLiteral("&Close"));
+    // The plug-in takes texts of any length.
+    mUi->lineOwn->setMaxLength(std::numeric_limits<int>::max());
     reserve(mUi->hintNotice, 1);
     reserve(mUi->hintIdleDock, 1);
     reserve(mUi->labelStatus, 3);
@@ -155,7 +159,7 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     table->installEventFilter(this);
     constexpr int leastRows = 5; // with the header
     table->setMinimumHeight(leastRows * table->verticalHeader()->defaultSectionSize());
-    table->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
+    table->resizeColumnsToContents(); // of the headers
     table->horizontalHeader()->setSectionResizeMode(UidColumn, QHeaderView::Stretch);
     // Sorted by a click only, so that no row moves while it is edited.
     table->horizontalHeader()->setSortIndicator(UidColumn, Qt::AscendingOrder);
@@ -265,6 +269,7 @@ void SettingsWindow::load()
     const QString uid = current ? serverAt(current->row()).uid : QString();
     const bool isSelected = current && current->isSelected();
     const int position = table->verticalScrollBar()->value();
+    const bool hasFocus = table->hasFocus() || table->isAncestorOf(focusWidget());
     const QSignalBlocker blocker(table);
     table->setRowCount(0);
     mRemoved.clear();
@@ -290,6 +295,8 @@ void SettingsWindow::load()
         }
         table->verticalScrollBar()->setValue(position);
         table->scrollToItem(table->currentItem());
+        if (hasFocus)
+            table->setFocus(); // which went with an open editor
         mUi->listWarnings->addItems(mStored->warnings());
         if (mUi->listWarnings->count() > 0)
             mOutcome = QStringLiteral("There are warnings about the file, at the end (Alt+F).");
@@ -333,7 +340,8 @@ bool SettingsWindow::save()
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
-        notes += mStored->change(values, mPatience);
+        const FolderLock lock(mPath, mPatience);
+        notes += mStored->change(values);
     } catch (const Error &error) {
         return refuse(error.message);
     }
@@ -422,7 +430,7 @@ Draft::Server SettingsWindow::serverAt(int row) const
     // A copied id may bring blanks along.
     return {stored == uid ? uid : uid.trimmed(),
             table->item(row, LeftAloneColumn)->checkState() == Qt::Checked,
-            table->item(row, ChannelColumn)->text(), stored.isValid(), stored.toString()};
+            table->item(row, ChannelColumn)->text().trimmed(), stored.isValid(), stored.toString()};
 }
 
 void SettingsWindow::addServer()

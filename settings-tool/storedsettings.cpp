@@ -56,11 +56,19 @@ std::optional<QString> uidIn(const QString &stored, const Key &key)
     return stored.mid(start.size(), size);
 }
 
+/// A key as Qt looks it up: without doubled slashes and those at its ends.
+QString lookedUp(const QString &key)
+{
+    return key.split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
+}
+
 /// Which of the settings a key of the file is, none when nothing reads it. Several may match, since
 /// a server's id can be any text; the one that says most is meant.
 const Key *settingOf(const QString &stored)
 {
     const Key *found = nullptr;
+    if (stored != lookedUp(stored))
+        return nullptr; // somebody wrote it by hand, and Qt finds it under no name
     for (const Key *key : settingsKeys::all) {
         if (uidIn(stored, *key) && (!found || key->text().size() > found->text().size()))
             found = key;
@@ -119,42 +127,32 @@ QString linesAre(const QList<int> &lines)
         .arg(result);
 }
 
-/// Keeps others of this tool from the files in a folder; nothing is left behind in it. The plug-in
-/// never waits for it: Qt's own lock keeps a save of the plug-in and one of ours apart.
-class FolderLock
+}
+
+FolderLock::FolderLock(const QString &path, std::chrono::seconds patience)
 {
-public:
-    FolderLock(const QString &folder, std::chrono::seconds patience) :
-        mFolder(open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
-    {
-        if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR))
-            throw Error{noFolder(folder)};
-        const QDeadlineTimer deadline(patience);
-        // A folder that can't be read, or on some network file systems, has no such lock.
-        while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-            if (deadline.hasExpired()) {
-                close(mFolder);
-                throw Error{QStringLiteral("waited %1 s for another staybolt-settings that changes "
-                                           "a file in %2")
-                                .arg(QString::number(patience.count()), folder)};
-            }
-            QThread::msleep(pauseMs);
-        }
-    }
-    ~FolderLock()
-    {
-        if (mFolder >= 0)
+    const QString folder = folderOf(path);
+    mFolder = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR))
+        throw Error{noFolder(folder)};
+    const QDeadlineTimer deadline(patience);
+    constexpr unsigned long pauseMs = 20;
+    // A folder that can't be read, or on some network file systems, has no such lock.
+    while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        if (deadline.hasExpired()) {
             close(mFolder);
+            throw Error{QStringLiteral("waited %1 s for another staybolt-settings that changes a "
+                                       "file in %2")
+                            .arg(QString::number(patience.count()), folder)};
+        }
+        QThread::msleep(pauseMs);
     }
-    FolderLock(const FolderLock &) = delete;
-    FolderLock &operator=(const FolderLock &) = delete;
+}
 
-private:
-    static constexpr unsigned long pauseMs = 20;
-
-    int mFolder;
-};
-
+FolderLock::~FolderLock()
+{
+    if (mFolder >= 0)
+        close(mFolder);
 }
 
 StoredSettings::StoredSettings(const QString &path) : mPath(path)
@@ -296,9 +294,8 @@ QStringList StoredSettings::warnings() const
     return result;
 }
 
-QStringList StoredSettings::change(const QVariantMap &values, std::chrono::seconds patience) const
+QStringList StoredSettings::change(const QVariantMap &values) const
 {
-    const FolderLock lock(folderOf(mPath), patience);
     const auto refuse = [this](const QString &why) {
         throw Error{QStringLiteral("%1 can't be written: %2").arg(mPath, why)};
     };
@@ -322,7 +319,8 @@ QStringList StoredSettings::change(const QVariantMap &values, std::chrono::secon
         // Qt removes what is below a key as well, but the ids of two servers may begin alike.
         QVariantMap below;
         for (const QString &key : keys) {
-            if (key.startsWith(one.key() + QLatin1Char('/')) && !values.contains(key))
+            if (key.startsWith(one.key() + QLatin1Char('/')) && !values.contains(key)
+                && key == lookedUp(key))
                 below.insert(key, file.value(key));
         }
         file.remove(one.key());
@@ -357,8 +355,7 @@ QStringList StoredSettings::change(const QVariantMap &values, std::chrono::secon
 
 QString storedKey(const Key &key, const QString &uid)
 {
-    // None of ours begins with a slash.
-    return key.of(uid).split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
+    return lookedUp(key.of(uid)); // none of ours begins with a slash
 }
 
 QString errorInUid(const QString &uid)

@@ -16,6 +16,21 @@ struct Error
     QString message;
 };
 
+/// Keeps other staybolt-settings from changing the files in the folder of the file `path`. Nothing
+/// is left behind in it, and the plug-in never waits: Qt's own lock keeps its saves and ours apart.
+class FolderLock
+{
+public:
+    /// Throws an Error when another one holds the folder for longer than `patience`.
+    FolderLock(const QString &path, std::chrono::seconds patience);
+    ~FolderLock();
+    FolderLock(const FolderLock &) = delete;
+    FolderLock &operator=(const FolderLock &) = delete;
+
+private:
+    int mFolder = -1;
+};
+
 /// The plug-in's settings file as it was when this object was made: what the plug-in reads in it,
 /// and what is wrong with it.
 class StoredSettings
@@ -51,10 +66,9 @@ public:
     /// What is wrong with the file, but for what is wrong with a server's settings.
     QStringList warnings() const;
 
-    /// Stores the values under their keys, and removes a key whose value is invalid. Waits for
-    /// other staybolt-settings that change a file in the folder. Returns what the user should know;
-    /// throws an Error when it can't be done, or when it would take longer than `patience`.
-    QStringList change(const QVariantMap &values, std::chrono::seconds patience) const;
+    /// Stores the values under their keys, and removes a key whose value is invalid; to be called
+    /// under a lock. Returns what the user should know; throws an Error when it can't be done.
+    QStringList change(const QVariantMap &values) const;
 
 private:
     QString effectOf(const settingsKeys::Key &key, const QString &stored) const;
