@@ -1,10 +1,13 @@
 #include "plugins/staybolt/eventrecords.h"
 #include "plugins/staybolt/menus.h"
 #include "plugins/staybolt/modelupdate.h"
+#include "plugins/staybolt/staybolt.h"
 #include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
+#include "shared/settings/configuration.h"
 #include "tests/host_table.h"
 
+#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstdlib>
@@ -47,9 +50,6 @@ QStringList model()
     return QStringList(server::instance()->getData(conText, "name").toString())
         + held(channelTable(), "id") + held(clientTable(), "clId");
 }
-
-const QStringList wholeModel{"Northgate", "12884901889 Den", "8589934593 Lobby", "40007 Robin",
-                             "40008 Mallory"};
 
 /// What the module is told.
 QStringList told(const EventRecords &records)
@@ -112,29 +112,6 @@ private Q_SLOTS:
         QCOMPARE(mHost->complaints(), QStringList());
         QCOMPARE(mHost->takeRequests(), QStringList());
         mHost.reset();
-    }
-
-    void loadsAServer()
-    {
-        loadServer(connection);
-        QCOMPARE(model(), wholeModel);
-        // The own client and channel, the server's texts, and each list with its records.
-        QCOMPARE(mHost->callCount, 2 + 4 + (1 + 2 * 4) + (1 + 2 * 2));
-    }
-
-    void refreshesStoredRecords()
-    {
-        refreshChannels(connection);
-        mHost->servers[connection].channels = {{lobby, "Hall"}};
-        refreshChannels(connection);
-        QCOMPARE(model(), (QStringList{"", "12884901889 Den", "8589934593 Hall"}));
-
-        refreshChannelClients(connection, lobby);
-        refreshClient(connection, eve);
-        refreshClient(connection, 99);
-        QCOMPARE(model().mid(3),
-                 (QStringList{"40007 Robin", "40008 Mallory", "40009 Eve", "99 Unknown"}));
-        QCOMPARE(clientTable()->getClientID("Unknown"), "99");
     }
 
     void buildsRecords_data()
@@ -206,6 +183,43 @@ private Q_SLOTS:
         QCOMPARE(told(moveRecords(connection, 60000, 100000, 1)),
                  (QStringList{"Northgate 18364758544493064720", "dest 1 channel",
                               "source 100000 channel", "own 60000 " + QString(1 << 20, 'n')}));
+    }
+
+    void takesNoMoreOfARecordThanItShould()
+    {
+        const QTemporaryDir folder;
+        mHost->configPath = folder.path().toUtf8();
+        configuration::instance()->init("Events");
+        configuration::instance()->set("staybolt.sendNotify", 1);
+        configuration::instance()->set("module.staybolt.idleDock", true);
+        configuration::instance()->set("module.idleDock.uid=.target", 7);
+        const Record server{{"uid", "uid="}, {"conHandler", QVariant::fromValue(connection)}};
+        const auto in = [](const QVariant &id) { return Record{{"dest", Record{{"id", id}}}}; };
+        // The own id counts to 16 bits, a channel let through to 32; a text of the mover's is not
+        // sent.
+        const Record people{{"own", Record{{"clId", 0x10000U + robin}}},
+                            {"executor", Record{{"clId", mallory}, {"msg", "forged"}}}};
+        staybolt module;
+        module.parseEvent(moduleEvents(3), server, in(QString::number(den)), {});
+        module.parseEvent(moduleEvents(4), server, in("4294967303"), people);
+        module.parseEvent(moduleEvents(4), server, in(5), people);
+        const QString here = " on \"Northgate\" (18364758544493064720)";
+        QCOMPARE(mHost->takeRequests(),
+                 QStringList(
+                     {"move you (40007) to \"Den\" (12884901889)" + here,
+                      "tell Mallory (40008)" + here + ": \"This operation is not permitted!\""}));
+    }
+
+    void hasTheSlotThatCallersName()
+    {
+        const QMetaObject &meta = staybolt::staticMetaObject;
+        QCOMPARE(meta.className(), "staybolt");
+        QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
+        const QMetaMethod slot = meta.method(meta.methodOffset());
+        QCOMPARE(slot.methodSignature(),
+                 QByteArray("parseEvent(moduleEvents,QVariantHash,QVariantHash,QVariantHash)"));
+        QCOMPARE(slot.parameterNames(),
+                 (QList<QByteArray>{"event", "server", "channel", "client"}));
     }
 
     void buildsMenus()

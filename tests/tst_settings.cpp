@@ -71,38 +71,6 @@ private Q_SLOTS:
         QVERIFY(!unopened.contains(notify) && !unopened.get(notify).isValid());
     }
 
-    void keepsValuesInTheFile_data()
-    {
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QVariant>("value");
-        QTest::newRow("number") << notify << QVariant(1);
-        QTest::newRow("text") << custom
-                              << QVariant(
-                                     QString::fromUtf8("a, \"b\"; 50% \\n\n\xf0\x9f\x90\xa6 "));
-        QTest::newRow("empty text") << custom << QVariant(QString());
-        QTest::newRow("server id") << "staybolt.a+b/c=" << QVariant(1);
-    }
-
-    void keepsValuesInTheFile()
-    {
-        QFETCH(QString, key);
-        QFETCH(QVariant, value);
-
-        configuration::instance()->set(key, value);
-        QCOMPARE(configuration::instance()->get(key), value);
-        // Written by Qt from the event loop; read by somebody who shares no cache with the writer.
-        QTRY_VERIFY(QFile::exists(mFile));
-        const QString copy = mFolder->filePath("copy.ini");
-        QVERIFY(QFile::copy(mFile, copy));
-        const QSettings file(copy, QSettings::IniFormat);
-        QCOMPARE(file.allKeys(), QStringList{key});
-        QCOMPARE(file.value(key).toString(), value.toString());
-        QCOMPARE(file.value(key).toBool(), value.toBool());
-
-        configuration::instance()->remove(key);
-        QVERIFY(!configuration::instance()->contains(key));
-    }
-
     void keepsWhatQtDrops_data()
     {
         QTest::addColumn<QByteArray>("bytes");
@@ -110,30 +78,13 @@ private Q_SLOTS:
             QTest::newRow(name) << "[General]\nstaybolt.sendNotify=1\n" + rest;
         };
         row("comment", "; mine\n");
-        row("comment with a quote", "; don\"t\n");
-        row("other comment", "# mine\n");
         row("note", "remember the milk\n");
-        row("end of file mark", "\x1a");
         row("rest of a value", "staybolt.customNotify=a ; b\n");
-        row("bad escape", "staybolt.customNotify=a\\qb\n");
-        row("overlong escape", "staybolt.customNotify=\\x12345\n");
-        row("text in two pieces", "staybolt.customNotify=\"a\"b\n");
         row("key twice", "mine=1\nmine=2\n");
-        row("key in two spellings", "a.b=1\na%2Eb=2\n");
-        row("key in a section that comes twice", "[a]\nb=1\n[c]\n[a]\nb=2\n");
         row("key of a section", "a\\b=1\n[a]\nb=2\n");
+        row("section that comes twice", "[a]\nb=1\n[c]\n[a]\nb=2\n");
         row("quote that is never closed", "staybolt.customNotify=\"a\nmine=2\n");
-        row("text over two lines", "staybolt.customNotify=\"a\nb\"\n");
-        row("line that goes on", "staybolt.customNotify=a\\\nmine=2\n");
-        row("section that is never closed", "[uncl");
-        row("something behind a section", "[a] b\n");
-        row("key with a backslash at its end", "note\\=x\n");
-        row("cut off", "staybolt.custo");
         row("letters beyond ASCII", "staybolt.customNotify=gr\xc3\xbc\xc3\x9f\x65\n");
-        row("value of no known type", "mine=@Variant(x)\n");
-        row("value of a type that is not text", "mine=@Rect(10 20 30 40px)\n");
-        row("key twice, on an old system", "mine=1\rmine=2\r");
-        row("letter spelled as a code", "mine%U0041=1\nmineA=2\n");
         row("rubbish", QByteArray("\x00\x01\xff\xfegarbage\x00more", 16));
         QTest::newRow("byte-order mark")
             << QByteArray("\xef\xbb\xbf[General]\nstaybolt.sendNotify=1\n");
@@ -184,69 +135,31 @@ private Q_SLOTS:
     {
         {
             QSettings file(mFile, QSettings::IniFormat);
-            const QStringList texts{"",
-                                    " a ",
-                                    "a;b",
-                                    "a, b",
-                                    "=",
-                                    "@x",
-                                    "@",
-                                    "@Invalid()",
-                                    "\"",
-                                    "\\",
-                                    QString::fromLatin1("\0"
-                                                        "1\x1f\x7f"
-                                                        "f\r\n\t",
-                                                        8),
-                                    "\u263A\u00e4",
-                                    "\U0001F426",
-                                    "%1",
-                                    "[x]",
-                                    "#",
-                                    "'"};
-            for (const QString &text : texts) {
-                file.setValue("text" + text, text);
-                file.setValue("list/" + text, QStringList{text, "b,", text});
-            }
-            file.setValue("list/all", texts);
-            file.setValue("list/none", QStringList());
-            file.setValue("general/a/b", 1.5);
-            file.setValue("invalid", QVariant());
-            file.setValue("a\\b", 1); // not the a/b of another key
-            file.setValue("a/b", 2);
-            file.setValue("bytes", QByteArray("a\0b\xff", 4));
+            file.setValue("text", "a, \"b\"; 50% \\n\n\U0001F426 ");
+            file.setValue("a\\b", QStringList{"", "@x"}); // not the a/b of another key
+            file.setValue("a/b", 1.5);
+            file.setValue("general/a/b", QVariant());
             file.setValue("place", QRect(1, -2, 30, 4));
-            // As much as the text field takes, in letters that need most room.
+            // As much as the text field takes.
             file.setValue("long", QString(32767, QChar(0x20ac)));
-            file.setValue("long, in quotes", QString(32767, 'x') + ';');
         }
         const QByteArray bytes = readFile(mFile);
-        QVERIFY(bytes.size() > 200000);
         for (const QByteArray &one : {bytes, QByteArray(bytes).replace("\n", "\r\n\n \t\n")}) {
             writeFile(mFile, one);
             QVERIFY2(settingsFile::keep(mFile).copy.isEmpty(), one.left(4000));
         }
     }
 
-    void keepsKeysThatQtMixesUp()
+    void keepsWhereNothingCanBeTried()
     {
-        for (const char *bytes : {"\\a=1\na=2\n", "general\\a=1\n[%General]\na=2\n",
-                                  "[%47eneral]\na=1\n[%General]\na=2\n"}) {
-            writeFile(mFile, bytes);
-            QVERIFY2(!settingsFile::keep(mFile).copy.isEmpty(), bytes);
-            QVERIFY(QFile::remove(mFile));
-        }
-    }
-
-    void keepsASeparatorOnce()
-    {
-        // Qt takes it for a value without a key.
-        openWith("=====\n");
-        for (int i : {1, 2, 3}) {
-            configuration::instance()->set(permit, i);
-            QCoreApplication::processEvents();
-        }
-        QCOMPARE(readFile(mKept.arg(1)), QByteArray("=====\n"));
+        // Without a temporary file nobody knows what Qt would drop.
+        const QByteArray usual = qgetenv("TMPDIR");
+        qputenv("TMPDIR", "/dev/null"); // also for root
+        const auto restore = qScopeGuard([=] { qputenv("TMPDIR", usual); });
+        openWith("a=1\n");
+        configuration::instance()->set(permit, 1);
+        QCOMPARE(readFile(mKept.arg(1)), QByteArray("a=1\n"));
+        configuration::instance()->set(notify, 1);
         QVERIFY(!QFile::exists(mKept.arg(2)));
     }
 
@@ -448,10 +361,8 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isUsualSize");
         QTest::addColumn<bool>("isInPixels");
         for (const char *style : {"Fusion", "Windows"}) {
-            for (int points : {8, 9, 12, 13, 14, 18, 36}) {
+            for (int points : {9, 12, 13, 36}) {
                 for (bool isInPixels : {false, true}) {
-                    if (points == 14 && isInPixels)
-                        continue; // just fits
                     const QString name = QString("%1, %2 points%3").arg(style).arg(points);
                     QTest::newRow(qPrintable(name.arg(isInPixels ? " in pixels" : "")))
                         << style << points << (points < 13) << isInPixels;
@@ -522,47 +433,11 @@ private Q_SLOTS:
         QCOMPARE(QApplication::exec(), 3);
     }
 
-    void tellsTheSwitchesApart()
+    void showsALongTextWhole()
     {
-        configuration *settings = configuration::instance();
-        for (const bool first : {true, false}) {
-            settings->set(permit, first ? "true" : "0");
-            settings->set(notify, first ? "false" : "true");
-            press("buttonReload");
-            QCOMPARE(field<QSlider>("sliderIdleDock")->value(), first ? 1 : 0);
-            QCOMPARE(field<QSlider>("sliderNotify")->value(), first ? 0 : 1);
-            press("buttonApply");
-            QCOMPARE(settings->get(permit), QVariant(first ? 1 : 0));
-            QCOMPARE(settings->get(notify), QVariant(first ? 0 : 1));
-        }
-    }
-
-    void reloadsTheFields()
-    {
-        configuration *settings = configuration::instance();
-        settings->set(notify, 5);
-        settings->set(permit, "TRUE");
-        settings->set(custom, "stored");
-        mDialog->show();
-        QCOMPARE(text(), QString()); // showing does not reload
-        press("buttonReload");
-        QCOMPARE(text(), "stored");
-        QCOMPARE(field<QSlider>("sliderNotify")->value(), 1);
-        QCOMPARE(field<QSlider>("sliderIdleDock")->value(), 1);
-        press("buttonApply");
-        QCOMPARE(settings->get(notify), QVariant(1));
-
-        settings->remove(custom);
-        settings->remove(notify);
-        settings->set(permit, "False");
-        press("buttonReload");
-        QCOMPARE(text(), "stored"); // an absent text leaves the field
-        QCOMPARE(field<QSlider>("sliderNotify")->value(), 0);
-        QCOMPARE(field<QSlider>("sliderIdleDock")->value(), 0);
-
-        const QString anew(40000, 'x'); // longer than a field takes by itself
-        settings->set(custom, anew);
-        QCOMPARE(guiConfiguration(nullptr).findChild<QLineEdit *>()->text(), anew);
+        const QString text(40000, 'x'); // longer than a field takes by itself
+        configuration::instance()->set(custom, text);
+        QCOMPARE(guiConfiguration(nullptr).findChild<QLineEdit *>()->text(), text);
     }
 
 private:
@@ -580,7 +455,6 @@ private:
         open();
     }
     void press(const char *button) { field<QPushButton>(button)->click(); }
-    QString text() const { return field<QLineEdit>("lineCustomNotify")->text(); }
 
     template<typename Work>
     static void whileTheDiskIsFull(Work work)
