@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-/// Answers the one object behind `instance`, created without a parent on the first call. Threads
+/// Returns the one object behind `instance`, created without a parent on the first call. Threads
 /// that race on that call get the same object; later calls take no lock.
 template<typename T>
 T *singletonInstance(std::atomic<T *> &instance, QMutex &mutex)

@@ -525,9 +525,8 @@ staybolt.sendnotify
         };
         const QString keys = text("docs/settings.md");
         for (const settingsKeys::Key *key : settingsKeys::all) {
-            const QString row = QString("| `%1` | %2 | %3 | %4 | %5 |")
-                                    .arg(key->of("UID"), key->value, key->whenAbsent, key->meaning)
-                                    .arg(key->setIn);
+            const QString row = QString("| %1 | %2 |").arg(key->whenAbsent, key->meaning);
+            QVERIFY2(keys.contains("| `" + key->of("UID") + "` |"), key->pattern);
             QVERIFY2(keys.contains(row), qPrintable("docs/settings.md lacks the line: " + row));
         }
         const auto found = [&](const char *name, const char *pattern) {

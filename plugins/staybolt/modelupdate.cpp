@@ -3,26 +3,10 @@
 #include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
 
-namespace {
-
-// The client can call back, and so change the model, while we read from it. Known records are
+// The host can call back, and so change the model, while we read from it. Known records are
 // therefore taken before as values, and tables are fetched only when everything is read, and only
 // for a record to store. By then nobody may hold the whole table's records any more, since storing
 // would copy the table: they are read in a statement of their own.
-
-void storeClients(uint64 connection, const QList<Record> &records)
-{
-    if (records.isEmpty())
-        return;
-    clients *table = server::instance()->getClientsObj(idText(connection));
-    QString id;
-    for (const Record &record : records) {
-        setIdText(id, record.constFind(recordKeys::clId())->toUInt());
-        table->setData(id, record);
-    }
-}
-
-}
 
 void loadServer(uint64 connection)
 {
@@ -38,16 +22,24 @@ void dropServer(uint64 connection) { server::instance()->remove(idText(connectio
 
 void refreshClient(uint64 connection, anyID client)
 {
-    const Record known =
-        server::instance()->clientRecords(idText(connection)).value(idText(client));
-    storeClients(connection, {funcwrapper::instance()->readClient(connection, client, known)});
+    const QString id = idText(client);
+    const Record known = server::instance()->clientRecords(idText(connection)).value(id);
+    const Record record = funcwrapper::instance()->readClient(connection, client, known);
+    server::instance()->getClientsObj(idText(connection))->setData(id, record);
 }
 
 void refreshChannelClients(uint64 connection, uint64 channel)
 {
     const QList<Record> records = funcwrapper::instance()->readChannelClients(
         connection, channel, server::instance()->clientRecords(idText(connection)));
-    storeClients(connection, records);
+    if (records.isEmpty())
+        return;
+    clients *table = server::instance()->getClientsObj(idText(connection));
+    QString id;
+    for (const Record &record : records) {
+        setIdText(id, record.constFind(recordKeys::clId())->toUInt());
+        table->setData(id, record);
+    }
 }
 
 void refreshChannels(uint64 connection)

@@ -17,7 +17,7 @@ void refreshChannelClients(uint64 connection, uint64 channel);
 /// Reads all channels into the model. Those that the client no longer lists stay as they were.
 void refreshChannels(uint64 connection);
 
-/// Takes in that a client moved itself. Answers whether the module is to be told: it was the own
+/// Takes in that a client moved itself. Returns whether the module is to be told: it was the own
 /// client, and the client knows which one that is.
 bool takeMove(uint64 connection, anyID client, int visibility);
 /// The same where somebody else moved the client.

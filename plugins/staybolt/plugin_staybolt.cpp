@@ -24,7 +24,7 @@ char *pluginID = nullptr;
 // Before init and after shutdown there is neither module nor dialog. Events then reach the model
 // only, instead of taking the client down.
 
-void raise(moduleEvents event, const EventRecords &records)
+void tellModule(moduleEvents event, const EventRecords &records)
 {
     if (stayboltObj)
         stayboltObj->parseEvent(event, records.server, records.channel, records.client);
@@ -127,7 +127,7 @@ void ts3plugin_onClientMoveEvent(uint64 connection, anyID client, uint64 oldChan
                                  uint64 newChannel, int visibility, const char *)
 {
     if (takeMove(connection, client, visibility))
-        raise(eventClientMove, moveRecords(connection, client, oldChannel, newChannel));
+        tellModule(eventClientMove, moveRecords(connection, client, oldChannel, newChannel));
 }
 
 void ts3plugin_onClientMoveMovedEvent(uint64 connection, anyID client, uint64 oldChannel,
@@ -135,8 +135,8 @@ void ts3plugin_onClientMoveMovedEvent(uint64 connection, anyID client, uint64 ol
                                       const char *, const char *)
 {
     if (takeForcedMove(connection, client, newChannel)) {
-        raise(eventClientMoveMoved,
-              forcedMoveRecords(connection, client, oldChannel, newChannel, mover));
+        tellModule(eventClientMoveMoved,
+                   forcedMoveRecords(connection, client, oldChannel, newChannel, mover));
     }
 }
 
@@ -181,16 +181,16 @@ void ts3plugin_onMenuItemEvent(uint64 connection, PluginMenuType type, int itemI
     if (itemId == 0) {
         showSettings();
     } else {
-        raise(eventMenuItem,
-              choiceRecords(connection, menuCommand(menuEntries(), itemId), type, selected));
+        tellModule(eventMenuItem,
+                   choiceRecords(connection, menuCommand(menuEntries(), itemId), type, selected));
     }
 }
 
 void ts3plugin_onHotkeyEvent(const char *keyword)
 {
-    raise(eventHotkey,
-          choiceRecords(funcwrapper::instance()->getCurrentConnectionHandlerID(),
-                        QString::fromUtf8(keyword)));
+    tellModule(eventHotkey,
+               choiceRecords(funcwrapper::instance()->getCurrentConnectionHandlerID(),
+                             QString::fromUtf8(keyword)));
 }
 
 const char *ts3plugin_infoTitle() { return "Staybolt"; }

@@ -50,47 +50,18 @@ QString readText(FreeMemory freeMemory, unsigned int (*function)(Parameters...),
     return QString::fromUtf8(block.get());
 }
 
-/// Whether a text of the client is what `text` holds, told without decoding it. Bytes that are not
-/// UTF-8, or have a mark that decoding drops, count as another text.
-bool isSame(const char *utf8, const QString &text)
+/// Whether a text of the host is ASCII and what `text` holds, told without decoding it.
+bool isSameAscii(const char *utf8, const QString &text)
 {
+    const auto size = static_cast<size_t>(text.size());
+    if (strlen(utf8) != size)
+        return false;
     const auto *byte = reinterpret_cast<const uchar *>(utf8);
     const QChar *letter = text.constData();
-    const auto size = static_cast<size_t>(text.size());
-    if (strlen(utf8) == size) {
-        // As many bytes as letters: it is ASCII, or something else.
-        uint difference = 0;
-        for (size_t i = 0; i < size; ++i)
-            difference |= (letter[i].unicode() ^ byte[i]) | (byte[i] & 0x80U);
-        return difference == 0;
-    }
-    // Decoding drops a mark at the front, so that this one may stand for two.
-    if (text.startsWith(QChar::ByteOrderMark))
-        return false;
-    const auto follows = [&](uint code) { return *byte++ == (0x80 | (code & 0x3f)); };
-    for (const QChar *const end = letter + size; letter != end; ++letter) {
-        uint code = letter->unicode();
-        if (code < 0x80) {
-            if (code == 0 || *byte++ != code)
-                return false;
-            continue;
-        }
-        if (letter->isHighSurrogate() && letter + 1 != end && letter[1].isLowSurrogate()) {
-            code = QChar::surrogateToUcs4(letter[0], letter[1]);
-            ++letter;
-            if (*byte++ != (0xf0 | code >> 18) || !follows(code >> 12) || !follows(code >> 6))
-                return false;
-        } else if (code >= 0x800) {
-            // Half of a pair has no form of its own.
-            if (letter->isSurrogate() || *byte++ != (0xe0 | code >> 12) || !follows(code >> 6))
-                return false;
-        } else if (*byte++ != (0xc0 | code >> 6)) {
-            return false;
-        }
-        if (!follows(code))
-            return false;
-    }
-    return *byte == 0;
+    uint difference = 0;
+    for (size_t i = 0; i < size; ++i)
+        difference |= (letter[i].unicode() ^ byte[i]) | (byte[i] & 0x80U);
+    return difference == 0;
 }
 
 /// Puts a record together value by value, in the order of its keys. Values that a known record
@@ -130,7 +101,7 @@ public:
         const HostBlock<char> block(text.value_or(nullptr), {mFunctions.freeMemory});
         const char *const bytes = !text ? "Unknown" : block ? block.get() : "";
         const QString *stored = known<QString>();
-        if (!stored || !isSame(bytes, *stored)) {
+        if (!stored || !isSameAscii(bytes, *stored)) {
             const QString decoded = QString::fromUtf8(bytes);
             if (!stored || *stored != decoded)
                 set(decoded);

@@ -69,7 +69,7 @@ enum PluginMenuType : int {
     PLUGIN_MENU_TYPE_CLIENT = 2
 };
 
-/// Answers of ts3plugin_offersConfigure.
+/// Returns of ts3plugin_offersConfigure.
 constexpr int PLUGIN_OFFERS_CONFIGURE_QT_THREAD = 2;
 
 /// Bytes of a text field in the records below, the terminating NUL included.
@@ -198,7 +198,7 @@ TS3PLUGIN_EXPORT const char *ts3plugin_description();
 
 /// First call after loading: the client's functions, to be copied.
 TS3PLUGIN_EXPORT void ts3plugin_setFunctionPointers(TS3Functions funcs);
-/// Second call. Answers 0 for success.
+/// Second call. Returns 0 for success.
 TS3PLUGIN_EXPORT int ts3plugin_init();
 /// Last call before the library is unloaded.
 TS3PLUGIN_EXPORT void ts3plugin_shutdown();
@@ -212,9 +212,9 @@ TS3PLUGIN_EXPORT void ts3plugin_configure(void *handle, void *qParentWidget);
 
 /// The plug-in's chat command, null for none.
 TS3PLUGIN_EXPORT const char *ts3plugin_commandKeyword();
-/// Answers 0 when the plug-in handled the command, 1 when it did not.
+/// Returns 0 when the plug-in handled the command, 1 when it did not.
 TS3PLUGIN_EXPORT int ts3plugin_processCommand(uint64 connection, const char *command);
-/// Answers 1 when the client shall load the plug-in without being asked.
+/// Returns 1 when the client shall load the plug-in without being asked.
 TS3PLUGIN_EXPORT int ts3plugin_requestAutoload();
 /// Takes back a block that the plug-in handed to the client.
 TS3PLUGIN_EXPORT void ts3plugin_freeMemory(void *block);

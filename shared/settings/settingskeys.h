@@ -25,10 +25,8 @@ struct Key
     const char *pattern;
     Kind kind;
     // For documents and tools.
-    const char *value;
     const char *whenAbsent;
     const char *meaning;
-    const char *setIn;
 
     /// Whether each server has one of its own.
     bool isPerServer() const { return text().contains(QLatin1String("%1")); }
@@ -38,40 +36,19 @@ struct Key
     QString of(const QString &uid) const { return text().replace(QLatin1String("%1"), uid); }
 };
 
-inline constexpr Key sendNotify{"staybolt.sendNotify",
-                                Kind::Switch,
-                                "0 or 1",
-                                "0",
-                                "tell the mover, also where the move back was refused",
-                                "the dialog, staybolt-settings"};
-inline constexpr Key customNotify{"staybolt.customNotify",
-                                  Kind::Text,
-                                  "text",
-                                  "the standard notice",
-                                  "what the mover is told, also when it is empty",
-                                  "the dialog, staybolt-settings"};
+inline constexpr Key sendNotify{"staybolt.sendNotify", Kind::Switch, "0",
+                                "tell the mover, also where the move back was refused"};
+inline constexpr Key customNotify{"staybolt.customNotify", Kind::Text, "the standard notice",
+                                  "what the mover is told, also when it is empty"};
 inline constexpr Key permitIdleDock{
-    "staybolt.permitIdleDock",
-    Kind::Switch,
-    "0 or 1",
-    "0",
-    "the dialog's own record of its first switch; it lets no move through",
-    "the dialog"};
-inline constexpr Key idleDock{"module.staybolt.idleDock",
-                              Kind::Switch,
-                              "true or false",
-                              "false",
-                              "let moves into the idleDock channel of a server through",
-                              "staybolt-settings"};
-inline constexpr Key idleDockTarget{
-    "module.idleDock.%1.target",           Kind::Channel,      "channel id", "0",
-    "the idleDock channel on that server", "staybolt-settings"};
-inline constexpr Key excludedServer{"staybolt.%1",
-                                    Kind::Presence,
-                                    "anything",
-                                    "the server is protected",
-                                    "leave that server alone, whatever the value",
-                                    "staybolt-settings"};
+    "staybolt.permitIdleDock", Kind::Switch, "0",
+    "the dialog's own record of its first switch; it lets no move through"};
+inline constexpr Key idleDock{"module.staybolt.idleDock", Kind::Switch, "false",
+                              "let moves into the idleDock channel of a server through"};
+inline constexpr Key idleDockTarget{"module.idleDock.%1.target", Kind::Channel, "0",
+                                    "the idleDock channel on that server"};
+inline constexpr Key excludedServer{"staybolt.%1", Kind::Presence, "the server is protected",
+                                    "leave that server alone, whatever the value"};
 
 /// All of them, in the order in which a user meets them.
 inline constexpr const Key *all[] = {&sendNotify,     &customNotify, &permitIdleDock,
