@@ -101,8 +101,9 @@ QStringList Draft::warningOfIdleDock() const
     const bool isSet = std::any_of(servers.begin(), servers.end(), hasChannel);
     if (isSet == allowsIdleDock)
         return {};
-    return {isSet ? QStringLiteral("While this is off, idleDock channels have no effect.")
-                  : QStringLiteral("No server has an idleDock channel yet.")};
+    return {
+        isSet ? QStringLiteral("idleDock channels have no effect until you allow moves into them.")
+              : QStringLiteral("No server has an idleDock channel yet.")};
 }
 
 QVariantMap Draft::changes() const

@@ -112,14 +112,6 @@ private:
     static constexpr const char *before = "before";
 };
 
-/// Has room for so many lines in a label, so that nothing moves when a text comes or goes.
-void reserve(QLabel *label, int lines)
-{
-    label->setText(QString(lines - 1, QLatin1Char('\n')) + QLatin1Char('x'));
-    label->setMinimumHeight(label->sizeHint().height());
-    label->clear();
-}
-
 }
 
 SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patience) :
@@ -148,9 +140,9 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mUi->buttonBox->button(QDialogButtonBox::Close)->setText(QStringLiteral("&Close"));
     // The plug-in takes texts of any length.
     mUi->lineOwn->setMaxLength(std::numeric_limits<int>::max());
-    reserve(mUi->hintNotice, 1);
-    reserve(mUi->hintIdleDock, 1);
-    reserve(mUi->labelStatus, 3);
+    // So that nothing moves when a text comes or goes.
+    mUi->labelStatus->setText(QStringLiteral("x\n\n\nx"));
+    mUi->labelStatus->setMinimumHeight(mUi->labelStatus->sizeHint().height());
     QTableWidget *table = mUi->tableServers;
     table->setColumnCount(ChannelColumn + 1);
     table->setHorizontalHeaderLabels({QStringLiteral("Unique id"), QStringLiteral("Left alone"),
@@ -365,8 +357,6 @@ void SettingsWindow::check()
     mDraft->ownText = mUi->lineOwn->text();
     mDraft->allowsIdleDock = mUi->checkIdleDock->isChecked();
     mUi->lineOwn->setEnabled(mDraft->notice == Draft::Notice::Own);
-    mUi->hintNotice->setText(mDraft->warningOfNotice().join(QString()));
-    mUi->hintIdleDock->setText(mDraft->warningOfIdleDock().join(QString()));
 
     // About the row where the user is, and about what keeps others from being stored.
     QTableWidget *table = mUi->tableServers;
@@ -375,7 +365,7 @@ void SettingsWindow::check()
     for (int row = 0; row < table->rowCount(); ++row)
         mDraft->servers.append(serverAt(row));
     bool isModified = !mDraft->changes().isEmpty();
-    QStringList hints(mOutcome);
+    QStringList hints = QStringList(mOutcome) + mDraft->warningOfNotice();
     for (int row = 0; row < table->rowCount(); ++row) {
         const QString error = mDraft->errorIn(row);
         const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
@@ -399,6 +389,7 @@ void SettingsWindow::check()
                                                                                  : item->text()));
         }
     }
+    hints += mDraft->warningOfIdleDock();
     hints.removeAll(QString());
     mUi->labelStatus->setText(hints.join(QLatin1Char('\n')));
     mUi->buttonRemove->setEnabled(table->selectionModel()->hasSelection());

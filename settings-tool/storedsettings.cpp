@@ -13,7 +13,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -94,20 +93,6 @@ QString whyNotWritten(const QString &path)
     if (!probe.open(QIODevice::WriteOnly)
         || probe.write(QByteArray(int(file.size()) + more, ' ')) < 0 || !probe.flush()) {
         return probe.errorString();
-    }
-    // In a folder with the sticky bit only the owner may replace a file.
-    struct stat folder
-    {
-    };
-    struct stat owned
-    {
-    };
-    const QByteArray name = QFile::encodeName(path);
-    const QByteArray folderName = QFile::encodeName(QFileInfo(path).path());
-    if (stat(folderName.constData(), &folder) == 0 && stat(name.constData(), &owned) == 0
-        && (folder.st_mode & S_ISVTX) != 0 && owned.st_uid != geteuid()
-        && folder.st_uid != geteuid()) {
-        return systemWords(EPERM);
     }
     return QString();
 }

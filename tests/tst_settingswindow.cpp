@@ -49,7 +49,7 @@ class TestSettingsWindow : public QObject
     }
 
     /// Said in many cases that are about other things.
-    const QString ofTheSwitch = "While this is off, idleDock channels have no effect.";
+    const QString ofTheSwitch = "idleDock channels have no effect until you allow moves into them.";
 
     /// The rows of the table, one after the other; ! stands for the sign of something odd.
     QString rows() const
@@ -65,23 +65,10 @@ class TestSettingsWindow : public QObject
         return result.join("; ");
     }
 
-    /// The texts that can be seen of those that come and go.
-    QString said(const QStringList &labels) const
-    {
-        QStringList result;
-        for (const QString &name : labels) {
-            const auto *label = find<QLabel>(name);
-            if (label->isVisible() && !label->text().isEmpty())
-                result.append(label->text());
-        }
-        return result.join('\n');
-    }
+    QString status() const { return find<QLabel>("labelStatus")->text(); }
 
-    QString hints() const
-    {
-        return said({"hintNotice", "hintIdleDock", "labelStatus"}).remove(ofTheSwitch).trimmed();
-    }
-    QString outcome() const { return said({"labelStatus"}); }
+    /// What is said but for what belongs to many cases.
+    QString hints() const { return status().remove(ofTheSwitch).trimmed(); }
 
     /// Does what the words of a step say: press BUTTON; select ROW; alone ROW; id ROW TEXT;
     /// channel ROW TEXT; type TEXT and key NAME, wherever the focus is.
@@ -179,7 +166,8 @@ private Q_SLOTS:
             "module.staybolt.idleDock=false\nstaybolt.customNotify=\"a, b\"\n"
             "staybolt.sendNotify=1\n");
         row("a text that is emptied, and not sent", mine + "staybolt.sendNotify=1\n",
-            "press radioOwn; key Ctrl+A; key Del; press radioOff", mine + "staybolt.sendNotify=0\n");
+            "press radioOwn; key Ctrl+A; key Del; press radioOff",
+            mine + "staybolt.sendNotify=0\n");
         row("text that is not sent", mine, "press radioOwn; type s; press radioOff",
             "staybolt.customNotify=mines\n");
         row("empty text", "staybolt.sendNotify=1\n", "press radioOwn",
@@ -259,13 +247,13 @@ private Q_SLOTS:
         // By its letter, which leaves the focus in the cell that is being edited.
         QTest::keyClick(mWindow.data(), Qt::Key_S, Qt::AltModifier);
         if (after == before) {
-        QTRY_VERIFY2(outcome().startsWith("Not saved: " + hint), qPrintable(outcome()));
+            QTRY_VERIFY2(hints().startsWith("Not saved: " + hint), qPrintable(hints()));
             QCOMPARE(rows().count('!'), 1);
             QCOMPARE(readFile(mFile), before);
             return;
         }
-        QTRY_VERIFY2(outcome().startsWith("Saved. Restart the client to apply it."),
-                     qPrintable(outcome()));
+        QTRY_VERIFY2(hints().startsWith("Saved. Restart the client to apply it."),
+                     qPrintable(hints()));
         QCOMPARE(readFile(mFile), after);
         QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
     }
@@ -279,7 +267,7 @@ private Q_SLOTS:
             play(steps);
             return rows();
         };
-        QCOMPARE(said({"hintIdleDock"}), ofTheSwitch);
+        QCOMPARE(status(), ofTheSwitch);
         QCOMPARE(plays("channel 1 "), QString("42= - 7; !abc= - "));
         QCOMPARE(plays("key Esc"), QString("42= - 7; abc= - 42"));
         // Each way into a cell; what was there can be kept, and Esc brings it back.
@@ -387,7 +375,7 @@ private Q_SLOTS:
         };
         const QList<int> before = places();
         play("press radioOwn; press checkIdleDock; press buttonAdd; type a/; channel 0 1");
-        QVERIFY(hints().count('\n') >= 3);
+        QVERIFY2(hints().count('\n') >= 2, qPrintable(hints()));
         QCOMPARE(places(), before);
     }
 
@@ -413,7 +401,7 @@ private Q_SLOTS:
         QCOMPARE(table()->currentRow(), 30);
         const auto save = [&] {
             QTest::keyClick(mWindow.data(), Qt::Key_S, Qt::ControlModifier);
-            QVERIFY(outcome().startsWith("Saved."));
+            QVERIFY(hints().startsWith("Saved."));
             QVERIFY(table()->currentItem()->isSelected());
             QVERIFY(table()->viewport()->rect().contains(
                 table()->visualItemRect(table()->currentItem())));
@@ -473,24 +461,25 @@ private Q_SLOTS:
         play("press checkIdleDock");
         QVERIFY(QFile::remove(mFile) && QDir().mkdir(mFile));
         button(QDialogButtonBox::Save)->click();
-        QCOMPARE(outcome(), QString("Not saved: %1 can't be written: Is a directory").arg(mFile));
+        QVERIFY(hints().startsWith(
+            QString("Not saved: %1 can't be written: Is a directory").arg(mFile)));
         QVERIFY(QDir().rmdir(mFile));
 
         writeFile(
             mFile,
             "; note\n[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nstaybolt.sendNotify=1\n");
         button(QDialogButtonBox::Save)->click();
-        QCOMPARE(outcome(),
-                 QString("Saved. What the file held before is kept in %1. Restart the client to "
-                         "apply it.")
-                     .arg(mFolder->filePath("a.kept-1.ini")));
+        QVERIFY(hints().startsWith(
+            QString("Saved. What the file held before is kept in %1. Restart the "
+                    "client to apply it.")
+                .arg(mFolder->filePath("a.kept-1.ini"))));
         QCOMPARE(readFile(mFile),
                  QByteArray("[General]\nmodule.staybolt.idleDock=true\nstaybolt.abc%3D=1\n"
                             "staybolt.abd%3D=1\nstaybolt.sendNotify=1\n"));
         QCOMPARE(rows(), QString("abc= x ; abd= x "));
         QVERIFY(find<QAbstractButton>("radioStandard")->isChecked());
         play("press radioOff");
-        QCOMPARE(outcome(), QString());
+        QVERIFY(!hints().startsWith("Saved"));
     }
 
     void asksBeforeItDropsChanges()
@@ -532,7 +521,7 @@ private Q_SLOTS:
     {
         QVERIFY(QDir().mkdir(mFile));
         open();
-        QCOMPARE(outcome(), QString("%1 can't be read: Is a directory").arg(mFile));
+        QCOMPARE(hints(), QString("%1 can't be read: Is a directory").arg(mFile));
         QVERIFY(!find<QAbstractButton>("radioOff")->isEnabled());
     }
 };
