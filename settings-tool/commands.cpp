@@ -151,8 +151,8 @@ bool setNotice(Job &job)
         return false;
     }
     job.save(draft.notice == Draft::Notice::Off
-                 ? QStringLiteral("Whoever moves you is not told.")
-                 : QStringLiteral("Whoever moves you is told \"%1\".")
+                 ? QStringLiteral("Whoever moves you gets no message.")
+                 : QStringLiteral("Whoever moves you gets the message \"%1\".")
                        .arg(draft.notice == Draft::Notice::Own
                                 ? draft.ownText
                                 : QLatin1String(settingsKeys::standardNotice)));
@@ -184,8 +184,8 @@ constexpr Command all[] = {
     {"idledock-target", "UID CHANNEL|none", 2, 2, setIdleDockChannel,
      "set the idleDock channel of that server"},
     {"notify", "on|off|standard|text TEXT", 1, std::numeric_limits<int>::max(), setNotice,
-     "tell whoever moves you: your message, nothing, the standard\nnotice (this removes your "
-     "message), or a new message"},
+     "tell whoever moves you: your message, nothing, the standard\nmessage (this deletes yours), "
+     "or a new message"},
 };
 
 }

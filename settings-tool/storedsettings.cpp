@@ -333,7 +333,7 @@ QStringList StoredSettings::change(const QVariantMap &values) const
         || values.contains(settingsKeys::customNotify.text())) {
         result.append(
             QStringLiteral("Until then, don't press Save in the client's dialog: it still "
-                           "shows the old notice and would put it back."));
+                           "shows the old message and would put it back."));
     }
     return result;
 }

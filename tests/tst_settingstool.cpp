@@ -223,7 +223,7 @@ private Q_SLOTS:
         QCOMPARE(mOutput.contains("Restart the client to apply it.\n"), before != after);
         QCOMPARE(
             mOutput.contains("Until then, don't press Save in the client's dialog: it still shows "
-                             "the old notice and would put it back.\n"),
+                             "the old message and would put it back.\n"),
             words.contains("notify"));
         QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 1);
     }
@@ -380,19 +380,19 @@ WARNING: No server has an idleDock channel yet.
 WARNING: abc=: "fortytwo" is not a channel; a channel is a number from 0 to 4294967295
 WARNING: sendnotify: this doesn't look like a server's unique id: those have 28 characters and end in =
 staybolt.sendNotify
-    tell the mover, also where the move back was refused
+    sends a message to whoever moves you, even if you couldn't be moved back
     stored: TRUE
     the plug-in: on
 staybolt.customNotify
-    what the mover is told, also when it is empty
+    the message; an empty one is sent as it is
     stored: a, b
     the plug-in: ""
 staybolt.permitIdleDock
-    the dialog's own record of its first switch; it lets no move through
+    keeps the dialog's first switch; it allows no moves
     stored: 1
     the plug-in: on
 module.staybolt.idleDock
-    let moves into the idleDock channel of a server through
+    allows moves into idleDock channels
     stored: 1
     the plug-in: on
 foo
@@ -400,18 +400,18 @@ foo
     stored: ü
     the plug-in: ignores it
 module.idleDock.abc=.target
-    the idleDock channel on that server
+    the idleDock channel on this server
     server: abc=
     stored: fortytwo
     the plug-in: channel 0
 staybolt.sendnotify
-    leave that server alone, whatever the value
+    leaves this server alone, whatever the value
     server: sendnotify
     stored: 1
     the plug-in: left alone
 )");
         QCOMPARE(tool({"list", " abc= "}), 0);
-        QVERIFY(mOutput.contains("staybolt.abc=\n    leave that server alone, whatever the value\n"
+        QVERIFY(mOutput.contains("staybolt.abc=\n    leaves this server alone, whatever the value\n"
                                  "    server: abc=\n    stored: (absent)\n    the plug-in: the "
                                  "server is protected\nmodule.idleDock.abc=.target\n"));
         QVERIFY(!mOutput.contains("\nfoo\n"));

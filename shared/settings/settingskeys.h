@@ -36,19 +36,19 @@ struct Key
     QString of(const QString &uid) const { return text().replace(QLatin1String("%1"), uid); }
 };
 
-inline constexpr Key sendNotify{"staybolt.sendNotify", Kind::Switch, "0",
-                                "tell the mover, also where the move back was refused"};
-inline constexpr Key customNotify{"staybolt.customNotify", Kind::Text, "the standard notice",
-                                  "what the mover is told, also when it is empty"};
-inline constexpr Key permitIdleDock{
-    "staybolt.permitIdleDock", Kind::Switch, "0",
-    "the dialog's own record of its first switch; it lets no move through"};
+inline constexpr Key sendNotify{
+    "staybolt.sendNotify", Kind::Switch, "0",
+    "sends a message to whoever moves you, even if you couldn't be moved back"};
+inline constexpr Key customNotify{"staybolt.customNotify", Kind::Text, "the standard message",
+                                  "the message; an empty one is sent as it is"};
+inline constexpr Key permitIdleDock{"staybolt.permitIdleDock", Kind::Switch, "0",
+                                    "keeps the dialog's first switch; it allows no moves"};
 inline constexpr Key idleDock{"module.staybolt.idleDock", Kind::Switch, "false",
-                              "let moves into the idleDock channel of a server through"};
+                              "allows moves into idleDock channels"};
 inline constexpr Key idleDockTarget{"module.idleDock.%1.target", Kind::Channel, "0",
-                                    "the idleDock channel on that server"};
+                                    "the idleDock channel on this server"};
 inline constexpr Key excludedServer{"staybolt.%1", Kind::Presence, "the server is protected",
-                                    "leave that server alone, whatever the value"};
+                                    "leaves this server alone, whatever the value"};
 
 /// All of them, in the order in which a user meets them.
 inline constexpr const Key *all[] = {&sendNotify,     &customNotify, &permitIdleDock,
