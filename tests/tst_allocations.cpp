@@ -42,7 +42,8 @@ private Q_SLOTS:
     void clientRecordStaysUnderItsCeiling()
     {
         // 4 texts from the client; the first time 2 decoded, 7 of the record, 3 of the tables and
-        // the id, which is made once more to look for a record. A name beyond ASCII is decoded again.
+        // the id, which is made once more to look for a record. A name beyond ASCII is decoded
+        // again.
         isUnder(perRecord([] { refreshChannelClients(plainHost::connection, 1); },
                           [](int size) { plainHost::setSize(size, 1); }),
                 18.1, 5.2);

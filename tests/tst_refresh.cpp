@@ -81,10 +81,6 @@ private Q_SLOTS:
         row("empty", "", "3.1", [](auto &s) { s.clients[8].name.clear(); });
         row("no longer empty", "x", "3.1", renamed("", "x"));
         row("one of a pair", "🐧", "3.1", renamed("🐦", "🐧"));
-        row("a mark less", "x", "3.1", renamed("\xef\xbb\xbf\xef\xbb\xbfx", "\xef\xbb\xbfx"));
-        row("a letter that stood for a byte", "M\ufffd", "3.1", renamed("M\xff", "M\xef\xbf\xbd"));
-        row("a byte that is no letter", "M\ufffd\ufffd", "3.1",
-            renamed("M\xef\xbf\xbd", "M\xff\xfe"));
         row("the last text", "Mällory", "4", [](auto &s) { s.clients[8].version = "4"; });
         row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(8); });
         row("back", "Mällory", "3.1", [](auto &s) {

@@ -544,12 +544,6 @@ staybolt.sendnotify
             for (const QString &words : commands)
                 QCOMPARE(run("sh", {"-c", SETTINGS_TOOL " --file \"$0\" " + words, mFile}), 0);
         }
-        for (const char *name : {"README.md", "CONTRIBUTING.md"}) {
-            const QStringList scripts = found(name, "(tools/[a-z-]+)");
-            QVERIFY2(!scripts.isEmpty(), name);
-            for (const QString &script : scripts)
-                QVERIFY2(QFileInfo(SOURCE_FOLDER "/" + script).isExecutable(), qPrintable(script));
-        }
     }
 };
 
