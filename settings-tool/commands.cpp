@@ -80,7 +80,7 @@ bool exclude(Job &job)
 {
     const int index = serverOf(job);
     job.draft.servers[index].isLeftAlone = true;
-    saveServer(job, index, QStringLiteral("Staybolt leaves %1 alone."));
+    saveServer(job, index, QStringLiteral("Saved: Staybolt will leave %1 alone."));
     return true;
 }
 
@@ -89,9 +89,9 @@ bool include(Job &job)
     const int index = serverOf(job);
     Draft::Server &server = job.draft.servers[index];
     if (!server.isLeftAlone)
-        refuse(QStringLiteral("%1 is not excluded").arg(server.uid));
+        refuse(QStringLiteral("%1 is protected already").arg(server.uid));
     server.isLeftAlone = false;
-    job.save(QStringLiteral("Staybolt protects you on %1 again.").arg(server.uid));
+    job.save(QStringLiteral("Saved: Staybolt will protect you on %1 again.").arg(server.uid));
     return true;
 }
 
@@ -101,8 +101,9 @@ bool allowIdleDock(Job &job)
     job.draft.allowsIdleDock = state == QLatin1String("on");
     if (!job.draft.allowsIdleDock && state != QLatin1String("off"))
         return false;
-    job.save(job.draft.allowsIdleDock ? QStringLiteral("Moves into idleDock channels are allowed.")
-                                      : QStringLiteral("Moves into idleDock channels are undone."));
+    job.save(job.draft.allowsIdleDock
+                 ? QStringLiteral("Saved: moves into idleDock channels will be allowed.")
+                 : QStringLiteral("Saved: moves into idleDock channels will be undone."));
     job.warn(job.draft.warningOfIdleDock());
     return true;
 }
@@ -118,14 +119,14 @@ bool setIdleDockChannel(Job &job)
             refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
         server.channel = QString::number(*channel);
         saveServer(job, index,
-                   QStringLiteral("The idleDock channel of %1 is ") + server.channel
+                   QStringLiteral("Saved: the idleDock channel of %1 is ") + server.channel
                        + QLatin1Char('.'));
         return true;
     }
     if (server.channel.isEmpty())
         refuse(QStringLiteral("%1 has no idleDock channel").arg(server.uid));
     server.channel.clear();
-    job.save(QStringLiteral("%1 has no idleDock channel any more.").arg(server.uid));
+    job.save(QStringLiteral("Saved: %1 has no idleDock channel any more.").arg(server.uid));
     return true;
 }
 
@@ -151,8 +152,8 @@ bool setNotice(Job &job)
         return false;
     }
     job.save(draft.notice == Draft::Notice::Off
-                 ? QStringLiteral("Whoever moves you gets no message.")
-                 : QStringLiteral("Whoever moves you gets the message \"%1\".")
+                 ? QStringLiteral("Saved: whoever moves you will get no message.")
+                 : QStringLiteral("Saved: whoever moves you will get the message \"%1\".")
                        .arg(draft.notice == Draft::Notice::Own
                                 ? draft.ownText
                                 : QLatin1String(settingsKeys::standardNotice)));
@@ -180,12 +181,13 @@ constexpr Command all[] = {
     {"list", "[UID]", 0, 1, list, "show all settings, or those of one server"},
     {"exclude", "UID", 1, 1, exclude, "leave that server alone"},
     {"include", "UID", 1, 1, include, "protect you on that server again"},
-    {"idledock", "on|off", 1, 1, allowIdleDock, "allow moves into idleDock channels, or undo them"},
+    {"idledock", "on|off", 1, 1, allowIdleDock,
+     "allow moves into idleDock channels, or undo them too"},
     {"idledock-target", "UID CHANNEL|none", 2, 2, setIdleDockChannel,
      "set the idleDock channel of that server"},
     {"notify", "on|off|standard|text TEXT", 1, std::numeric_limits<int>::max(), setNotice,
-     "tell whoever moves you: your message, nothing, the standard\nmessage (this deletes yours), "
-     "or a new message"},
+     "send whoever moves you your message, or the standard one;\nnothing; the standard message, "
+     "deleting yours; or TEXT"},
 };
 
 }

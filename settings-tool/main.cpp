@@ -65,8 +65,8 @@ int run(int &argc, char *argv[])
     parser.addOption(file);
     const QCommandLineOption wait(
         QStringLiteral("wait"),
-        QStringLiteral("How long to wait for another staybolt-settings that changes a file in the "
-                       "same folder, %1 by default.")
+        QStringLiteral("How long to wait while another staybolt-settings is saving in the same "
+                       "folder: 0 to 3600 seconds, %1 by default.")
             .arg(StoredSettings::usualPatience.count()),
         QStringLiteral("SECONDS"), QString::number(StoredSettings::usualPatience.count()));
     parser.addOption(wait);

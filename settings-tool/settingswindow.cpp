@@ -291,7 +291,8 @@ void SettingsWindow::load()
             table->setFocus(); // which went with an open editor
         mUi->listWarnings->addItems(mStored->warnings());
         if (mUi->listWarnings->count() > 0)
-            mOutcome = QStringLiteral("There are warnings about the file, at the end (Alt+F).");
+            mOutcome = QStringLiteral(
+                "There are warnings about the settings file; see the end of this window (Alt+F).");
     } catch (const Error &error) {
         mOutcome = error.message;
         mUi->labelStatus->setText(mOutcome);

@@ -126,9 +126,10 @@ FolderLock::FolderLock(const QString &path, std::chrono::seconds patience)
     while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
         if (deadline.hasExpired()) {
             close(mFolder);
-            throw Error{QStringLiteral("waited %1 s for another staybolt-settings that changes a "
-                                       "file in %2")
-                            .arg(QString::number(patience.count()), folder)};
+            throw Error{
+                QStringLiteral(
+                    "gave up after %1 s: another staybolt-settings is still changing a file in %2")
+                    .arg(QString::number(patience.count()), folder)};
         }
         QThread::msleep(pauseMs);
     }
@@ -204,10 +205,10 @@ QString StoredSettings::describe(const QString &key) const
     QStringList lines{key, setting ? QLatin1String(setting->meaning) : QStringLiteral("unknown")};
     if (setting && setting->isPerServer())
         lines.append(QStringLiteral("server: ") + *uidIn(key, *setting));
-    lines.append(QStringLiteral("stored: ")
-                 + (contains(key) ? textOf(key) : QStringLiteral("(absent)")));
-    lines.append(QStringLiteral("the plug-in: ")
-                 + (setting ? effectOf(*setting, key) : QStringLiteral("ignores it")));
+    lines.append(QStringLiteral("in the file: ")
+                 + (contains(key) ? textOf(key) : QStringLiteral("(not set)")));
+    lines.append(QStringLiteral("the plug-in uses: ")
+                 + (setting ? effectOf(*setting, key) : QStringLiteral("nothing")));
     return lines.join(QStringLiteral("\n    "));
 }
 
@@ -243,9 +244,8 @@ QStringList StoredSettings::warnings() const
         result.append(noFolder(folder));
     const std::optional<QList<int>> changing = settingsFile::linesThatChange(mBytes);
     if (!changing) {
-        result.append(
-            QStringLiteral("No temporary file can be made, so there is no telling what the "
-                           "next save drops. It keeps a copy of the old file."));
+        result.append(QStringLiteral("No temporary file can be created, so it is unknown what the "
+                                     "next save drops. It keeps a copy of the old file."));
     } else if (!changing->isEmpty()) {
         result.append(
             QStringLiteral("%1 ignored or rewritten; the next save keeps a copy of the old "
@@ -260,10 +260,9 @@ QStringList StoredSettings::warnings() const
             garbled.append(i + 1);
     }
     if (!garbled.isEmpty()) {
-        result.append(
-            QStringLiteral("%1 read with garbled non-ASCII letters. What you enter in Staybolt "
-                           "Settings is stored right.")
-                .arg(linesAre(garbled)));
+        result.append(QStringLiteral("%1 read with garbled non-ASCII letters. Text that you enter "
+                                     "in Staybolt Settings is saved correctly.")
+                          .arg(linesAre(garbled)));
     }
     for (auto one = mValues.begin(); one != mValues.end(); ++one) {
         const Key *key = settingOf(one.key());
@@ -290,8 +289,8 @@ QStringList StoredSettings::change(const QVariantMap &values) const
         refuse(why);
     const settingsFile::Kept kept = settingsFile::keep(mPath);
     if (!kept.error.isEmpty()) {
-        throw Error{QStringLiteral("what %1 holds could not be kept in %2: %3")
-                        .arg(mPath, kept.copy, kept.error)};
+        throw Error{
+            QStringLiteral("%1 could not be copied to %2: %3").arg(mPath, kept.copy, kept.error)};
     }
     QSettings file(mPath, QSettings::IniFormat);
     settingsFile::readAll(file);
@@ -323,16 +322,16 @@ QStringList StoredSettings::change(const QVariantMap &values) const
     }
     if (!isDone) {
         const QString since = whyNotWritten(mPath);
-        refuse(since.isEmpty() ? QStringLiteral("the system does not say why") : since);
+        refuse(since.isEmpty() ? QStringLiteral("the system gives no reason") : since);
     }
     QStringList result;
     if (!kept.copy.isEmpty())
-        result.append(QStringLiteral("What the file held before is kept in %1.").arg(kept.copy));
-    result.append(QStringLiteral("Restart the client to apply it."));
+        result.append(QStringLiteral("A copy of the old file is in %1.").arg(kept.copy));
+    result.append(QStringLiteral("Restart the client to apply your changes."));
     if (values.contains(settingsKeys::sendNotify.text())
         || values.contains(settingsKeys::customNotify.text())) {
         result.append(
-            QStringLiteral("Until then, don't press Save in the client's dialog: it still "
+            QStringLiteral("Until then, don't press Save in the plug-in's own dialog. It still "
                            "shows the old message and would put it back."));
     }
     return result;
@@ -350,13 +349,13 @@ QString errorInUid(const QString &uid)
     if (key == settingsKeys::excludedServer.of(QString()))
         return QStringLiteral("the server's unique id is missing");
     if (foreign.match(uid).hasMatch()) {
-        return QStringLiteral(
-                   "%1: this is not a unique id, which has only letters, digits, +, / and "
-                   "=. The client shows it when you click on the server's name.")
+        return QStringLiteral("\"%1\" is not a unique id. Unique ids contain only letters, digits, "
+                              "+, / and =. To find it, click the server's name in the client and "
+                              "look at the info panel.")
             .arg(uid);
     }
     if (settingOf(key) != &settingsKeys::excludedServer)
-        return QStringLiteral("%1: this can't be stored, since its key is a setting").arg(uid);
+        return QStringLiteral("%1: this id clashes with the name of a setting").arg(uid);
     return QString();
 }
 
@@ -368,8 +367,8 @@ QStringList warningsOf(const QString &uid)
     const QString key = storedKey(settingsKeys::excludedServer, uid);
     if (key != settingsKeys::excludedServer.of(uid)) {
         result.append(
-            QStringLiteral("%1: the file can't tell this id from %2, so the setting holds "
-                           "for both")
+            QStringLiteral("%1: the file can't tell this id from %2, so the setting applies "
+                           "to both")
                 .arg(uid, *uidIn(key, settingsKeys::excludedServer)));
     }
     return result;

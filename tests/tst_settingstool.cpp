@@ -102,18 +102,17 @@ private Q_SLOTS:
         const auto row = [](const QStringList &words, const QByteArray &error) {
             QTest::newRow(qPrintable(words.join(' '))) << words << QString(error);
         };
-        row({"include", "abc="}, "abc= is not excluded");
+        row({"include", "abc="}, "abc= is protected already");
         for (const char *uid : {"", "/", " "})
             row({"exclude", uid}, "the server's unique id is missing");
         for (const char *uid : {"sendNotify", "permitIdleDock/"})
-            row({"exclude", uid},
-                uid + QByteArray(": this can't be stored, since its key is a setting"));
+            row({"exclude", uid}, uid + QByteArray(": this id clashes with the name of a setting"));
         for (const char *uid : {"My Server", "50%1=", "gr\u00fc\u00dfe", "-x=", "a_b="}) {
             row({"exclude", "--", uid},
-                uid
-                    + QByteArray(
-                        ": this is not a unique id, which has only letters, digits, +, / and "
-                        "=. The client shows it when you click on the server's name."));
+                QByteArray("\"") + uid
+                    + "\" is not a unique id. Unique ids contain only letters, digits, +, / and =. "
+                      "To "
+                      "find it, click the server's name in the client and look at the info panel.");
         }
         row({"idledock-target", "abc=", "none"}, "abc= has no idleDock channel");
         for (const char *channel : {"4294967296", "five", "+5", ""}) {
@@ -169,12 +168,12 @@ private Q_SLOTS:
         row({"exclude", " abC+/d9= "}, "", "\n[staybolt.abC%2B]\nd9%3D=true\n");
         row({"exclude", "abc"}, "", "staybolt.abc=true\n", QByteArray("abc") + strange);
         row({"exclude", "ab//c="}, "", "\n[staybolt.ab]\nc%3D=true\n",
-            "ab//c=: the file can't tell this id from ab/c=, so the setting holds for both");
+            "ab//c=: the file can't tell this id from ab/c=, so the setting applies to both");
         row({"exclude", "--", "-x="}, "staybolt.-x%3D=1\n", "staybolt.-x%3D=1\n",
             QByteArray("-x=") + strange);
         row({"exclude", "x//y="}, "\n[staybolt.x]\n\\y%3D=1\n",
             "\n[staybolt.x]\n\\y%3D=1\ny%3D=true\n",
-            "x//y=: the file can't tell this id from x/y=, so the setting holds for both");
+            "x//y=: the file can't tell this id from x/y=, so the setting applies to both");
         row({"exclude", "abc="}, "module.idleDock.abc%3D.target=5\n",
             "module.idleDock.abc%3D.target=5\nstaybolt.abc%3D=true\n",
             "abc=: the server is left alone, so its idleDock channel has no effect");
@@ -220,11 +219,10 @@ private Q_SLOTS:
         QCOMPARE(readFile(mFile), after);
         QCOMPARE(mError, QString());
         QCOMPARE(mOutput.section("WARNING: ", 1).trimmed(), warning);
-        QCOMPARE(mOutput.contains("Restart the client to apply it.\n"), before != after);
-        QCOMPARE(
-            mOutput.contains("Until then, don't press Save in the client's dialog: it still shows "
-                             "the old message and would put it back.\n"),
-            words.contains("notify"));
+        QCOMPARE(mOutput.contains("Restart the client to apply your changes.\n"), before != after);
+        QCOMPARE(mOutput.contains("Until then, don't press Save in the plug-in's own dialog. It "
+                                  "still shows the old message and would put it back.\n"),
+                 words.contains("notify"));
         QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 1);
     }
 
@@ -344,10 +342,10 @@ private Q_SLOTS:
         QCOMPARE(flock(folder, LOCK_EX), 0);
         QCOMPARE(tool({"list"}), 0); // which changes nothing
         QCOMPARE(tool({"--wait", "1", "exclude", "abc="}), 2);
-        QCOMPARE(
-            mError,
-            "staybolt-settings: waited 1 s for another staybolt-settings that changes a file in "
-                + mFolder->path() + '\n');
+        QCOMPARE(mError,
+                 "staybolt-settings: gave up after 1 s: another staybolt-settings is still "
+                 "changing a file in "
+                     + mFolder->path() + '\n');
         QVERIFY(!QFile::exists(mFile));
         QProcess waiting;
         writeFile(mFile, "[General]\nstaybolt.sendNotify=1\n");
@@ -372,8 +370,8 @@ private Q_SLOTS:
                      + R"(
 
 WARNING: Lines 1, 4 and 8 are ignored or rewritten; the next save keeps a copy of the old file.
-WARNING: Line 8 is read with garbled non-ASCII letters. What you enter in Staybolt Settings is )"
-                       R"(stored right.
+WARNING: Line 8 is read with garbled non-ASCII letters. Text that you enter in Staybolt )"
+                       R"(Settings is saved correctly.
 WARNING: foo: the plug-in doesn't know this key
 WARNING: staybolt.customNotify: an unquoted comma makes this a list, which the plug-in reads as empty
 WARNING: No server has an idleDock channel yet.
@@ -381,39 +379,40 @@ WARNING: abc=: "fortytwo" is not a channel; a channel is a number from 0 to 4294
 WARNING: sendnotify: this doesn't look like a server's unique id: those have 28 characters and end in =
 staybolt.sendNotify
     sends a message to whoever moves you, even if you couldn't be moved back
-    stored: TRUE
-    the plug-in: on
+    in the file: TRUE
+    the plug-in uses: on
 staybolt.customNotify
     the message; an empty one is sent as it is
-    stored: a, b
-    the plug-in: ""
+    in the file: a, b
+    the plug-in uses: ""
 staybolt.permitIdleDock
-    keeps the dialog's first switch; it allows no moves
-    stored: 1
-    the plug-in: on
+    stores the dialog's first switch; has no effect yet
+    in the file: 1
+    the plug-in uses: on
 module.staybolt.idleDock
     allows moves into idleDock channels
-    stored: 1
-    the plug-in: on
+    in the file: 1
+    the plug-in uses: on
 foo
     unknown
-    stored: ü
-    the plug-in: ignores it
+    in the file: ü
+    the plug-in uses: nothing
 module.idleDock.abc=.target
     the idleDock channel on this server
     server: abc=
-    stored: fortytwo
-    the plug-in: channel 0
+    in the file: fortytwo
+    the plug-in uses: channel 0
 staybolt.sendnotify
-    leaves this server alone, whatever the value
+    turns protection off on this server, whatever the value
     server: sendnotify
-    stored: 1
-    the plug-in: left alone
+    in the file: 1
+    the plug-in uses: left alone
 )");
         QCOMPARE(tool({"list", " abc= "}), 0);
-        QVERIFY(mOutput.contains("staybolt.abc=\n    leaves this server alone, whatever the value\n"
-                                 "    server: abc=\n    stored: (absent)\n    the plug-in: the "
-                                 "server is protected\nmodule.idleDock.abc=.target\n"));
+        QVERIFY(mOutput.contains(
+            "staybolt.abc=\n    turns protection off on this server, whatever the value\n"
+            "    server: abc=\n    in the file: (not set)\n    the plug-in uses: the "
+            "server is protected\nmodule.idleDock.abc=.target\n"));
         QVERIFY(!mOutput.contains("\nfoo\n"));
     }
 
@@ -510,7 +509,7 @@ staybolt.sendnotify
         QCOMPARE(tool({"exclude", "abc="}), 0);
         QCOMPARE(readFile(mFile), after);
         mFile = mFolder->filePath("Kestrelsoft Staybolt.kept-1.ini");
-        QVERIFY2(mOutput.contains("is kept in " + mFile), qPrintable(mOutput));
+        QVERIFY2(mOutput.contains("old file is in " + mFile), qPrintable(mOutput));
         QCOMPARE(readFile(mFile), text);
     }
 

@@ -226,11 +226,11 @@ private Q_SLOTS:
                 "press buttonAdd; type abf=", "abf=: tick \"Left alone\" or enter a channel");
         refused(
             servers, "press buttonAdd; type My Server=; alone 3",
-            "My Server=: this is not a unique id, which has only letters, digits, +, / and =. The "
-            "client shows it when you click on the server's name.");
+            "\"My Server=\" is not a unique id. Unique ids contain only letters, digits, +, / and "
+            "=. To find it, click the server's name in the client and look at the info panel.");
         // Its other key is there, but belongs to nobody.
         refused("module.idleDock.customNotify.target=6\nstaybolt.customNotify=mine\n", "alone 0",
-                "customNotify: this can't be stored, since its key is a setting");
+                "customNotify: this id clashes with the name of a setting");
     }
 
     void savesWhatWasChanged()
@@ -252,7 +252,7 @@ private Q_SLOTS:
             QCOMPARE(readFile(mFile), before);
             return;
         }
-        QTRY_VERIFY2(hints().startsWith("Saved. Restart the client to apply it."),
+        QTRY_VERIFY2(hints().startsWith("Saved. Restart the client to apply your changes."),
                      qPrintable(hints()));
         QCOMPARE(readFile(mFile), after);
         QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
@@ -451,7 +451,7 @@ private Q_SLOTS:
         QCOMPARE(cells->cellAt(0, 2)->text(QAccessible::Name), QString("idleDock channel: "));
         QVERIFY(cells->cellAt(0, 0)
                     ->text(QAccessible::Description)
-                    .startsWith("My Server: this is not"));
+                    .startsWith("\"My Server\" is not a unique id"));
     }
 
     void leavesWhatOthersChanged()
@@ -470,8 +470,8 @@ private Q_SLOTS:
             "; note\n[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nstaybolt.sendNotify=1\n");
         button(QDialogButtonBox::Save)->click();
         QVERIFY(hints().startsWith(
-            QString("Saved. What the file held before is kept in %1. Restart the "
-                    "client to apply it.")
+            QString(
+                "Saved. A copy of the old file is in %1. Restart the client to apply your changes.")
                 .arg(mFolder->filePath("a.kept-1.ini"))));
         QCOMPARE(readFile(mFile),
                  QByteArray("[General]\nmodule.staybolt.idleDock=true\nstaybolt.abc%3D=1\n"

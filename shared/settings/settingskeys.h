@@ -42,13 +42,13 @@ inline constexpr Key sendNotify{
 inline constexpr Key customNotify{"staybolt.customNotify", Kind::Text, "the standard message",
                                   "the message; an empty one is sent as it is"};
 inline constexpr Key permitIdleDock{"staybolt.permitIdleDock", Kind::Switch, "0",
-                                    "keeps the dialog's first switch; it allows no moves"};
+                                    "stores the dialog's first switch; has no effect yet"};
 inline constexpr Key idleDock{"module.staybolt.idleDock", Kind::Switch, "false",
                               "allows moves into idleDock channels"};
 inline constexpr Key idleDockTarget{"module.idleDock.%1.target", Kind::Channel, "0",
                                     "the idleDock channel on this server"};
 inline constexpr Key excludedServer{"staybolt.%1", Kind::Presence, "the server is protected",
-                                    "leaves this server alone, whatever the value"};
+                                    "turns protection off on this server, whatever the value"};
 
 /// All of them, in the order in which a user meets them.
 inline constexpr const Key *all[] = {&sendNotify,     &customNotify, &permitIdleDock,
