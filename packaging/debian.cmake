@@ -1,4 +1,4 @@
-# What Debian wants besides: a list of changes in its own form, and compressed texts.
+# What Debian also requires: a changelog in its own format, and compressed documentation.
 set(share ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/usr/share)
 set(changelog ${share}/doc/${CPACK_PACKAGE_NAME}/changelog)
 set(when now)
@@ -9,7 +9,7 @@ execute_process(COMMAND date -u -R -d ${when} OUTPUT_VARIABLE date COMMAND_ERROR
 file(WRITE ${changelog}
 "${CPACK_PACKAGE_NAME} (${CPACK_PACKAGE_VERSION}) stable; urgency=medium
 
-  * CHANGELOG.md tells what is new.
+  * See CHANGELOG.md for what is new.
 
  -- ${CPACK_PACKAGE_CONTACT}  ${date}")
 file(GLOB pages ${share}/man/man1/*.1)

@@ -6,15 +6,14 @@
 
 #include <chrono>
 
-/// What can be done with the settings file in words, one command a call.
+/// The commands of staybolt-settings; each call runs one.
 namespace commands {
 
 /// The commands and what each does, a line each.
 QString help();
 
-/// Carries out a command on the settings file `path` and says in `output` what came of it. Waits
-/// for others that change the file for as long as `patience`. Throws an Error when it can't be
-/// done.
+/// Runs a command on the settings file `path` and reports the result in `output`. Waits up to
+/// `patience` for other processes that are changing the file. Throws an Error if it fails.
 void run(const QString &path, std::chrono::seconds patience, QStringList words,
          QTextStream &output);
 

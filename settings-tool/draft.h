@@ -2,8 +2,8 @@
 
 #include "settings-tool/storedsettings.h"
 
-/// The settings as the user wants them, in the window or with a command: what is wrong with them,
-/// and which keys of the file they change.
+/// The settings as the user wants them, from the window or a command. It knows what is wrong with
+/// them and which keys of the file must change.
 class Draft
 {
 public:
@@ -29,7 +29,7 @@ public:
     bool allowsIdleDock = false;
     QVector<Server> servers;
 
-    /// The index of the server with that unique id, which is added when it is not there.
+    /// The index of the server with that unique id, which is added if it is absent.
     int indexOf(const QString &uid);
     /// Why the server can't be stored, empty when it can.
     QString errorIn(int index) const;
@@ -39,10 +39,10 @@ public:
     QStringList warningOfNotice() const;
     QStringList warningOfIdleDock() const;
 
-    /// The keys to change, with an invalid value for one to remove.
+    /// The keys to change; an invalid value means that the key is removed.
     QVariantMap changes() const;
 
-    /// Whether nothing was typed for a new server yet.
+    /// Whether this is a new server for which nothing has been entered.
     static bool isBlank(const Server &server);
 
 private:

@@ -11,14 +11,15 @@ class Ui_SettingsWindow;
 
 /// The settings in a window: the notice, the idleDock switch and the servers. It says what is wrong
 /// with the file and with what is typed, writes the keys that were changed on Save, and asks before
-/// it drops changes. Where there is nothing to show, it says why.
+/// it drops changes. If there is nothing to show, it
+/// says why.
 class SettingsWindow : public QDialog
 {
     Q_OBJECT
 
 public:
-    /// For the settings file `path`; an empty path stands for one that nobody named. A Save waits
-    /// for others that change the file for as long as `patience`.
+    /// For the settings file `path`; an empty path means that none is known. A Save waits
+    /// up to `patience` for other processes that are changing the file.
     explicit SettingsWindow(const QString &path,
                             std::chrono::seconds patience = StoredSettings::usualPatience);
     ~SettingsWindow() override;
@@ -28,7 +29,7 @@ public:
     void fitInto(const QSize &screen);
 
 public Q_SLOTS:
-    /// Closes the window, after a question where something would be lost.
+    /// Closes the window, and asks first if changes would be lost.
     void reject() override;
 
 protected:
@@ -41,7 +42,7 @@ private:
     void load();
     /// Returns whether all is stored now.
     bool save();
-    /// Takes over what the fields show, and says what there is to say about it.
+    /// Reads the fields into the draft, and shows any errors and warnings.
     void check();
     void edited();
     void addServer();
@@ -56,10 +57,10 @@ private:
     QButtonGroup mNotices;
     const QString mPath;
     const std::chrono::seconds mPatience;
-    /// What the file held, and what it shall hold; none where the file can't be read.
+    /// What the file held, and what it should hold; null if the file can't be read.
     QScopedPointer<StoredSettings> mStored;
     QScopedPointer<Draft> mDraft;
-    /// What each Remove took, with its rows, until the next load.
+    /// The rows taken out by each Remove, until the next load.
     QStack<QMap<int, Draft::Server>> mRemoved;
     /// What came of the last load or save, until something is edited.
     QString mOutcome;

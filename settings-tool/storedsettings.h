@@ -16,12 +16,13 @@ struct Error
     QString message;
 };
 
-/// Keeps other staybolt-settings from changing the files in the folder of the file `path`. Nothing
-/// is left behind in it, and the plug-in never waits: Qt's own lock keeps its saves and ours apart.
+/// Keeps other staybolt-settings processes from changing files in the folder of `path`. It leaves
+/// no file behind, and the plug-in never waits for it: Qt's own lock keeps its saves and ours
+/// apart.
 class FolderLock
 {
 public:
-    /// Throws an Error when another one holds the folder for longer than `patience`.
+    /// Throws an Error if another process holds the folder for longer than `patience`.
     FolderLock(const QString &path, std::chrono::seconds patience);
     ~FolderLock();
     FolderLock(const FolderLock &) = delete;
@@ -59,11 +60,11 @@ public:
     /// The servers that the file has keys for, by their unique ids.
     QMap<QString, Server> servers() const;
 
-    /// The keys of all settings that are no server's, then what else the file holds.
+    /// The keys of all settings that aren't per server, then any other keys in the file.
     QStringList keys() const;
     /// What a key means, what is stored under it and what the plug-in reads, a line each.
     QString describe(const QString &key) const;
-    /// What is wrong with the file, but for what is wrong with a server's settings.
+    /// What is wrong with the file, except for problems with a server's settings.
     QStringList warnings() const;
 
     /// Stores the values under their keys, and removes a key whose value is invalid; to be called
@@ -80,18 +81,18 @@ private:
     QVariantMap mValues;
 };
 
-/// The key of the file for the server with that unique id. Slashes are separators to the file, so
-/// doubled ones and those at the ends are lost.
+/// The key of the file for the server with that unique id. The file format treats slashes as
+/// separators, so doubled, leading and trailing ones are lost.
 QString storedKey(const settingsKeys::Key &key, const QString &uid);
 
-/// Why the file can't get a key for that unique id, empty when it can.
+/// Why no key can be stored for that unique id; empty if one can.
 QString errorInUid(const QString &uid);
 
 /// What to say about a unique id that the file can hold.
 QStringList warningsOf(const QString &uid);
 
-/// The channel id that a text is, nothing when it is no such number.
+/// The channel id in `text`; nothing if it isn't a valid one.
 std::optional<uint> channelIn(const QString &text);
 
-/// What a text must be to be one.
+/// What a channel id must look like, for messages.
 QString channelRule();

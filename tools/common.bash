@@ -13,12 +13,12 @@ refuse() {
 # takes_nothing "$@": for scripts without arguments.
 takes_nothing() {
     case ${1:-} in
-    "") [ $# -eq 0 ] || refuse "it takes no arguments" ;;
+    "") [ $# -eq 0 ] || refuse "takes no arguments" ;;
     -h | --help)
         help
         exit
         ;;
-    *) refuse "it does not know \"$1\"" ;;
+    *) refuse "unknown argument \"$1\"" ;;
     esac
 }
 

@@ -3,7 +3,7 @@
 #include "shared/host/host_interface.h"
 #include "shared/model/record.h"
 
-// What the module is told, copied out of the model as it stands.
+// What the module is told, copied from the model's current state.
 
 /// The three record arguments of staybolt::parseEvent.
 struct EventRecords
@@ -13,7 +13,7 @@ struct EventRecords
     Record client;
 };
 
-/// Records of a move of the own client: "own", "source" and "dest".
+/// Records of a move of the user's own client: "own", "source" and "dest".
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel);
 /// The same with the mover as "executor".
 EventRecords forcedMoveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel,

@@ -3,8 +3,8 @@
 #include "shared/host/host_interface.h"
 #include "shared/model/record.h"
 
-// The module's menu entries and hotkeys in the form that the client takes. Every block made here is
-// a malloc block that becomes the client's. Texts are UTF-8, cut to the 127 bytes that fit.
+// The module's menu entries and hotkeys in the host's format. Every block made here is allocated
+// with malloc and handed over to the host. Texts are UTF-8, cut to 127 bytes.
 
 /// A menu item without an icon.
 PluginMenuItem *createMenuItem(PluginMenuType type, int id, const QString &text);

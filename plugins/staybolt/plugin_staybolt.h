@@ -1,7 +1,7 @@
 #pragma once
 
-// The plug-in's entry: the functions that the client calls (declared in host_interface.h) and the
-// objects that live from ts3plugin_init to ts3plugin_shutdown.
+// The plug-in's entry points: the functions that the host calls (declared in host_interface.h) and
+// the objects that live from ts3plugin_init to ts3plugin_shutdown.
 
 #include "shared/host/host_interface.h"
 

@@ -32,8 +32,8 @@ inline QString cmd() { return QStringLiteral("cmd"); }
 }
 
 /// The protection module. It remembers the channel that the own client last moved itself into,
-/// asks the client to undo moves that somebody else makes, and tells the mover if so configured.
-/// All calls come from the client's callbacks, one at a time.
+/// asks the host to undo moves made by others, and tells the mover if the user wants that.
+/// All calls come from the host's callbacks, one at a time.
 class staybolt : public QObject
 {
     Q_OBJECT
@@ -41,16 +41,16 @@ class staybolt : public QObject
 public:
     staybolt() = default;
 
-    /// The module's own entries in the client's menus, each with "type" ("global", "channel" or
+    /// The module's own entries in the host's menus, each with "type" ("global", "channel" or
     /// "client"), "name" (the menu text) and "cmd" (handed back when the entry is chosen).
     QList<Record> getMenuEntries() const;
     /// The module's hotkeys, each with "keyword" (handed back when it is pressed) and "name".
     QList<Record> getHotkeyKeywords() const;
 
 public Q_SLOTS:
-    /// Takes the decision on one event. The records are copies: what is done to them here stays
-    /// here. A missing key, an empty record or a text that is no number counts as the empty text,
-    /// false or 0.
+    /// Decides what to do about one event. The records are copies, so changes to them stay here. A
+    /// missing key, an empty record or a text that is no number counts as the empty text, false or
+    /// 0.
     void parseEvent(moduleEvents event, QVariantHash server, QVariantHash channel,
                     QVariantHash client);
 

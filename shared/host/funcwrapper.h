@@ -7,12 +7,12 @@
 
 #include <atomic>
 
-/// The client's functions with Qt types: the only code that calls the function table.
+/// The host's functions with Qt types; nothing else calls the function table.
 ///
-/// Reading never fails: what the client cannot answer becomes a fallback value, "Unknown" for text,
-/// 0 for ids and status, false for flags, an empty list for lists. A request that the client
-/// refuses leaves the client's own error text as a warning in the client's log. All calls but
-/// instance() come from the client's thread, after setFunctions().
+/// Reading never fails: what the host can't answer becomes a fallback value, "Unknown" for text,
+/// 0 for ids and status, false for flags, an empty list for lists. If the host refuses a request,
+/// its error text is written to its log as a warning. All calls but instance() must be made on the
+/// host's thread, after setFunctions().
 class funcwrapper : public QObject
 {
     Q_OBJECT
@@ -24,19 +24,19 @@ public:
     /// unloaded.
     static funcwrapper *instance();
 
-    /// Copies the client's function table; comes before any other call.
+    /// Copies the host's function table; must be called before any other function.
     void setFunctions(TS3Functions funcs);
-    /// Sets the channel under which log lines appear; empty until then.
+    /// Sets the log channel, the name under which log lines appear; empty by default.
     void setPlgName(QString name);
 
-    // The client's directories (getAppPath, getConfigPath, getResourcesPath, getPluginPath): at
-    // most 512 bytes, an empty text when the client writes none.
+    // The host's directories (getAppPath, getConfigPath, getResourcesPath, getPluginPath): at
+    // most 512 bytes, an empty text when the host writes none.
     QString getAppPath() const;
     QString getConfigPath() const;
-    QString getReourcesPath() const;
+    QString getReourcesPath() const; // the spelling is fixed
     QString getPluginPath(QString pluginId) const;
 
-    /// The connection whose tab the client shows (getCurrentServerConnectionHandlerID).
+    /// The connection whose tab the host shows (getCurrentServerConnectionHandlerID).
     uint64 getCurrentConnectionHandlerID() const;
     /// A value of ConnectStatus (getConnectionStatus), 0 on failure.
     int getConnectionStatus(uint64 connection) const;
@@ -69,14 +69,14 @@ public:
     /// the type to Qt's debug output.
     bool getClientType(uint64 connection, anyID client) const;
 
-    /// The client's text for an error code (getErrorMessage, decoded as Latin-1), "Unknown error"
+    /// The host's text for an error code (getErrorMessage, decoded as Latin-1), "Unknown error"
     /// when it has none.
     QString getError(unsigned int code) const;
-    /// One line in the client's log (logMessage); `logId` is a connection id, or 0 for none.
+    /// Writes a line to the host's log (logMessage); `logId` is a connection id, or 0 for none.
     void txtToLog(QString message, LogLevel level, uint64 logId) const;
-    /// Shows a text in the chat tab that the client displays (printMessageToCurrentTab).
+    /// Shows a text in the host's current chat tab (printMessageToCurrentTab).
     void txtToCurrent(QString message) const;
-    /// A private text message to a client (requestSendPrivateTextMsg).
+    /// Sends a private text message to a client (requestSendPrivateTextMsg).
     void txtToUser(uint64 connection, anyID client, QString message) const;
 
     /// Asks for a client to be moved into a channel (requestClientMove) whose password is
@@ -87,23 +87,23 @@ public:
     /// Asks for the list of channel groups (requestChannelGroupList).
     void requestChannelGroups(uint64 connection) const;
 
-    // Lists of ids in the client's order, empty on failure: of the connections
+    // Lists of ids in the host's order, empty on failure: of the connections
     // (getServerConnectionHandlerList), the channels of a connection (getChannelList) and the
     // clients in a channel (getChannelClientList).
     QList<uint64> getConnectionHandlerList() const;
     QList<uint64> getChannels(uint64 connection) const;
     QList<anyID> getChannelClients(uint64 connection, uint64 channel) const;
 
-    // Records with all of their keys (shared/model/record.h), read afresh from the client.
+    // Records with all of their keys (shared/model/record.h), read afresh from the host.
     Record readServer(uint64 connection) const;
     Record readClient(uint64 connection, anyID client) const;
-    /// One record for each channel of the connection, in the client's order.
+    /// One record for each channel of the connection, in the host's order.
     QList<Record> readChannels(uint64 connection) const;
-    /// One record for each client in the channel, in the client's order.
+    /// One record for each client in the channel, in the host's order.
     QList<Record> readChannelClients(uint64 connection, uint64 channel) const;
 
-    // The same, asked and answered alike, for whoever holds such records already: what has not
-    // changed since stays shared with the record `known` or with that of the same id in `known`.
+    // As above, with the same host calls and results, for callers that already hold such records:
+    // unchanged values stay shared with `known`, or with the record of the same id in `known`.
     Record readClient(uint64 connection, anyID client, Record known) const;
     QList<Record> readChannels(uint64 connection, RecordTable known) const;
     QList<Record> readChannelClients(uint64 connection, uint64 channel, RecordTable known) const;

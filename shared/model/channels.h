@@ -19,8 +19,8 @@ public:
     /// Copies of all records, in no particular order.
     QList<Record> getAll() const;
 
-    /// All records by id. Let go of it before the next record is stored, or the whole table is
-    /// copied.
+    /// All records by id. Release the result before you store the next record; otherwise storing
+    /// copies the whole table.
     RecordTable records() const { return mData; }
 
 private:

@@ -10,8 +10,8 @@ public:
 
     /// Stores `record` under `id` in place of any record there, and `id` under its "uid".
     void setData(QString id, Record record);
-    /// Sets one value of the record under `id`, which is created when there is none. The key "uid"
-    /// enters `id` in the index as well.
+    /// Sets one value of the record under `id`, which is created when there is none. Setting
+    /// "uid" also adds `id` to the index.
     void setData(QString id, QString key, QVariant value);
     /// A copy of the record under `id`, an empty one when there is none.
     Record getData(QString id) const;
@@ -24,8 +24,8 @@ public:
     /// The client id stored last for `uid`, "unknown" when there is none.
     QString getClientID(QString uid) const;
 
-    /// All records by id. Let go of it before the next record is stored, or the whole table is
-    /// copied.
+    /// All records by id. Release the result before you store the next record; otherwise storing
+    /// copies the whole table.
     RecordTable records() const { return mData; }
 
 private:

@@ -12,18 +12,18 @@ using Record = QHash<QString, QVariant>;
 /// Records by id. An id is decimal text without sign or leading zeros.
 using RecordTable = QHash<QString, Record>;
 
-/// Ids by the text of a record's "uid". Entries go only with the removal of a record, so the uid
-/// that a record had before still leads to it.
+/// Ids by the text of a record's "uid". An entry is removed only with its record, so
+/// a record's former uid still leads to it.
 using UidIndex = QHash<QString, QString>;
 
-/// An id as the text that tables and settings use. QString::number() takes two blocks for it.
+/// An id as the text that tables and settings use. QString::number() allocates twice for this.
 QString idText(unsigned long id);
-/// The same in place of what `text` held, in its block where nobody shares it.
+/// Writes the same into `text`, and reuses its memory if it isn't shared.
 void setIdText(QString &text, unsigned long id);
 
 /// Keys of server, channel and client records.
 namespace recordKeys {
-/// Unique identifier of a server or client, as the client reports it: QString.
+/// Unique identifier of a server or client, as the host reports it: QString.
 inline QString uid() { return QStringLiteral("uid"); }
 /// Name of a server or channel, nickname of a client: QString.
 inline QString name() { return QStringLiteral("name"); }
@@ -46,8 +46,8 @@ QString textOf(const Record &record, const QString &key);
 
 // The rules that every table of records follows; the indexed tables add the uid index.
 
-/// Stores `record` under `id` in place of any record there. What is there already in the same form
-/// costs a look-up.
+/// Stores `record` under `id` in place of any record there. If it shares its data with
+/// the record that is there, this costs only a look-up.
 void setRecord(RecordTable &data, const QString &id, const Record &record);
 void setRecord(RecordTable &data, UidIndex &uids, const QString &id, const Record &record);
 

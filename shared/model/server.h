@@ -9,10 +9,10 @@
 
 /// What the plug-in knows of every connection: the server's record and the tables of its channels,
 /// clients and groups, all by server id, which is the connection handler id in decimal. A server id
-/// can have tables without a record and a record without tables.
+/// can have tables without a record, or a record without tables.
 ///
-/// Neither this nor its tables are locked, only the creation of the one instance: all calls come
-/// from the client's callbacks, one at a time.
+/// Only creating the instance is safe from any thread. The registry and its tables are not locked,
+/// since all calls come from the host's callbacks, one at a time.
 class server
 {
 public:
@@ -25,8 +25,8 @@ public:
 
     /// Stores `record` under `id` in place of any record there, and `id` under its "uid".
     void setData(QString id, Record record);
-    /// Sets one value of the record under `id`, which is created when there is none. The key "uid"
-    /// enters `id` in the index as well.
+    /// Sets one value of the record under `id`, which is created when there is none. Setting
+    /// "uid" also adds `id` to the index.
     void setData(QString id, QString key, QVariant value);
     /// A copy of the record under `id`, an empty one when there is none.
     Record getData(QString id) const;
@@ -37,8 +37,8 @@ public:
     /// The server id stored last for `uid`, "unknown" when there is none.
     QString getServerId(QString uid) const;
 
-    // The tables of `id`, created empty when absent; never null. They stay the registry's and valid
-    // until remove(id), so a pointer is used at once and not kept.
+    // The tables of `id`, created empty when absent; never null. The registry owns them,
+    // and they are valid until remove(id): use the pointer at once, don't keep it.
     clients *getClientsObj(QString id);
     channels *getChannelObj(QString id);
     groups *getServerGroupObj(QString id);

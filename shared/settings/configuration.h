@@ -12,13 +12,13 @@ class QSettings;
 
 /// The plug-in's settings, one INI file in the client's configuration directory.
 ///
-/// No call fails. What Qt reads of the file counts, and a missing or unreadable one reads as empty;
-/// what is set counts until the library is unloaded, also where it can't be written. Qt writes
-/// changes from the event loop of the thread that called init(), on which all calls but instance()
-/// are made. What it would drop then (comments, notes, keys that come twice) is first kept in a
-/// copy beside the file, `name`.kept-1.ini or the next free number, and a line in the client's log
-/// names it (logMessage). What somebody writes between a change and Qt's write is not looked at.
-/// Before init() the store is empty and keeps nothing.
+/// No call fails. Whatever Qt can read from the file is used; a missing or unreadable file counts
+/// as empty. A value that is set stays in effect until the library is unloaded, even if it can't be
+/// written. Qt writes changes from the event loop of the thread that called init(); all calls but
+/// instance() must be made on that thread. Anything that Qt would drop (comments, notes, keys that
+/// occur twice) is first saved in a copy beside the file, `name`.kept-1.ini or the next free
+/// number, and a line in the host's log names the copy (logMessage). Edits made to the file between
+/// a change and Qt's write are not checked. Before init() the store is empty and keeps nothing.
 class configuration : public QObject
 {
     Q_OBJECT
@@ -30,7 +30,7 @@ public:
     /// unloaded.
     static configuration *instance();
 
-    /// Opens `name`.ini in the directory that the client names (getConfigPath), in place of a file
+    /// Opens `name`.ini in the directory that the host names (getConfigPath), in place of a file
     /// that was open before.
     void init(QString name);
 

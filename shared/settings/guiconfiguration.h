@@ -5,9 +5,9 @@
 class Ui_guiConfiguration;
 
 /// The settings dialog: whether the mover is told and with which text, and the idleDock switch. It
-/// reads the settings when it is created and on Reload only. Closing it, with Escape too, hides it
-/// and keeps what its fields hold, saved or not. Its size is fixed to 400 x 190, under a font too
-/// large for that to what its content needs.
+/// reads the settings only when it is created and on Reload. Closing it, even with Escape, hides it
+/// and keeps what its fields hold, saved or not. Its size is fixed at 400 x 190, or larger if the
+/// content doesn't fit under a large font.
 class guiConfiguration : public QDialog
 {
     Q_OBJECT

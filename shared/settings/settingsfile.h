@@ -15,17 +15,16 @@ namespace settingsFile {
 /// The lines of a file's bytes.
 QList<QByteArray> lines(const QByteArray &bytes);
 
-/// The numbers of the lines that Qt ignores, reads only in part or writes in another way, from 1
-/// on. Qt itself answers that: it reads and writes the bytes in a temporary file. Nothing where no
-/// such file can be made.
+/// The numbers, counted from 1, of the lines that Qt ignores, reads only in part or would write
+/// differently. Qt itself tells, by rewriting a temporary file; nothing if none can be created.
 std::optional<QList<int>> linesThatChange(const QByteArray &bytes);
 
 /// Whether the bytes begin with a byte-order mark. Qt reads the rest as UTF-8 then, and as Latin-1
 /// otherwise.
 bool hasByteOrderMark(const QByteArray &bytes);
 
-/// Reads the whole file of `settings` in the encoding in which it stands, and has it written in the
-/// one that every reader takes it for.
+/// Reads the whole file of `settings` in its own encoding, and makes Qt write it back in the
+/// encoding that every reader assumes.
 void readAll(QSettings &settings);
 
 /// What came of keep().

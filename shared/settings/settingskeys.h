@@ -6,8 +6,8 @@
 /// take them.
 namespace settingsKeys {
 
-/// What the mover is told where the user has no text of their own. Translated as a text of the
-/// module.
+/// What the mover is told where the user has no text of their own. Its translation context is the
+/// module's.
 inline constexpr char standardNotice[] =
     QT_TRANSLATE_NOOP("staybolt", "This operation is not permitted!");
 
@@ -16,21 +16,21 @@ enum class Kind {
     Switch, ///< bool; off when it is empty, 0 or false
     Text, ///< text
     Channel, ///< unsigned 32-bit channel id, 0 when it is no number
-    Presence ///< not at all: being there is what counts
+    Presence ///< not read; only its presence counts
 };
 
 struct Key
 {
-    /// The key; %1 stands for a server's unique identifier as the client reports it.
+    /// The key; %1 stands for a server's unique identifier as the host reports it.
     const char *pattern;
     Kind kind;
     // For documents and tools.
     const char *whenAbsent;
     const char *meaning;
 
-    /// Whether each server has one of its own.
+    /// Whether there is one such key per server.
     bool isPerServer() const { return text().contains(QLatin1String("%1")); }
-    /// The pattern as it stands, which is the key itself where it is not per server.
+    /// The pattern unchanged; for a key that isn't per server, the key itself.
     QString text() const { return QLatin1String(pattern); }
     /// The key of the server with that unique identifier.
     QString of(const QString &uid) const { return text().replace(QLatin1String("%1"), uid); }
