@@ -22,7 +22,7 @@ constexpr size_t infoBytes = 128;
 char *pluginID = nullptr;
 
 // Before init and after shutdown there is neither module nor dialog. Events then reach the model
-// only, instead of taking the client down.
+// only, instead of taking the host down.
 
 void tellModule(moduleEvents event, const EventRecords &records)
 {

@@ -29,7 +29,7 @@ void staybolt::parseEvent(moduleEvents event, QVariantHash server, QVariantHash 
             return;
     }
 
-    // The client may report the move back from inside the request. That brings us back here and
+    // The host may report the move back from inside the request. That brings us back here and
     // sets mLastChannel, so nothing below the request reads it.
     const QVariant connection = server.value(recordKeys::conHandler());
     const uint own = client.value(eventKeys::own()).toHash().value(recordKeys::clId()).toUInt();

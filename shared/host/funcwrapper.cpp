@@ -24,7 +24,7 @@ struct GiveBack
     void operator()(void *block) const { freeMemory(block); }
 };
 
-/// A block that the client handed out; it goes back at the end of the scope. The client may hand
+/// A block that the host handed out; it goes back at the end of the scope. The host may hand
 /// out a null pointer, which is no block and stays here.
 template<typename T>
 using HostBlock = std::unique_ptr<T, GiveBack>;
@@ -93,7 +93,7 @@ public:
         }
     }
 
-    /// Adds a text that a function of the client hands out, "Unknown" when it fails.
+    /// Adds a text that a function of the host hands out, "Unknown" when it fails.
     template<typename... Parameters, typename... Arguments>
     void addText(unsigned int (*function)(Parameters...), Arguments... arguments)
     {
@@ -172,7 +172,7 @@ QString readPath(void (*function)(Parameters...), Arguments... arguments)
 {
     char path[pathBytes] = {};
     function(path, pathBytes, arguments...);
-    // The client may fill the buffer to its last byte.
+    // The host may fill the buffer to its last byte.
     return QString::fromUtf8(path, static_cast<int>(qstrnlen(path, pathBytes)));
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
 // The voice client's plug-in interface, API version 22, as far as this plug-in uses it: what the
-// client hands to a plug-in, what it calls on one, and the values that both sides exchange.
+// host, which is the voice client, hands to a plug-in, what it calls on one, and the values that
+// both sides exchange.
 //
 // All text is NUL-terminated UTF-8. A function that returns an error code returns ERROR_ok (0) on
 // success; after any other code its out-parameters hold nothing that may be read or released. A
-// text or an array that the client hands out belongs to the plug-in until it goes back through
+// text or an array that the host hands out belongs to the plug-in until it goes back through
 // TS3Functions::freeMemory. An array of ids ends with a 0.
 
 #include <cstddef>
@@ -94,7 +95,7 @@ struct PluginHotkey
 static_assert(offsetof(PluginHotkey, description) == 128 && sizeof(PluginHotkey) == 256,
               "the client reads hotkeys at fixed offsets");
 
-/// The client's functions, handed to the plug-in by value. Only the members that the plug-in calls
+/// The host's functions, handed to the plug-in by value. Only the members that the plug-in calls
 /// are declared; `unusedN` covers the others from position N on.
 struct TS3Functions
 {
@@ -151,7 +152,7 @@ struct TS3Functions
     void *unused186[24];
 };
 
-// A wrong position would call some other function of the client, so each one is fixed here.
+// A wrong position would call some other function of the host, so each one is fixed here.
 constexpr size_t TS3FUNCTIONS_COUNT = 210;
 static_assert(sizeof(TS3Functions) == TS3FUNCTIONS_COUNT * sizeof(void *));
 #define TS3FUNCTIONS_POSITION(member, position)                                                    \
@@ -185,7 +186,7 @@ TS3FUNCTIONS_POSITION(printMessageToCurrentTab, 185);
 
 #define TS3PLUGIN_EXPORT __attribute__((visibility("default")))
 
-// The functions that the client looks up in the plug-in's library. It calls them one at a time, on
+// The functions that the host looks up in the plug-in's library. It calls them one at a time, on
 // the thread on which it called ts3plugin_init.
 extern "C" {
 
@@ -196,13 +197,13 @@ TS3PLUGIN_EXPORT int ts3plugin_apiVersion();
 TS3PLUGIN_EXPORT const char *ts3plugin_author();
 TS3PLUGIN_EXPORT const char *ts3plugin_description();
 
-/// First call after loading: the client's functions, to be copied.
+/// First call after loading: the host's functions, to be copied.
 TS3PLUGIN_EXPORT void ts3plugin_setFunctionPointers(TS3Functions funcs);
 /// Second call. Returns 0 for success.
 TS3PLUGIN_EXPORT int ts3plugin_init();
 /// Last call before the library is unloaded.
 TS3PLUGIN_EXPORT void ts3plugin_shutdown();
-/// Gives the plug-in the id under which the client knows it; the text is the client's.
+/// Gives the plug-in the id under which the host knows it; the text is the host's.
 TS3PLUGIN_EXPORT void ts3plugin_registerPluginID(const char *id);
 
 /// Whether, and on which thread, ts3plugin_configure may be called.
@@ -214,9 +215,9 @@ TS3PLUGIN_EXPORT void ts3plugin_configure(void *handle, void *qParentWidget);
 TS3PLUGIN_EXPORT const char *ts3plugin_commandKeyword();
 /// Returns 0 when the plug-in handled the command, 1 when it did not.
 TS3PLUGIN_EXPORT int ts3plugin_processCommand(uint64 connection, const char *command);
-/// Returns 1 when the client shall load the plug-in without being asked.
+/// Returns 1 if the host shall load the plug-in without being asked.
 TS3PLUGIN_EXPORT int ts3plugin_requestAutoload();
-/// Takes back a block that the plug-in handed to the client.
+/// Takes back a block that the plug-in handed to the host.
 TS3PLUGIN_EXPORT void ts3plugin_freeMemory(void *block);
 
 TS3PLUGIN_EXPORT void ts3plugin_onConnectStatusChangeEvent(uint64 connection, int status,
@@ -250,9 +251,9 @@ TS3PLUGIN_EXPORT void ts3plugin_onUpdateClientEvent(uint64 connection, anyID cli
                                                     const char *invokerName,
                                                     const char *invokerUid);
 
-/// Hands the client a null-terminated array of menu items; array and items become the client's.
+/// Hands the host a null-terminated array of menu items; array and items become the host's.
 TS3PLUGIN_EXPORT void ts3plugin_initMenus(PluginMenuItem ***items, char **icon);
-/// Hands the client a null-terminated array of hotkeys; array and hotkeys become the client's.
+/// Hands the host a null-terminated array of hotkeys; array and hotkeys become the host's.
 TS3PLUGIN_EXPORT void ts3plugin_initHotkeys(PluginHotkey ***hotkeys);
 /// A menu item was chosen; `selected` is the channel or client whose menu it was.
 TS3PLUGIN_EXPORT void ts3plugin_onMenuItemEvent(uint64 connection, PluginMenuType type, int itemId,
@@ -261,7 +262,7 @@ TS3PLUGIN_EXPORT void ts3plugin_onHotkeyEvent(const char *keyword);
 
 /// Title of the plug-in's section in the info panel: a constant text.
 TS3PLUGIN_EXPORT const char *ts3plugin_infoTitle();
-/// Hands the client the text of that section; the block becomes the client's.
+/// Hands the host the text of that section; the block becomes the host's.
 TS3PLUGIN_EXPORT void ts3plugin_infoData(uint64 connection, uint64 id, PluginItemType type,
                                          char **text);
 }

@@ -13,7 +13,7 @@ namespace {
 /// text whose characters lie in the library's own data.
 QString heapCopy(const QString &text) { return QString(text.constData(), text.size()); }
 
-/// Tells the client's log of a copy.
+/// Tells the host's log of a copy.
 void report(const settingsFile::Kept &kept)
 {
     if (!kept.error.isEmpty()) {
@@ -59,7 +59,7 @@ void configuration::init(QString name)
     const QByteArray before = settingsFile::read(path);
     mSettings = new QSettings(path, QSettings::IniFormat);
     settingsFile::readAll(*mSettings);
-    // Last, since the client may call us from inside its log.
+    // Last, since the host may call us from inside its log.
     report(ofOld);
     if (settingsFile::read(path) != before)
         report(settingsFile::keep(path, before));
@@ -93,5 +93,5 @@ void configuration::write(Change change)
         return;
     const settingsFile::Kept kept = settingsFile::keep(mSettings->fileName());
     change();
-    report(kept); // last, since the client may call us from inside its log
+    report(kept); // last, since the host may call us from inside its log
 }

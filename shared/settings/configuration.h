@@ -10,7 +10,7 @@
 
 class QSettings;
 
-/// The plug-in's settings, one INI file in the client's configuration directory.
+/// The plug-in's settings, one INI file in the host's configuration directory.
 ///
 /// No call fails. Whatever Qt can read from the file is used; a missing or unreadable file counts
 /// as empty. A value that is set stays in effect until the library is unloaded, even if it can't be

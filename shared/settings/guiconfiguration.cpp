@@ -27,7 +27,7 @@ void scaleFont(QFont &font, int percent)
 guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui_guiConfiguration)
 {
     ui->setupUi(this);
-    // The client goes on when its own window is hidden and ours is closed.
+    // The host goes on when its own window is hidden and ours is closed.
     setAttribute(Qt::WA_QuitOnClose, false);
     fitContent();
     // What the file holds is stored again whole.
@@ -40,7 +40,7 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
 
 guiConfiguration::~guiConfiguration() { delete ui; }
 
-/// Makes the form's fixed size hold its content under the client's font: with less room between the
+/// Makes the form's fixed size hold its content under the host's font: with less room between the
 /// fields, then with a smaller font. Where that would be hard to read, the form grows.
 void guiConfiguration::fitContent()
 {
@@ -78,7 +78,7 @@ void guiConfiguration::fitContent()
 
 void guiConfiguration::apply()
 {
-    // Taken at once: the client may call us while the settings are stored.
+    // Taken at once: the host may call us while the settings are stored.
     const QString text = ui->lineCustomNotify->text();
     const int permitIdleDock = ui->sliderIdleDock->value();
     const int sendNotify = ui->sliderNotify->value();
