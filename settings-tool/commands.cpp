@@ -24,7 +24,7 @@ struct Job
     void save(const QString &done) const
     {
         const QVariantMap values = draft.changes();
-        output << done << '\n';
+        output << (values.isEmpty() ? "Nothing to change: " : "Saved: ") << done << '\n';
         if (!values.isEmpty())
             output << settings.change(values).join(QLatin1Char('\n')) << '\n';
     }
@@ -80,7 +80,7 @@ bool exclude(Job &job)
 {
     const int index = serverOf(job);
     job.draft.servers[index].isLeftAlone = true;
-    saveServer(job, index, QStringLiteral("Saved: Staybolt will leave %1 alone."));
+    saveServer(job, index, QStringLiteral("Staybolt will leave %1 alone."));
     return true;
 }
 
@@ -91,7 +91,7 @@ bool include(Job &job)
     if (!server.isLeftAlone)
         refuse(QStringLiteral("%1 is protected already").arg(server.uid));
     server.isLeftAlone = false;
-    job.save(QStringLiteral("Saved: Staybolt will protect you on %1 again.").arg(server.uid));
+    job.save(QStringLiteral("Staybolt will protect you on %1 again.").arg(server.uid));
     return true;
 }
 
@@ -102,8 +102,8 @@ bool allowIdleDock(Job &job)
     if (!job.draft.allowsIdleDock && state != QLatin1String("off"))
         return false;
     job.save(job.draft.allowsIdleDock
-                 ? QStringLiteral("Saved: moves into idleDock channels will be allowed.")
-                 : QStringLiteral("Saved: moves into idleDock channels will be undone."));
+                 ? QStringLiteral("moves into idleDock channels will be allowed.")
+                 : QStringLiteral("moves into idleDock channels will be undone."));
     job.warn(job.draft.warningOfIdleDock());
     return true;
 }
@@ -119,14 +119,14 @@ bool setIdleDockChannel(Job &job)
             refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
         server.channel = QString::number(*channel);
         saveServer(job, index,
-                   QStringLiteral("Saved: the idleDock channel of %1 is ") + server.channel
+                   QStringLiteral("the idleDock channel of %1 is ") + server.channel
                        + QLatin1Char('.'));
         return true;
     }
     if (server.channel.isEmpty())
         refuse(QStringLiteral("%1 has no idleDock channel").arg(server.uid));
     server.channel.clear();
-    job.save(QStringLiteral("Saved: %1 has no idleDock channel any more.").arg(server.uid));
+    job.save(QStringLiteral("%1 has no idleDock channel any more.").arg(server.uid));
     return true;
 }
 
@@ -152,8 +152,8 @@ bool setNotice(Job &job)
         return false;
     }
     job.save(draft.notice == Draft::Notice::Off
-                 ? QStringLiteral("Saved: whoever moves you will get no message.")
-                 : QStringLiteral("Saved: whoever moves you will get the message \"%1\".")
+                 ? QStringLiteral("whoever moves you will get no message.")
+                 : QStringLiteral("whoever moves you will get the message \"%1\".")
                        .arg(draft.notice == Draft::Notice::Own
                                 ? draft.ownText
                                 : QLatin1String(settingsKeys::standardNotice)));
@@ -182,12 +182,12 @@ constexpr Command all[] = {
     {"exclude", "UID", 1, 1, exclude, "leave that server alone"},
     {"include", "UID", 1, 1, include, "protect you on that server again"},
     {"idledock", "on|off", 1, 1, allowIdleDock,
-     "allow moves into idleDock channels, or undo them too"},
+     "allow moves into idleDock channels, or undo them\nlike any other move"},
     {"idledock-target", "UID CHANNEL|none", 2, 2, setIdleDockChannel,
      "set the idleDock channel of that server"},
     {"notify", "on|off|standard|text TEXT", 1, std::numeric_limits<int>::max(), setNotice,
-     "send whoever moves you your message, or the standard one;\nnothing; the standard message, "
-     "deleting yours; or TEXT"},
+     "on: send your message, or the standard one if you have none\noff: send nothing\n"
+     "standard: send the standard message, and delete yours\ntext: send TEXT"},
 };
 
 }

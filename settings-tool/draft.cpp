@@ -41,7 +41,7 @@ QString Draft::errorIn(int index) const
     const StoredSettings::Server stored = storedFor(server);
     // What the file holds already may stay, whatever it is.
     if (!isStored(server) || (server.isLeftAlone && !stored.isLeftAlone)) {
-        const QString error = errorInUid(server.uid);
+        QString error = errorInUid(server.uid);
         if (!error.isEmpty())
             return error;
     }

@@ -27,7 +27,7 @@ quietly() {
     local log=$1
     shift
     if ! { mkdir -p "$(dirname "$log")" && touch "$log"; } 2>/dev/null; then
-        echo "$0: $(dirname "$log") belongs to another user. Delete it, or run this as that user." >&2
+        echo "$0: $log can't be written. If $(dirname "$log") belongs to another user, delete it or run this as that user." >&2
         exit 1
     fi
     if ! "$@" >"$log" 2>&1; then

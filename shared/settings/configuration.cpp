@@ -59,7 +59,7 @@ void configuration::init(QString name)
     const QByteArray before = settingsFile::read(path);
     mSettings = new QSettings(path, QSettings::IniFormat);
     settingsFile::readAll(*mSettings);
-    // Last, since the host may call us from inside its log.
+    // Only now, since the host may call us from inside its log.
     report(ofOld);
     if (settingsFile::read(path) != before)
         report(settingsFile::keep(path, before));
