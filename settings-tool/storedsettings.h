@@ -10,7 +10,7 @@
 #include <chrono>
 #include <optional>
 
-/// Something that can't be done, and why. The file is left as it is.
+/// Something that can't be done, and why.
 struct Error
 {
     QString message;

@@ -461,6 +461,7 @@ staybolt.sendnotify
             return status == 0 ? mOutput : mError;
         };
         QCOMPARE(completed("include a"), QString("abc= abd=\n"));
+        QCOMPARE(completed("include x"), QString("\n")); // has a channel only
         QCOMPARE(completed("include '\\$'"), QString("\\$\\(touch\\$\\{IFS\\}pwned\\)=\n"));
         QCOMPARE(completed("idledock-target x"), QString("xyz=\n"));
         QCOMPARE(completed("idledock-target abc = n"), QString("none\n"));

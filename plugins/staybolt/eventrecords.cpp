@@ -7,7 +7,7 @@
 namespace {
 
 /// What the model holds of one connection, wrapped for event records. Lives between two calls of
-/// the client, as its tables go with the server.
+/// the host, as its tables go with the server.
 class Model
 {
 public:

@@ -3,10 +3,9 @@
 #include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
 
-// The host can call back, and so change the model, while we read from it. Known records are
-// therefore taken before as values, and tables are fetched only when everything is read, and only
-// for a record to store. By then nobody may hold the whole table's records any more, since storing
-// would copy the table: they are read in a statement of their own.
+// The host can call back while we read from it, and so change the model. So we take known records
+// as copies before, and fetch a table only after all is read. Nobody may hold a copy of the whole
+// table while we store, or storing would copy it; that is why reading is a statement of its own.
 
 void loadServer(uint64 connection)
 {

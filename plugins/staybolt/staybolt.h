@@ -33,7 +33,8 @@ inline QString cmd() { return QStringLiteral("cmd"); }
 
 /// The protection module. It remembers the channel that the own client last moved itself into,
 /// asks the host to undo moves made by others, and tells the mover if the user wants that.
-/// All calls come from the host's callbacks, one at a time.
+/// All calls come from the host's callbacks on one thread; a request may lead to another call
+/// before it returns.
 class staybolt : public QObject
 {
     Q_OBJECT

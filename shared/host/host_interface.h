@@ -63,7 +63,7 @@ enum ConnectionProperty : size_t { CONNECTION_SERVER_IP = 6, CONNECTION_SERVER_P
 /// What the info panel describes.
 enum PluginItemType : int { PLUGIN_SERVER = 0, PLUGIN_CHANNEL = 1, PLUGIN_CLIENT = 2 };
 
-/// The client menu in which a plug-in's item stands.
+/// The host's menu in which a plug-in's item stands.
 enum PluginMenuType : int {
     PLUGIN_MENU_TYPE_GLOBAL = 0,
     PLUGIN_MENU_TYPE_CHANNEL = 1,
@@ -85,7 +85,7 @@ struct PluginMenuItem
 };
 static_assert(offsetof(PluginMenuItem, id) == 4 && offsetof(PluginMenuItem, text) == 8
                   && offsetof(PluginMenuItem, icon) == 136 && sizeof(PluginMenuItem) == 264,
-              "the client reads menu items at fixed offsets");
+              "the host reads menu items at fixed offsets");
 
 struct PluginHotkey
 {
@@ -93,7 +93,7 @@ struct PluginHotkey
     char description[PLUGIN_TEXT_BYTES];
 };
 static_assert(offsetof(PluginHotkey, description) == 128 && sizeof(PluginHotkey) == 256,
-              "the client reads hotkeys at fixed offsets");
+              "the host reads hotkeys at fixed offsets");
 
 /// The host's functions, handed to the plug-in by value. Only the members that the plug-in calls
 /// are declared; `unusedN` covers the others from position N on.
@@ -186,8 +186,9 @@ TS3FUNCTIONS_POSITION(printMessageToCurrentTab, 185);
 
 #define TS3PLUGIN_EXPORT __attribute__((visibility("default")))
 
-// The functions that the host looks up in the plug-in's library. It calls them one at a time, on
-// the thread on which it called ts3plugin_init.
+// The functions that the host looks up in the plug-in's library. It calls them on the thread on
+// which it called ts3plugin_init, and may call one from inside a function of its table that the
+// plug-in has called.
 extern "C" {
 
 // Identity: constant texts, valid while the library is loaded; to be called at any time.

@@ -12,7 +12,7 @@
 /// can have tables without a record, or a record without tables.
 ///
 /// Only creating the instance is safe from any thread. The registry and its tables are not locked,
-/// since all calls come from the host's callbacks, one at a time.
+/// since all calls come from the host's one thread.
 class server
 {
 public:

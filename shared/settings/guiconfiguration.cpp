@@ -64,7 +64,7 @@ void guiConfiguration::fitContent()
             return;
     }
     const QFont whole = font();
-    for (int percent = 100; percent >= smallestPercent; percent -= stepPercent) {
+    for (int percent = 100 - stepPercent; percent >= smallestPercent; percent -= stepPercent) {
         QFont smaller = whole;
         scaleFont(smaller, percent);
         setFont(smaller);
