@@ -31,16 +31,8 @@ void play(const QByteArray &bytes)
     QStringList complaints;
     {
         Stage stage;
-        stage.host.keepsCalls = false;
-        Scenario player(stage, QString(), errors);
-        int number = 0;
-        int outcome = Scenario::Held;
-        for (const QByteArray &line : scenario.split('\n')) {
-            if (outcome == Scenario::Held)
-                outcome = player.playLine(QString::fromUtf8(line), QString::number(++number));
-        }
-        if (outcome == Scenario::Held)
-            player.finish(QStringLiteral("end"));
+        Scenario(stage, QString(), errors)
+            .play(QString::fromUtf8(scenario), QStringLiteral("line"));
         stage.unload();
         complaints = stage.host.complaints();
     }

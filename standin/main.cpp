@@ -3,13 +3,13 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDialog>
-#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QFont>
 #include <QPixmap>
 #include <QRandomGenerator>
 #include <QTimer>
+#include <QWidget>
 
 #include <poll.h>
 #include <unistd.h>
@@ -22,58 +22,16 @@ using namespace standin;
 
 namespace {
 
-const char *const welcome =
-    "This host stands in for the voice client. The stage is set with two servers, Northgate and\n"
-    "Southgate; on both you are Robin, and Mallory and Trudy like to move people. Try:\n\n"
-    "  show                                      who is where\n"
-    "  move Northgate Robin Den                  go somewhere; the plug-in remembers it\n"
-    "  moved Northgate Robin Dungeon by Mallory  be moved, and see what the plug-in does\n"
-    "  configure, notify on, save                have the mover told, a line each\n"
-    "  help, help move                           everything else\n"
-    "  quit                                      the end\n\n";
-
-const char *const preparedStage[] = {"server Northgate northgate=",
-                                     "channel Northgate 1 Lobby default",
-                                     "channel Northgate 2 Dungeon",
-                                     "channel Northgate 3 Den",
-                                     "user Northgate 7 Robin Lobby",
-                                     "client Northgate 8 Mallory Lobby",
-                                     "client Northgate 9 Eve Dungeon",
-                                     "server Southgate southgate=",
-                                     "channel Southgate 11 Hall default",
-                                     "channel Southgate 12 Cellar",
-                                     "user Southgate 5 Robin Hall",
-                                     "client Southgate 6 Trudy Hall",
-                                     "load",
-                                     "connect Northgate",
-                                     "connect Southgate"};
-
 struct Options
 {
     QString library;
     QString config;
     bool isQuiet = false;
-    bool printsCalls = false;
-    bool showsSettings = false;
     QString picture;
 };
 
 QTextStream output(stdout);
 QTextStream errors(stderr);
-
-bool isColoured()
-{
-    return isatty(STDOUT_FILENO) && qEnvironmentVariableIsEmpty("NO_COLOR")
-        && qgetenv("TERM") != "dumb";
-}
-
-void tellStory(const QString &line)
-{
-    // What the plug-in does stands out from what happens to it.
-    const bool isPlugin = line.startsWith(QLatin1String("    Staybolt: "));
-    const char *const colour = !isColoured() ? "" : isPlugin ? "\033[33m" : "\033[1m";
-    output << colour << line << (isColoured() ? "\033[0m" : "") << '\n' << Qt::flush;
-}
 
 /// The next line of standard input, nothing at its end. Events are handled while a person thinks.
 std::optional<QString> readLine(bool isPerson)
@@ -100,13 +58,12 @@ public:
         mOptions(options), mStage(options.config), mScenario(mStage, options.library, errors)
     {
         if (!options.isQuiet)
-            mStage.tell = tellStory;
-        mStage.host.keepsCalls = options.printsCalls;
+            mStage.tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
     }
 
     int playFile(const QString &file) { return mScenario.playFile(file); }
 
-    /// Plays statements from standard input as they come; a person may go on after a mistake.
+    /// Plays statements from standard input as they come; a person may go on after a slip.
     int playInput()
     {
         const bool isPerson = isatty(STDIN_FILENO);
@@ -122,44 +79,17 @@ public:
         return Scenario::Held;
     }
 
-    /// Prepares the stage for somebody who just wants to look.
-    int playPrepared()
+    int writePicture()
     {
-        output << welcome << Qt::flush;
-        for (const char *line : preparedStage) {
-            const int outcome =
-                mScenario.playLine(QLatin1String(line), QStringLiteral("the prepared stage"));
-            if (outcome != Scenario::Held)
-                return outcome;
-        }
-        return playInput();
-    }
-
-    int showDialog()
-    {
-        const QString error = mStage.plugin.isOpen() ? QString() : mStage.load(mOptions.library);
-        if (!error.isEmpty()) {
-            errors << error << '\n' << Qt::flush;
-            return Scenario::Mistaken;
-        }
-        mStage.configure();
-        QApplication::processEvents();
-        auto *dialog = qobject_cast<QDialog *>(Stage::dialog());
-        if (!mOptions.picture.isEmpty()) {
-            if (!dialog || !dialog->grab().save(mOptions.picture, "PNG")) {
-                errors << "The picture of the settings dialog can't be written to "
-                       << mOptions.picture << '\n'
-                       << Qt::flush;
-                return Scenario::Failed;
-            }
-            output << "A picture of the settings dialog is in " << mOptions.picture << '\n'
+        QWidget *dialog = Stage::dialog();
+        if (!dialog || !dialog->grab().save(mOptions.picture, "PNG")) {
+            errors << "The picture of the settings dialog can't be written to " << mOptions.picture
+                   << '\n'
                    << Qt::flush;
+            return Scenario::Failed;
         }
-        if (mOptions.showsSettings && dialog) {
-            QEventLoop loop;
-            QObject::connect(dialog, &QDialog::finished, &loop, &QEventLoop::quit);
-            loop.exec();
-        }
+        output << "A picture of the settings dialog is in " << mOptions.picture << '\n'
+               << Qt::flush;
         return Scenario::Held;
     }
 
@@ -168,8 +98,6 @@ public:
     {
         if (mStage.plugin.isOpen())
             mStage.unload();
-        if (mOptions.printsCalls)
-            output << mStage.host.calls.join(QLatin1Char('\n')) << '\n' << Qt::flush;
         const QStringList complaints = mStage.host.complaints();
         for (const QString &complaint : complaints)
             errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
@@ -191,11 +119,8 @@ private:
 
 int playAll(const Options &options, const QStringList &files)
 {
-    const bool wantsDialog = options.showsSettings || !options.picture.isEmpty();
     auto play = std::make_unique<Play>(options);
     int status = Scenario::Held;
-    if (files.isEmpty() && !wantsDialog)
-        status = play->playPrepared();
     for (int i = 0; i < files.size() && status == Scenario::Held; ++i) {
         if (files.at(i) == QLatin1String("-")) {
             status = play->playInput();
@@ -209,15 +134,15 @@ int playAll(const Options &options, const QStringList &files)
         if (status == Scenario::Held)
             status = play->playFile(files.at(i));
     }
-    if (status == Scenario::Held && wantsDialog)
-        status = play->showDialog();
+    if (status == Scenario::Held && !options.picture.isEmpty())
+        status = play->writePicture();
     return play->finish(status);
 }
 
 [[noreturn]] void refuse(const QString &why)
 {
     errors << why << '\n' << Qt::flush;
-    exit(Scenario::Mistaken);
+    exit(Scenario::Unplayable);
 }
 
 /// The number that an option was given; ends the program when it is none.
@@ -287,12 +212,10 @@ int main(int argc, char *argv[])
         option("library", "The plug-in's library.", "FILE",
                QApplication::applicationDirPath() + QStringLiteral("/libstaybolt.so.1"));
     const auto config =
-        option("config", "The client's configuration folder, by default an empty one.", "FOLDER");
+        option("config", "The host's configuration folder, by default an empty one.", "FOLDER");
     const auto quiet = option("quiet", "Don't tell the story.");
-    const auto calls = option("calls", "Print the numbered log of all calls.");
-    const auto settings = option("settings", "Show the settings dialog at the end.");
-    const auto picture =
-        option("settings-picture", "Write a picture of the settings dialog.", "FILE");
+    const auto picture = option(
+        "settings-picture", "Write a picture of the settings dialog as it is at the end.", "FILE");
     const auto random = option("random",
                                "Let that many made-up things happen and compare what the plug-in "
                                "does with what its rules predict. Ends with the shortest scenario "
@@ -309,8 +232,8 @@ int main(int argc, char *argv[])
     parser.process(application);
 
     const bool isMadeUp = parser.isSet(random) || parser.isSet(bytes);
-    const bool isStory = parser.isSet(config) || parser.isSet(calls) || parser.isSet(settings)
-        || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
+    const bool isStory =
+        parser.isSet(config) || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
     if (isMadeUp && isStory)
         refuse(QStringLiteral("--random and --bytes go with --library and --seed alone"));
     if (parser.isSet(random) && parser.isSet(bytes))
@@ -323,8 +246,6 @@ int main(int argc, char *argv[])
     options.library = QFileInfo(parser.value(library)).absoluteFilePath();
     options.config = parser.value(config);
     options.isQuiet = parser.isSet(quiet);
-    options.printsCalls = parser.isSet(calls);
-    options.showsSettings = parser.isSet(settings);
     options.picture = parser.value(picture);
     const auto play = [&]() -> int {
         if (parser.isSet(random)) {
@@ -340,12 +261,15 @@ int main(int argc, char *argv[])
             QFile file(parser.value(bytes));
             if (!file.open(QIODevice::ReadOnly)) {
                 errors << file.fileName() << ": " << file.errorString() << '\n' << Qt::flush;
-                return Scenario::Mistaken;
+                return Scenario::Unplayable;
             }
             return playBytes(options.library, file.readAll(), output, errors) ? Scenario::Held
                                                                               : Scenario::Failed;
         }
-        return playAll(options, parser.positionalArguments());
+        const QStringList files = parser.positionalArguments();
+        // Somebody who names no scenario wants to look.
+        const QStringList welcome{QStringLiteral(":/welcome.scn"), QStringLiteral("-")};
+        return playAll(options, files.isEmpty() ? welcome : files);
     };
     // Everything happens inside the event loop, as in a client, where closing the last window is
     // the end.

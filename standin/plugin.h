@@ -16,7 +16,7 @@ public:
     Plugin &operator=(const Plugin &) = delete;
 
     /// Loads the library, or takes the running program where `path` is empty, and looks up all
-    /// exports. Answers what went wrong, nothing if all is well.
+    /// exports. Returns what went wrong, nothing if all is well.
     QString open(const QString &path);
     void close();
     bool isOpen() const { return mLibrary; }

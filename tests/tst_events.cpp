@@ -192,7 +192,6 @@ private Q_SLOTS:
     void takesTheLargestServers()
     {
         Server &one = mHost->servers[connection];
-        mHost->keepsCalls = false;
         one.channels.clear();
         for (uint64 id = 1; id <= 100000; ++id)
             one.channels.append({id, "channel"});
