@@ -542,13 +542,15 @@ QStringList Host::complaints() const
 
 QByteArray Host::errorText(unsigned int code) const
 {
-    const QByteArrayList texts{"ok",
-                               refusal,
-                               "unknown connection",
-                               "unknown client",
-                               "unknown channel",
-                               "wrong channel password"};
-    return texts.value(int(code), "unknown code");
+    static const QByteArray texts[] = {"ok",
+                                       "",
+                                       "unknown connection",
+                                       "unknown client",
+                                       "unknown channel",
+                                       "wrong channel password"};
+    return code == refused      ? refusal
+        : code <= wrongPassword ? texts[code]
+                                : QByteArray("unknown code");
 }
 
 void Host::judgeCall(const char *function)

@@ -26,7 +26,7 @@ struct Options
 {
     QString library;
     QString config;
-    bool isQuiet = false;
+    bool isQuiet;
     QString picture;
 };
 
@@ -83,9 +83,7 @@ public:
     {
         QWidget *dialog = Stage::dialog();
         if (!dialog || !dialog->grab().save(mOptions.picture, "PNG")) {
-            errors << "The picture of the settings dialog can't be written to " << mOptions.picture
-                   << '\n'
-                   << Qt::flush;
+            errors << mOptions.picture << ": the picture can't be written\n" << Qt::flush;
             return Scenario::Failed;
         }
         output << "A picture of the settings dialog is in " << mOptions.picture << '\n'
@@ -159,27 +157,16 @@ quint64 numberOf(const QCommandLineParser &parser, const QCommandLineOption &opt
     return number;
 }
 
-void findADisplay(int argc, char *argv[])
-{
-    bool wantsHelp = false;
-    for (int i = 1; i < argc; ++i)
-        wantsHelp = wantsHelp || qstrcmp(argv[i], "--help") == 0 || qstrcmp(argv[i], "-h") == 0;
-    const bool hasDisplay = !qEnvironmentVariableIsEmpty("DISPLAY");
-    if (wantsHelp) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    } else if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        // A display that is set may be out of reach.
-        qputenv("QT_QPA_PLATFORM", hasDisplay ? "xcb;offscreen" : "offscreen");
-    }
-}
-
 }
 
 int main(int argc, char *argv[])
 {
     // What the plug-in prints stands in the story where it was printed.
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    findADisplay(argc, argv);
+    // A display that is set may be out of reach.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM",
+                qEnvironmentVariableIsEmpty("DISPLAY") ? "offscreen" : "xcb;offscreen");
     // Qt asks for this folder and complains when nobody has logged in to have one.
     const QTemporaryDir runtimeFolder;
     if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
@@ -234,42 +221,32 @@ int main(int argc, char *argv[])
     const bool isMadeUp = parser.isSet(random) || parser.isSet(bytes);
     const bool isStory =
         parser.isSet(config) || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
-    if (isMadeUp && isStory)
-        refuse(QStringLiteral("--random and --bytes go with --library and --seed alone"));
-    if (parser.isSet(random) && parser.isSet(bytes))
-        refuse(QStringLiteral("--random and --bytes exclude each other"));
-    if (parser.isSet(seed) && !parser.isSet(random))
-        refuse(QStringLiteral("--seed goes with --random"));
+    const bool isTwofold = (isMadeUp && isStory) || (parser.isSet(random) && parser.isSet(bytes));
+    if (isTwofold || (parser.isSet(seed) && !parser.isSet(random)))
+        refuse(
+            QStringLiteral("--random with its --seed, --bytes, and scenarios exclude each other"));
 
-    Options options;
     // Programs are started with it that run elsewhere.
-    options.library = QFileInfo(parser.value(library)).absoluteFilePath();
-    options.config = parser.value(config);
-    options.isQuiet = parser.isSet(quiet);
-    options.picture = parser.value(picture);
+    const QString plugin = QFileInfo(parser.value(library)).absoluteFilePath();
     const auto play = [&]() -> int {
         if (parser.isSet(random)) {
-            const int events =
-                int(numberOf(parser, random, 1, quint64(std::numeric_limits<int>::max())));
-            const quint64 number = parser.isSet(seed)
+            const auto events = numberOf(parser, random, 1, std::numeric_limits<int>::max());
+            const auto number = parser.isSet(seed)
                 ? numberOf(parser, seed, 0, std::numeric_limits<quint64>::max())
                 : QRandomGenerator::system()->generate();
-            return playRandom(options.library, events, number, output, errors) ? Scenario::Held
-                                                                               : Scenario::Failed;
+            return playRandom(plugin, int(events), number, output, errors);
         }
         if (parser.isSet(bytes)) {
             QFile file(parser.value(bytes));
-            if (!file.open(QIODevice::ReadOnly)) {
-                errors << file.fileName() << ": " << file.errorString() << '\n' << Qt::flush;
-                return Scenario::Unplayable;
-            }
-            return playBytes(options.library, file.readAll(), output, errors) ? Scenario::Held
-                                                                              : Scenario::Failed;
+            if (!file.open(QIODevice::ReadOnly))
+                refuse(file.fileName() + QStringLiteral(": ") + file.errorString());
+            return playBytes(plugin, file.readAll(), output, errors);
         }
         const QStringList files = parser.positionalArguments();
         // Somebody who names no scenario wants to look.
         const QStringList welcome{QStringLiteral(":/welcome.scn"), QStringLiteral("-")};
-        return playAll(options, files.isEmpty() ? welcome : files);
+        return playAll({plugin, parser.value(config), parser.isSet(quiet), parser.value(picture)},
+                       files.isEmpty() ? welcome : files);
     };
     // Everything happens inside the event loop, as in a client, where closing the last window is
     // the end.

@@ -195,43 +195,50 @@ QByteArray written(const Line &line)
     return text + '\n';
 }
 
-/// Whether this program finds a fault when it plays the lines. A scenario or a library that
-/// can't be used is none.
-bool goesWrong(const QString &library, const Lines &lines, QString *error)
+/// Plays runs in a child process, so that a crash is seen, each from a file of its own, and returns
+/// what came of it. One that ends in no time or by a signal failed.
+int play(const QString &library, const std::vector<Lines> &runs, QString *error)
 {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("found.scn")));
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.write(scenarioOf(lines));
-    file.close();
+    QStringList arguments{QStringLiteral("--quiet"), QStringLiteral("--library"), library};
+    for (const Lines &lines : runs) {
+        arguments.append(QStringLiteral("run-%1.scn").arg(arguments.size() - 2));
+        QFile file(folder.filePath(arguments.last()));
+        if (!file.open(QIODevice::WriteOnly) || file.write(scenarioOf(lines)) < 0) {
+            *error = QStringLiteral("%1: %2\n").arg(file.fileName(), file.errorString());
+            return Scenario::Unplayable;
+        }
+    }
+    constexpr int longestRunMs = 30000;
     QProcess host;
     host.setWorkingDirectory(folder.path());
-    host.start(QCoreApplication::applicationFilePath(),
-               {QStringLiteral("--quiet"), QStringLiteral("--library"), library,
-                QStringLiteral("found.scn")});
+    host.start(QCoreApplication::applicationFilePath(), arguments);
     host.closeWriteChannel();
-    if (!host.waitForFinished())
-        return true;
+    const bool isOver = host.waitForFinished(longestRunMs * int(runs.size()));
     *error = QString::fromUtf8(host.readAllStandardError());
-    if (host.exitStatus() == QProcess::CrashExit)
+    if (!isOver)
+        *error += QStringLiteral("It did not end.\n");
+    else if (host.exitStatus() == QProcess::CrashExit)
         *error += QStringLiteral("It ended with signal %1.\n").arg(host.exitCode());
-    return host.exitStatus() == QProcess::CrashExit
-        || (host.exitCode() != Scenario::Held && host.exitCode() != Scenario::Unplayable);
+    return isOver && host.exitStatus() == QProcess::NormalExit ? host.exitCode() : Scenario::Failed;
 }
 
-bool report(const QString &library, const Lines &lines, QTextStream &output, QTextStream &errors)
+/// Plays a run alone; prints the shortest scenario that goes wrong in the same way if it does.
+int playOne(const QString &library, const Lines &lines, QTextStream &output, QTextStream &errors)
 {
     QString error;
-    if (!goesWrong(library, lines, &error))
-        return true;
-    errors << "Something went wrong; looking for the shortest way there ...\n" << Qt::flush;
-    const auto fails = [&](const Lines &some) { return goesWrong(library, some, &error); };
-    const Lines shortest = shrink(lines, fails);
-    fails(shortest);
-    output << scenarioOf(shortest) << Qt::flush;
+    const int outcome = play(library, {lines}, &error);
+    if (outcome == Scenario::Failed) {
+        errors << "Something went wrong; looking for the shortest way there ...\n" << Qt::flush;
+        const auto fails = [&](const Lines &some) {
+            return play(library, {some}, &error) == Scenario::Failed;
+        };
+        const Lines shortest = shrink(lines, fails);
+        fails(shortest);
+        output << scenarioOf(shortest) << Qt::flush;
+    }
     errors << error << Qt::flush;
-    return false;
+    return outcome;
 }
 
 Lines run(quint64 seed)
@@ -300,60 +307,45 @@ Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails)
     return lines;
 }
 
-bool playRandom(const QString &library, int count, quint64 seed, QTextStream &output,
-                QTextStream &errors)
+int playRandom(const QString &library, int events, quint64 seed, QTextStream &output,
+               QTextStream &errors)
 {
-    // Many runs share a child, one file each, so that a crash is seen and a run can be named.
     constexpr int runsAtOnce = 20;
-    const int runs = (count + runLength - 1) / runLength;
-    for (int first = 0; first < runs; first += runsAtOnce) {
-        const QTemporaryDir folder;
-        QStringList files;
-        const int last = std::min(first + runsAtOnce, runs);
+    const int count = (events + runLength - 1) / runLength;
+    for (int first = 0; first < count; first += runsAtOnce) {
         // A person wants to see that something goes on.
         if (isatty(STDERR_FILENO) != 0)
-            errors << "\r" << first << " of " << runs << " runs held" << Qt::flush;
-        for (int i = first; i < last; ++i) {
-            QFile file(folder.filePath(QString::number(i)));
-            files.append(file.fileName());
-            if (!file.open(QIODevice::WriteOnly)
-                || file.write(scenarioOf(run(seed + quint64(i)))) < 0) {
-                errors << file.fileName() << ": " << file.errorString() << '\n' << Qt::flush;
-                return false;
-            }
-        }
-        QProcess host;
-        host.start(QCoreApplication::applicationFilePath(),
-                   QStringList{QStringLiteral("--quiet"), QStringLiteral("--library"), library}
-                       + files);
-        host.closeWriteChannel();
-        host.waitForFinished(-1);
-        if (host.exitStatus() == QProcess::NormalExit && host.exitCode() == Scenario::Held)
+            errors << "\r" << first << " of " << count << " runs held" << Qt::flush;
+        std::vector<Lines> runs;
+        for (int i = first; i < std::min(first + runsAtOnce, count); ++i)
+            runs.push_back(run(seed + quint64(i)));
+        QString error;
+        if (play(library, runs, &error) == Scenario::Held)
             continue;
-        for (int i = first; i < last; ++i) {
-            if (!report(library, run(seed + quint64(i)), output, errors))
-                return false;
+        for (const Lines &lines : runs) {
+            if (const int outcome = playOne(library, lines, output, errors))
+                return outcome;
         }
         errors << "Something went wrong that does not come again when a run is played alone:\n"
-               << host.readAllStandardError() << Qt::flush;
-        return false;
+               << error << Qt::flush;
+        return Scenario::Failed;
     }
     if (isatty(STDERR_FILENO) != 0)
         errors << '\r' << Qt::flush;
-    output << runs << " runs of up to " << runLength << " events held, from seed " << seed
+    output << count << " runs of up to " << runLength << " events held, from seed " << seed
            << " on\n"
            << Qt::flush;
-    return true;
+    return Scenario::Held;
 }
 
-bool playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
-               QTextStream &errors)
+int playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
+              QTextStream &errors)
 {
     Choices source(bytes);
-    if (!report(library, draw(source, runLength), output, errors))
-        return false;
+    if (const int outcome = playOne(library, draw(source, runLength), output, errors))
+        return outcome;
     output << "The run that these " << bytes.size() << " bytes stand for held.\n" << Qt::flush;
-    return true;
+    return Scenario::Held;
 }
 
 }

@@ -4,6 +4,7 @@
 #include <QFile>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSlider>
 
@@ -21,41 +22,27 @@ struct Problem
     QString message;
 };
 
-Problem noStatement(const QString &name)
+[[noreturn]] void refuse(const QString &why) { throw Problem{Scenario::Unplayable, why}; }
+
+[[noreturn]] void refuseStatement(const QString &name)
 {
-    return {Scenario::Unplayable,
-            QStringLiteral("there is no statement \"%1\"; say \"help\"").arg(name)};
+    refuse(QStringLiteral("there is no statement \"%1\"; say \"help\"").arg(name));
 }
 
 /// Splits a line at blanks; double or single quotes keep blanks together, and a # outside of them
 /// starts a comment.
 QStringList split(const QString &line)
 {
+    static const QRegularExpression pattern(
+        QStringLiteral(R"re("([^"]*)"|'([^']*)'|([^\s"'#]+)|(#).*|(["']))re"));
     QStringList words;
-    QString word;
-    bool inWord = false;
-    QChar quote;
-    for (const QChar c : line) {
-        if (quote.isNull() && (c == QLatin1Char('"') || c == QLatin1Char('\''))) {
-            quote = c;
-            inWord = true;
-        } else if (c == quote) {
-            quote = QChar();
-        } else if (quote.isNull() && c == QLatin1Char('#')) {
-            break;
-        } else if (!quote.isNull() || !c.isSpace()) {
-            word.append(c);
-            inWord = true;
-        } else if (inWord) {
-            words.append(word);
-            word.clear();
-            inWord = false;
-        }
+    for (auto matches = pattern.globalMatch(line); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        if (match.capturedLength(5) > 0)
+            refuse(QStringLiteral("a quoted text has no end"));
+        if (match.capturedLength(4) == 0)
+            words.append(match.captured(1) + match.captured(2) + match.captured(3));
     }
-    if (!quote.isNull())
-        throw Problem{Scenario::Unplayable, QStringLiteral("a quoted text has no end")};
-    if (inWord)
-        words.append(word);
     return words;
 }
 
@@ -75,13 +62,8 @@ T *control(const QString &name)
     return found;
 }
 
-void expectText(const QString &what, const QString &expected, const QString &came)
-{
-    if (expected != came) {
-        throw Problem{Scenario::Failed,
-                      QStringLiteral("%1: expected: %2; came: %3").arg(what, expected, came)};
-    }
-}
+const QString nothing = QStringLiteral("nothing");
+const QString absent = QStringLiteral("(absent)");
 
 /// What somebody would read who opens the settings file now.
 QString stored(const QString &file, const QString &key)
@@ -90,13 +72,16 @@ QString stored(const QString &file, const QString &key)
     const QString copy = folder.filePath(QStringLiteral("copy.ini"));
     QFile::copy(file, copy);
     const QSettings settings(copy, QSettings::IniFormat);
-    return settings.contains(key) ? settings.value(key).toString() : QStringLiteral("(absent)");
+    return settings.contains(key) ? settings.value(key).toString() : absent;
 }
 
+/// The number that a word is; a negative one counts from the end.
 std::optional<quint64> number(const QString &word, quint64 highest)
 {
     bool isNumber = false;
-    const quint64 number = word.toULongLong(&isNumber);
+    quint64 number = word.toULongLong(&isNumber);
+    if (!isNumber)
+        number = quint64(word.toLongLong(&isNumber));
     return isNumber && number <= highest ? std::optional<quint64>(number) : std::nullopt;
 }
 
@@ -127,15 +112,10 @@ QString told(const char *meaning, const QMap<QString, QString> &names)
     return line;
 }
 
-constexpr quint64 anyId = std::numeric_limits<quint64>::max();
-constexpr quint64 anyClient = std::numeric_limits<ClientId>::max();
-
 // The host's values of the connection status, and of how a move relates to the user's view.
 constexpr int disconnected = 0;
 constexpr int established = 4;
 enum Visibility { enters = 0, retains = 1, leaves = 2 };
-
-const QString nothing = QStringLiteral("nothing");
 
 constexpr const char *invoker = "somebody";
 constexpr const char *invokerUid = "invoker=";
@@ -165,19 +145,25 @@ public:
                 isSkipping = false;
         }
         if (!words.isEmpty())
-            fail(QStringLiteral("too much: %1").arg(words.join(QLatin1Char(' '))));
+            refuse(QStringLiteral("too much: %1").arg(words.join(QLatin1Char(' '))));
     }
 
     bool has(const char *name) const { return mTexts.contains(QLatin1String(name)); }
     QString text(const char *name) const { return mTexts.value(QLatin1String(name)); }
     QByteArray bytes(const char *name) const { return text(name).toUtf8(); }
+    bool is(const char *name, const char *word) const { return text(name) == QLatin1String(word); }
     quint64 id(const char *name) const { return mIds.value(QLatin1String(name)); }
-    ClientId client(const char *name) const { return static_cast<ClientId>(id(name)); }
+    Id server() const { return id("SERVER"); }
+    Id channel() const { return id("CHANNEL"); }
+    ClientId client(const char *name = "CLIENT") const { return ClientId(id(name)); }
+    int view() const
+    {
+        return is("VIEW", "enters") ? enters : is("VIEW", "leaves") ? leaves : retains;
+    }
     /// What the story calls them.
     const QMap<QString, QString> &names() const { return mNames; }
 
 private:
-    [[noreturn]] static void fail(const QString &message) { throw Problem{Unplayable, message}; }
     static bool isFixed(const QString &token) { return token.at(0).isLower(); }
     void take(const Host &host, const QString &token, QStringList &words);
 
@@ -188,54 +174,44 @@ private:
 
 void Scenario::Words::take(const Host &host, const QString &token, QStringList &words)
 {
-    /// The highest id that the words of some names stand for.
-    static const QMap<QString, quint64> numbers{{QStringLiteral("ID"), anyId},
-                                                {QStringLiteral("CONNECTION"), anyId},
-                                                {QStringLiteral("PARENT"), anyId},
-                                                {QStringLiteral("CLIENT-ID"), anyClient},
-                                                {QStringLiteral("NUMBER"), 0x7fffffff}};
+    static const QStringList channels{QStringLiteral("CHANNEL"), QStringLiteral("PARENT")};
     static const QStringList clients{QStringLiteral("CLIENT"), QStringLiteral("MOVER"),
                                      QStringLiteral("INVOKER")};
+    static const QStringList numbers{QStringLiteral("CONNECTION"), QStringLiteral("NUMBER")};
     if (token.endsWith(QLatin1String("..."))) {
         mTexts.insert(token, std::exchange(words, {}).join(QLatin1String(", ")));
         return;
     }
     if (words.isEmpty())
-        fail(QStringLiteral("%1 is missing").arg(token));
+        refuse(QStringLiteral("%1 is missing").arg(token));
     const QString word = words.takeFirst();
     const QString name = token.section(QLatin1Char(':'), 0, 0);
     const QString choices = token.section(QLatin1Char(':'), -1);
     if ((isFixed(token) || name != token) && !choices.split(QLatin1Char('|')).contains(word))
-        fail(QStringLiteral("%1 is due, not %2").arg(choices, word));
+        refuse(QStringLiteral("%1 is due, not %2").arg(choices, word));
     mTexts.insert(name, word);
     mNames.insert(name, quoted(word.toUtf8()));
 
-    const Id connection = id("SERVER");
-    const Server server = host.servers.value(connection);
+    const Server server = host.servers.value(this->server());
     std::optional<quint64> id;
     if (name == QLatin1String("SERVER")) {
         for (const Server &one : host.servers) {
             if (QString::fromUtf8(one.name) == word)
                 id = one.connection;
         }
-    } else if (name == QLatin1String("CHANNEL")) {
-        id = idOf(server.channels, word, anyId);
-        mNames.insert(name, host.channelName(connection, id.value_or(0)));
+    } else if (channels.contains(name)) {
+        id = idOf(server.channels, word, std::numeric_limits<Id>::max());
+        mNames.insert(name, host.channelName(server.connection, id.value_or(0)));
     } else if (clients.contains(name)) {
-        id = idOf(server.clients, word, anyClient);
-        mNames.insert(name, host.clientName(connection, id.value_or(0)));
+        id = idOf(server.clients, word, std::numeric_limits<ClientId>::max());
+        mNames.insert(name, host.clientName(server.connection, id.value_or(0)));
     } else if (numbers.contains(name)) {
-        id = number(word, numbers.value(name));
-    } else if (name == QLatin1String("ITEM")) {
-        bool isNumber = false;
-        const int item = word.toInt(&isNumber);
-        if (isNumber)
-            id = quint64(item);
+        id = number(word, std::numeric_limits<quint64>::max());
     } else if (name != QLatin1String("FUNCTION") || Host::knows(word.toUtf8())) {
         return;
     }
     if (!id)
-        fail(QStringLiteral("there is no %1 \"%2\"").arg(name, word));
+        refuse(QStringLiteral("there is no %1 \"%2\"").arg(name, word));
     mIds.insert(name, *id);
 }
 
@@ -258,7 +234,7 @@ struct Scenario::Statement
 };
 
 Scenario::Scenario(Stage &stage, const QString &library, QTextStream &errors) :
-    mStage(stage), mLibrary(library), mErrors(errors)
+    mStage(stage), mHost(stage.host), mLibrary(library), mErrors(errors)
 {
 }
 
@@ -274,7 +250,7 @@ const QList<Scenario::Statement> &Scenario::statements()
         // The stage.
         {"server", "NAME UID [CONNECTION]", "there is a server", always,
          [](S s, W w) {
-             QMap<Id, Server> &servers = s.mStage.host.servers;
+             QMap<Id, Server> &servers = s.mHost.servers;
              const Id next = servers.isEmpty() ? 1 : servers.lastKey() + 1;
              const Id connection = w.has("CONNECTION") ? w.id("CONNECTION") : next;
              Server &server = servers[connection];
@@ -282,14 +258,14 @@ const QList<Scenario::Statement> &Scenario::statements()
              server.uid = w.bytes("UID");
              server.name = w.bytes("NAME");
          }},
-        {"channel", "SERVER ID NAME [default] [password TEXT]", "it has a channel", always,
+        {"channel", "SERVER CHANNEL NAME [default] [password TEXT]", "it has a channel", always,
          [](S s, W w) {
              s.server(w).channels.append(
-                 {w.id("ID"), w.bytes("NAME"), w.bytes("TEXT"), w.has("default") ? 1 : 0});
+                 {w.channel(), w.bytes("NAME"), w.bytes("TEXT"), w.has("default") ? 1 : 0});
          }},
-        {"client", "SERVER CLIENT-ID NAME CHANNEL [UID]", "somebody is there, or comes", always,
+        {"client", "SERVER CLIENT NAME CHANNEL [UID]", "somebody is there, or comes", always,
          [](S s, W w) { s.addClient(w, false); }},
-        {"user", "SERVER CLIENT-ID NAME CHANNEL", "you will be there", always,
+        {"user", "SERVER CLIENT NAME CHANNEL", "you will be there", always,
          [](S s, W w) { s.addClient(w, true); }},
         {"setting", "KEY [VALUE]", "the settings file holds that, or nothing", unloaded,
          [](S s, W w) {
@@ -303,7 +279,7 @@ const QList<Scenario::Statement> &Scenario::statements()
          [](S s, W) {
              const QString error = s.mStage.load(s.mLibrary);
              if (!error.isEmpty())
-                 throw Problem{Unplayable, error};
+                 refuse(error);
          }},
         {"unload", "", "the host unloads it", loaded, [](S s, W) { s.mStage.unload(); }},
 
@@ -311,110 +287,102 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"connect", "SERVER", "you connect to SERVER", event,
          [](S s, W w) {
              Server &server = s.server(w);
-             s.mStage.host.currentConnection = server.connection;
+             s.mHost.currentConnection = server.connection;
              for (int status = disconnected + 1; status <= established; ++status) {
                  server.status = status;
-                 s.mStage.call(&Plugin::onConnectStatusChangeEvent, server.connection, status, 0);
+                 s.call(&Plugin::onConnectStatusChangeEvent, server.connection, status, 0);
              }
          }},
         {"disconnect", "SERVER [error NUMBER]", "the connection to SERVER ends", event,
          [](S s, W w) {
              s.server(w).status = disconnected;
-             s.mStage.call(&Plugin::onConnectStatusChangeEvent, w.id("SERVER"), disconnected,
-                           unsigned(w.id("NUMBER")));
+             s.call(&Plugin::onConnectStatusChangeEvent, w.server(), disconnected,
+                    unsigned(w.id("NUMBER")));
          }},
         {"tab", "SERVER", "the host shows the tab of SERVER", always,
-         [](S s, W w) { s.mStage.host.currentConnection = w.id("SERVER"); }},
+         [](S s, W w) { s.mHost.currentConnection = w.server(); }},
         {"move", "SERVER CLIENT CHANNEL [VIEW:enters|leaves]",
          "CLIENT go/goes to CHANNEL on SERVER", event,
          [](S s, W w) {
              const Id oldChannel = s.put(w);
-             s.mStage.call(&Plugin::onClientMoveEvent, w.id("SERVER"), w.client("CLIENT"),
-                           oldChannel, w.id("CHANNEL"), s.visibility(w), "");
+             s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, w.channel(),
+                    w.view(), "");
          }},
         {"moved", "SERVER CLIENT CHANNEL by MOVER [VIEW:enters|leaves]",
          "MOVER move/moves CLIENT to CHANNEL on SERVER", event,
          [](S s, W w) {
              const Id oldChannel = s.put(w);
-             s.mStage.call(&Plugin::onClientMoveMovedEvent, w.id("SERVER"), w.client("CLIENT"),
-                           oldChannel, w.id("CHANNEL"), s.visibility(w), w.client("MOVER"), invoker,
-                           invokerUid, "");
+             s.call(&Plugin::onClientMoveMovedEvent, w.server(), w.client(), oldChannel,
+                    w.channel(), w.view(), w.client("MOVER"), invoker, invokerUid, "");
          }},
         {"leave", "SERVER CLIENT", "CLIENT leave/leaves SERVER", event,
          [](S s, W w) {
-             const Id oldChannel = s.server(w).clients.take(w.client("CLIENT")).channel;
-             s.mStage.call(&Plugin::onClientMoveEvent, w.id("SERVER"), w.client("CLIENT"),
-                           oldChannel, 0, leaves, "");
+             const Id oldChannel = s.server(w).clients.take(w.client()).channel;
+             s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, 0, leaves, "");
          }},
         {"rename", "SERVER CLIENT NAME", "CLIENT take/takes the name NAME", event,
          [](S s, W w) {
-             if (Client *client = s.server(w).client(w.client("CLIENT")))
+             if (Client *client = s.server(w).client(w.client()))
                  client->name = w.bytes("NAME");
-             s.mStage.call(&Plugin::onUpdateClientEvent, w.id("SERVER"), w.client("CLIENT"),
-                           w.client("CLIENT"), invoker, invokerUid);
+             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client(), invoker,
+                    invokerUid);
          }},
         {"news", "SERVER CLIENT by INVOKER", "there is news of CLIENT", event,
          [](S s, W w) {
-             s.mStage.call(&Plugin::onUpdateClientEvent, w.id("SERVER"), w.client("CLIENT"),
-                           w.client("INVOKER"), invoker, invokerUid);
+             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client("INVOKER"),
+                    invoker, invokerUid);
          }},
-        {"create", "SERVER ID NAME", "the channel NAME is created on SERVER", event,
+        {"create", "SERVER CHANNEL NAME", "the channel NAME is created on SERVER", event,
          [](S s, W w) {
-             s.server(w).channels.append({w.id("ID"), w.bytes("NAME")});
-             s.mStage.call(&Plugin::onNewChannelCreatedEvent, w.id("SERVER"), w.id("ID"), 0, 0,
-                           invoker, invokerUid);
+             s.server(w).channels.append({w.channel(), w.bytes("NAME")});
+             s.call(&Plugin::onNewChannelCreatedEvent, w.server(), w.channel(), 0, 0, invoker,
+                    invokerUid);
          }},
         {"edit", "SERVER CHANNEL NAME", "the channel CHANNEL is given the name NAME", event,
          [](S s, W w) {
-             if (Channel *channel = s.server(w).channel(w.id("CHANNEL")))
+             if (Channel *channel = s.server(w).channel(w.channel()))
                  channel->name = w.bytes("NAME");
-             s.mStage.call(&Plugin::onUpdateChannelEditedEvent, w.id("SERVER"), w.id("CHANNEL"), 0,
-                           invoker, invokerUid);
+             s.call(&Plugin::onUpdateChannelEditedEvent, w.server(), w.channel(), 0, invoker,
+                    invokerUid);
          }},
         {"update", "SERVER CHANNEL", "there is news of the channel CHANNEL", event,
-         [](S s, W w) {
-             s.mStage.call(&Plugin::onUpdateChannelEvent, w.id("SERVER"), w.id("CHANNEL"));
-         }},
+         [](S s, W w) { s.call(&Plugin::onUpdateChannelEvent, w.server(), w.channel()); }},
         {"reorder", "SERVER CHANNEL PARENT", "the channel CHANNEL moves elsewhere in the tree",
          event,
          [](S s, W w) {
-             s.mStage.call(&Plugin::onChannelMoveEvent, w.id("SERVER"), w.id("CHANNEL"),
-                           w.id("PARENT"), 0, invoker, invokerUid);
+             s.call(&Plugin::onChannelMoveEvent, w.server(), w.channel(), w.id("PARENT"), 0,
+                    invoker, invokerUid);
          }},
         {"delete", "SERVER CHANNEL", "the channel CHANNEL is deleted", event,
          [](S s, W w) {
              QList<Channel> &channels = s.server(w).channels;
              for (int i = channels.size() - 1; i >= 0; --i) {
-                 if (channels.at(i).id == w.id("CHANNEL"))
+                 if (channels.at(i).id == w.channel())
                      channels.removeAt(i);
              }
-             s.mStage.call(&Plugin::onDelChannelEvent, w.id("SERVER"), w.id("CHANNEL"), 0, invoker,
-                           invokerUid);
+             s.call(&Plugin::onDelChannelEvent, w.server(), w.channel(), 0, invoker, invokerUid);
          }},
 
         // What the user does in the host and in the plug-in's dialog.
-        {"menu", "SERVER ITEM [channel CHANNEL] [client CLIENT]",
-         "you choose ITEM in the plug-in's menu", event,
+        {"menu", "SERVER NUMBER [channel CHANNEL] [client CLIENT]",
+         "you choose NUMBER in the plug-in's menu", event,
          [](S s, W w) {
              const int type = w.has("channel") ? 1 : w.has("client") ? 2 : 0;
-             s.mStage.call(&Plugin::onMenuItemEvent, w.id("SERVER"), type, int(w.id("ITEM")),
-                           type == 1 ? w.id("CHANNEL") : w.id("CLIENT"));
+             s.call(&Plugin::onMenuItemEvent, w.server(), type, int(w.id("NUMBER")),
+                    type == 1 ? w.channel() : w.client());
          }},
         {"hotkey", "KEYWORD", "you press the hotkey KEYWORD", event,
-         [](S s, W w) { s.mStage.call(&Plugin::onHotkeyEvent, w.bytes("KEYWORD").constData()); }},
+         [](S s, W w) { s.call(&Plugin::onHotkeyEvent, w.bytes("KEYWORD").constData()); }},
         {"configure", "", "you open the plug-in's settings", event,
          [](S s, W) {
              // The dialog has to open on the thread of the host's windows.
-             if (s.mStage.call(&Plugin::offersConfigure) == 2) {
-                 s.mStage.call(&Plugin::configure, nullptr, nullptr);
-                 return;
-             }
-             s.mStage.host.complain(
-                 QStringLiteral("the plug-in does not offer its settings on this thread"));
+             if (s.call(&Plugin::offersConfigure) != 2)
+                 s.mHost.complain(QStringLiteral("the settings are not offered on this thread"));
+             s.call(&Plugin::configure, nullptr, nullptr);
          }},
         {"press", "BUTTON:save|remove|reload|close", "you press BUTTON in the dialog", event,
          [](S, W w) {
-             if (w.text("BUTTON") != QLatin1String("close"))
+             if (!w.is("BUTTON", "close"))
                  control<QPushButton>(w.text("BUTTON"))->click();
              else if (Stage::dialog())
                  Stage::dialog()->close();
@@ -422,31 +390,30 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"set", "FIELD:text|notify|idledock VALUE", "you set FIELD to VALUE", event,
          [](S, W w) {
              const QString value = w.text("VALUE");
-             if (w.text("FIELD") == QLatin1String("text"))
+             if (w.is("FIELD", "text"))
                  return control<QLineEdit>(w.text("FIELD"))->setText(value);
-             if (value != QLatin1String("on") && value != QLatin1String("off"))
-                 throw Problem{Unplayable, QStringLiteral("on or off is due, not %1").arg(value)};
-             control<QSlider>(w.text("FIELD"))->setValue(value == QLatin1String("on") ? 1 : 0);
+             if (!w.is("VALUE", "on") && !w.is("VALUE", "off"))
+                 refuse(QStringLiteral("on or off is due, not %1").arg(value));
+             control<QSlider>(w.text("FIELD"))->setValue(w.is("VALUE", "on") ? 1 : 0);
          }},
         {"window", "STATE:shown|hidden", "the host's window is STATE", event,
-         [](S s, W w) { s.mStage.showWindow(w.text("STATE") == QLatin1String("shown")); }},
+         [](S s, W w) { s.mStage.showWindow(w.is("STATE", "shown")); }},
 
         // How the host answers.
         {"refuse", "FUNCTION [TEXT]", "a function of the host fails", always,
          [](S s, W w) {
-             s.mStage.host.faults.insert(w.bytes("FUNCTION"), Fault::Refuse);
+             s.mHost.faults.insert(w.bytes("FUNCTION"), Fault::Refuse);
              if (w.has("TEXT"))
-                 s.mStage.host.refusal = w.bytes("TEXT");
+                 s.mHost.refusal = w.bytes("TEXT");
          }},
         {"empty", "FUNCTION", "it hands out a null pointer", always,
-         [](S s, W w) { s.mStage.host.faults.insert(w.bytes("FUNCTION"), Fault::Null); }},
+         [](S s, W w) { s.mHost.faults.insert(w.bytes("FUNCTION"), Fault::Null); }},
         {"garble", "FUNCTION", "it hands out bytes that are not UTF-8", always,
-         [](S s, W w) { s.mStage.host.faults.insert(w.bytes("FUNCTION"), Fault::Garble); }},
+         [](S s, W w) { s.mHost.faults.insert(w.bytes("FUNCTION"), Fault::Garble); }},
         {"allow", "FUNCTION", "it works again", always,
-         [](S s, W w) { s.mStage.host.faults.remove(w.bytes("FUNCTION")); }},
+         [](S s, W w) { s.mHost.faults.remove(w.bytes("FUNCTION")); }},
         {"callbacks", "WHEN:inside|after", "when the host reports a move that was asked for",
-         always,
-         [](S s, W w) { s.mStage.host.answersInside = w.text("WHEN") == QLatin1String("inside"); }},
+         always, [](S s, W w) { s.mHost.answersInside = w.is("WHEN", "inside"); }},
 
         // For people.
         {"show", "", "who is where", always, [](S s, W) { s.show(); }},
@@ -460,65 +427,58 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"expect move", "SERVER CLIENT CHANNEL [password TEXT]", "the plug-in asked for a move",
          always,
          [](S s, W w) {
-             s.expectRequest(
-                 {Request::Move, w.id("SERVER"), w.id("CLIENT"), w.id("CHANNEL"), w.bytes("TEXT")});
+             s.expectRequest({Request::Move, w.server(), w.client(), w.channel(), w.bytes("TEXT")});
          }},
         {"expect message", "SERVER CLIENT TEXT", "it asked for a message to somebody", always,
          [](S s, W w) {
-             s.expectRequest(
-                 {Request::Message, w.id("SERVER"), w.id("CLIENT"), 0, w.bytes("TEXT")});
+             s.expectRequest({Request::Message, w.server(), w.client(), 0, w.bytes("TEXT")});
          }},
         {"expect log", "SERVER TEXT [level NUMBER]", "it wrote to the log, as a warning (2)",
          always,
          [](S s, W w) {
              const int level = w.has("level") ? int(w.id("NUMBER")) : 2;
-             s.expectRequest({Request::Log, w.id("SERVER"), 0, 0, w.bytes("TEXT"), level});
+             s.expectRequest({Request::Log, w.server(), 0, 0, w.bytes("TEXT"), level});
          }},
         {"expect nothing", "", "it asked for nothing more", always,
          [](S s, W) { s.expectRequest(nothing); }},
         {"expect in", "SERVER CLIENT CHANNEL", "somebody is in that channel", always,
          [](S s, W w) {
              const auto name = [&](Id channel) {
-                 return withId(s.mStage.host.channelName(w.id("SERVER"), channel), channel);
+                 return withId(s.mHost.channelName(w.server(), channel), channel);
              };
-             const Client client = s.server(w).clients.value(w.client("CLIENT"));
-             expectText(QStringLiteral("in"), name(w.id("CHANNEL")), name(client.channel));
+             const Client client = s.server(w).clients.value(w.client());
+             s.expect(name(w.channel()), name(client.channel));
          }},
         {"expect info", "TEXT", "the info panel of servers, channels and clients", loaded,
          [](S s, W w) {
              for (int itemType : {0, 1, 2})
-                 expectText(QStringLiteral("info"), w.text("TEXT"), s.mStage.info(itemType));
+                 s.expect(w.text("TEXT"), s.mStage.info(itemType));
          }},
         {"expect menu", "TEXT...", "the plug-in's menu", loaded,
-         [](S s, W w) { expectText(QStringLiteral("menu"), w.text("TEXT..."), s.mStage.menu()); }},
+         [](S s, W w) { s.expect(w.text("TEXT..."), s.mStage.menu()); }},
         {"expect hotkeys", "TEXT...", "its hotkeys", loaded,
-         [](S s, W w) {
-             expectText(QStringLiteral("hotkeys"), w.text("TEXT..."), s.mStage.hotkeys());
-         }},
+         [](S s, W w) { s.expect(w.text("TEXT..."), s.mStage.hotkeys()); }},
         {"expect dialog", "STATE:open|closed", "its dialog", always,
-         [](S, W w) {
+         [](S s, W w) {
              const bool isOpen = Stage::dialog() && Stage::dialog()->isVisible();
-             expectText(QStringLiteral("dialog"), w.text("STATE"),
-                        QLatin1String(isOpen ? "open" : "closed"));
+             s.expect(w.text("STATE"), QLatin1String(isOpen ? "open" : "closed"));
          }},
         {"expect field", "FIELD:text|notify|idledock VALUE", "a field of the dialog", always,
-         [](S, W w) {
+         [](S s, W w) {
              const QString field = w.text("FIELD");
              const QString shown = field == QLatin1String("text")
                  ? control<QLineEdit>(field)->text()
                  : QLatin1String(control<QSlider>(field)->value() == 1 ? "on" : "off");
-             expectText(field, w.text("VALUE"), shown);
+             s.expect(w.text("VALUE"), shown);
          }},
         {"expect setting", "KEY [VALUE]", "the settings file holds that, or nothing", always,
          [](S s, W w) {
-             expectText(QStringLiteral("setting ") + w.text("KEY"),
-                        w.has("VALUE") ? w.text("VALUE") : QStringLiteral("(absent)"),
-                        stored(s.mStage.settingsFile(), w.text("KEY")));
+             const QString value = w.has("VALUE") ? w.text("VALUE") : absent;
+             s.expect(value, stored(s.mStage.settingsFile(), w.text("KEY")));
          }},
         {"expect calls", "NUMBER", "how often the last statement had the host called", always,
          [](S s, W w) {
-             expectText(QStringLiteral("calls"), QString::number(w.id("NUMBER")),
-                        QString::number(s.mStage.host.callCount - s.mCallsBefore));
+             s.expect(w.text("NUMBER"), QString::number(s.mHost.callCount - s.mCallsBefore));
          }},
     };
     return all;
@@ -535,7 +495,7 @@ QString Scenario::help(const QString &word)
         }
     }
     if (text.isEmpty())
-        throw noStatement(word);
+        refuseStatement(word);
     return text;
 }
 
@@ -550,31 +510,30 @@ void Scenario::play(const QString &line)
         name += QLatin1Char(' ') + words.takeFirst();
         mExpects = true;
     } else {
-        mCallsBefore = mStage.host.callCount;
+        mCallsBefore = mHost.callCount;
     }
     for (const Statement &statement : statements()) {
         if (name != QLatin1String(statement.name))
             continue;
-        const Words arguments(mStage.host, QLatin1String(statement.pattern), words);
+        const Words arguments(mHost, QLatin1String(statement.pattern), words);
         const bool isLoaded = mStage.plugin.isOpen();
         if (statement.when >= Statement::Loaded && !isLoaded)
-            throw Problem{Unplayable,
-                          QStringLiteral("the plug-in is not loaded; say \"load\" first")};
+            refuse(QStringLiteral("the plug-in is not loaded; say \"load\" first"));
         if (statement.when == Statement::Unloaded && isLoaded)
-            throw Problem{Unplayable,
-                          QStringLiteral("the plug-in is loaded already; say \"unload\" first")};
+            refuse(QStringLiteral("the plug-in is loaded already; say \"unload\" first"));
         if (statement.when == Statement::Event)
             mStage.tell(told(statement.meaning, arguments.names()));
+        mStatement = name;
         statement.play(*this, arguments);
         QCoreApplication::processEvents();
         return;
     }
-    throw noStatement(name);
+    refuseStatement(name);
 }
 
 Scenario::Outcome Scenario::playLine(const QString &line, const QString &place)
 {
-    mStage.host.place = place;
+    mHost.place = place;
     try {
         play(line);
         return Held;
@@ -617,72 +576,66 @@ Scenario::Outcome Scenario::finish(const QString &place)
     return outcome;
 }
 
-Server &Scenario::server(const Words &words) { return mStage.host.servers[words.id("SERVER")]; }
-
-int Scenario::visibility(const Words &words)
-{
-    const QString view = words.text("VIEW");
-    return view == QLatin1String("enters") ? enters
-        : view == QLatin1String("leaves")  ? leaves
-                                           : retains;
-}
+Server &Scenario::server(const Words &words) { return mHost.servers[words.server()]; }
 
 /// Puts a client into a channel and returns the one that it leaves, 0 for a client who is not
 /// there.
 Id Scenario::put(const Words &words)
 {
-    Client *client = server(words).client(words.client("CLIENT"));
-    return client ? std::exchange(client->channel, words.id("CHANNEL")) : 0;
+    Client *client = server(words).client(words.client());
+    return client ? std::exchange(client->channel, words.channel()) : 0;
 }
 
 void Scenario::addClient(const Words &words, bool isUser)
 {
     Server &server = this->server(words);
-    Client client{words.client("CLIENT-ID"), words.bytes("UID"), words.bytes("NAME")};
-    client.channel = words.id("CHANNEL");
+    Client client{words.client(), words.bytes("UID"), words.bytes("NAME")};
+    client.channel = words.channel();
     if (!words.has("UID"))
         client.uid = client.name.toBase64();
     const bool isEvent = server.status != disconnected && mStage.plugin.isOpen();
-    if (isEvent && isUser) {
-        throw Problem{Unplayable,
-                      QStringLiteral("the user must be there before the server is connected")};
-    }
+    if (isEvent && isUser)
+        refuse(QStringLiteral("the user must be there before the server is connected"));
     server.clients.insert(client.id, client);
     if (isUser)
         server.own = client.id;
     if (!isEvent)
         return;
     mStage.tell(told("NAME comes to CHANNEL on SERVER", words.names()));
-    mStage.call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters,
-                "");
+    call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters, "");
 }
 
 void Scenario::show()
 {
-    for (const Server &server : qAsConst(mStage.host.servers)) {
-        mStage.tell(QStringLiteral("%1, connection %2%3")
-                        .arg(QString::fromUtf8(server.name), QString::number(server.connection),
-                             QLatin1String(server.status == 0 ? " (not connected)" : "")));
+    for (const Server &server : qAsConst(mHost.servers)) {
+        const Id connection = server.connection;
+        mStage.tell(withId(mHost.serverName(connection), connection)
+                    + QLatin1String(server.status == disconnected ? ", not connected" : ""));
         for (const Channel &channel : server.channels) {
-            mStage.tell(
-                QStringLiteral("  %1 %2").arg(channel.id, 3).arg(QString::fromUtf8(channel.name)));
+            QStringList clients;
             for (const Client &client : server.clients) {
-                if (client.channel != channel.id)
-                    continue;
-                mStage.tell(QStringLiteral("      %1 %2%3")
-                                .arg(client.id, 3)
-                                .arg(QString::fromUtf8(client.name),
-                                     QLatin1String(client.id == server.own ? " <- you" : "")));
+                if (client.channel == channel.id)
+                    clients.append(withId(mHost.clientName(connection, client.id), client.id));
             }
+            mStage.tell(QStringLiteral("  %1: %2")
+                            .arg(withId(mHost.channelName(connection, channel.id), channel.id),
+                                 clients.join(QLatin1String(", "))));
         }
+    }
+}
+
+void Scenario::expect(const QString &expected, const QString &came)
+{
+    if (expected != came) {
+        throw Problem{Failed,
+                      QStringLiteral("%1: expected: %2; came: %3").arg(mStatement, expected, came)};
     }
 }
 
 void Scenario::expectRequest(const QString &expected)
 {
-    QList<Request> &requests = mStage.host.requests;
-    expectText(QStringLiteral("request"), expected,
-               requests.isEmpty() ? nothing : mStage.host.describe(requests.takeFirst()));
+    QList<Request> &requests = mHost.requests;
+    expect(expected, requests.isEmpty() ? nothing : mHost.describe(requests.takeFirst()));
 }
 
 }

@@ -38,18 +38,27 @@ private:
     struct Statement;
     static const QList<Statement> &statements();
 
+    template<typename Result, typename... Parameters>
+    Result call(Result (*Plugin::*function)(Parameters...),
+                std::common_type_t<Parameters>... arguments)
+    {
+        return mStage.call(function, arguments...);
+    }
+
     void play(const QString &line);
     Server &server(const Words &words);
     void addClient(const Words &words, bool isUser);
     Id put(const Words &words);
-    static int visibility(const Words &words);
     void show();
-    void expectRequest(const Request &request) { expectRequest(mStage.host.describe(request)); }
+    void expect(const QString &expected, const QString &came);
+    void expectRequest(const Request &request) { expectRequest(mHost.describe(request)); }
     void expectRequest(const QString &expected);
 
     Stage &mStage;
+    Host &mHost;
     QString mLibrary;
     QTextStream &mErrors;
+    QString mStatement; ///< the name of the one that is played
     bool mExpects = false;
     bool mIsOver = false;
     int mCallsBefore = 0;
