@@ -30,11 +30,10 @@ void play(const QByteArray &bytes)
     QTextStream errors(&problem);
     QStringList complaints;
     {
-        Stage stage;
-        Scenario(stage, QString(), errors)
-            .play(QString::fromUtf8(scenario), QStringLiteral("line"));
-        stage.unload();
-        complaints = stage.host.complaints();
+        Scenario player(QString(), errors);
+        player.play(QString::fromUtf8(scenario), QStringLiteral("line"));
+        player.unload();
+        complaints = player.host.complaints();
     }
     if (!problem.isEmpty() || !complaints.isEmpty()) {
         fprintf(stderr, "%s%s%s\n", scenario.constData(), qPrintable(problem),

@@ -53,9 +53,9 @@ QString withId(const QString &name, Id id) { return QStringLiteral("%1 (%2)").ar
 Channel *Server::channel(Id id)
 {
     for (int i = 0; i < channels.size(); ++i) {
-        const int at = (mLastChannel + i) % channels.size();
+        const int at = (lastChannel + i) % channels.size();
         if (channels.at(at).id == id) {
-            mLastChannel = at;
+            lastChannel = at;
             return &channels[at];
         }
     }

@@ -50,22 +50,20 @@ struct Client
 
 struct Server
 {
-    Id connection;
-    QByteArray uid;
-    QByteArray name;
+    Id connection = 0;
+    QByteArray uid = {};
+    QByteArray name = {};
     QByteArray platform = "Linux";
     QByteArray version = "3.13";
     int status = 0; ///< 0 is disconnected, 4 established
     ClientId own = 0;
-    QList<Channel> channels;
-    QMap<ClientId, Client> clients;
+    QList<Channel> channels = {};
+    QMap<ClientId, Client> clients = {};
+    /// Where the last channel was found: a plug-in asks for one after the other.
+    int lastChannel = 0;
 
     Channel *channel(Id id);
     Client *client(ClientId id);
-
-private:
-    /// Where the last channel was found: a plug-in asks for one after the other.
-    int mLastChannel = 0;
 };
 
 /// How a function of the table answers when it is told to misbehave.
@@ -82,8 +80,7 @@ class Host
 public:
     Host();
     ~Host();
-    Host(const Host &) = delete;
-    Host &operator=(const Host &) = delete;
+    Q_DISABLE_COPY(Host)
 
     Table functions() const;
 

@@ -111,9 +111,7 @@ struct Hotkey
     X(const char *, infoTitle, ())                                                                 \
     X(void, infoData, (Id connection, Id id, int itemType, char **text))
 
-/// The objects that it exports besides: X(NAME).
-#define STANDIN_OBJECTS(X)                                                                         \
-    X(gConfig)                                                                                     \
-    X(stayboltObj)
+/// The objects that it exports besides.
+constexpr const char *exportedObjects[] = {"gConfig", "stayboltObj"};
 
 }

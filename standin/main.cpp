@@ -50,91 +50,74 @@ std::optional<QString> readLine(bool isPerson)
     return line.isEmpty() ? std::nullopt : std::optional<QString>(QString::fromUtf8(line));
 }
 
-/// A stage, and what is played on it.
-class Play
+/// Plays statements from standard input as they come; a person may go on after a slip.
+int playInput(Scenario &scenario)
 {
-public:
-    explicit Play(const Options &options) :
-        mOptions(options), mStage(options.config), mScenario(mStage, options.library, errors)
-    {
-        if (!options.isQuiet)
-            mStage.tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
+    const bool isPerson = isatty(STDIN_FILENO);
+    for (int number = 1; !scenario.isOver(); ++number) {
+        const std::optional<QString> line = readLine(isPerson);
+        const QString place = QStringLiteral("-:%1").arg(number);
+        if (!line)
+            return isPerson ? Scenario::Held : scenario.finish(place);
+        const int outcome = scenario.playLine(*line, isPerson ? QString() : place);
+        if (outcome != Scenario::Held && !isPerson)
+            return outcome;
     }
+    return Scenario::Held;
+}
 
-    int playFile(const QString &file) { return mScenario.playFile(file); }
-
-    /// Plays statements from standard input as they come; a person may go on after a slip.
-    int playInput()
-    {
-        const bool isPerson = isatty(STDIN_FILENO);
-        for (int number = 1; !mScenario.isOver(); ++number) {
-            const std::optional<QString> line = readLine(isPerson);
-            const QString place = QStringLiteral("-:%1").arg(number);
-            if (!line)
-                return isPerson ? Scenario::Held : mScenario.finish(place);
-            const int outcome = mScenario.playLine(*line, isPerson ? QString() : place);
-            if (outcome != Scenario::Held && !isPerson)
-                return outcome;
-        }
-        return Scenario::Held;
+int writePicture(const QString &file)
+{
+    QWidget *dialog = Stage::dialog();
+    if (!dialog || !dialog->grab().save(file, "PNG")) {
+        errors << file << ": the picture can't be written\n" << Qt::flush;
+        return Scenario::Failed;
     }
+    output << "A picture of the settings dialog is in " << file << '\n' << Qt::flush;
+    return Scenario::Held;
+}
 
-    int writePicture()
-    {
-        QWidget *dialog = Stage::dialog();
-        if (!dialog || !dialog->grab().save(mOptions.picture, "PNG")) {
-            errors << mOptions.picture << ": the picture can't be written\n" << Qt::flush;
-            return Scenario::Failed;
-        }
-        output << "A picture of the settings dialog is in " << mOptions.picture << '\n'
+/// Unloads the plug-in, says what is to be said of it, and returns what came of it all.
+int finish(Scenario &scenario, int outcome, bool isQuiet)
+{
+    if (scenario.plugin.isOpen())
+        scenario.unload();
+    const QStringList complaints = scenario.host.complaints();
+    for (const QString &complaint : complaints)
+        errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
+    if (outcome == Scenario::Held && !complaints.isEmpty())
+        return Scenario::Failed;
+    if (outcome == Scenario::Held && !isQuiet) {
+        output << "The plug-in made " << scenario.host.callCount << " calls and gave back all "
+               << scenario.host.blocksHandedOut() << " blocks it was handed.\n"
                << Qt::flush;
-        return Scenario::Held;
     }
-
-    /// Unloads the plug-in and says what is to be said of it.
-    int finish(int status)
-    {
-        if (mStage.plugin.isOpen())
-            mStage.unload();
-        const QStringList complaints = mStage.host.complaints();
-        for (const QString &complaint : complaints)
-            errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
-        if (status != Scenario::Held || !complaints.isEmpty())
-            return status != Scenario::Held ? status : int(Scenario::Failed);
-        if (mStage.host.callCount > 0 && !mOptions.isQuiet) {
-            output << "The plug-in made " << mStage.host.callCount << " calls and gave back all "
-                   << mStage.host.blocksHandedOut() << " blocks it was handed.\n"
-                   << Qt::flush;
-        }
-        return status;
-    }
-
-private:
-    const Options &mOptions;
-    Stage mStage;
-    Scenario mScenario;
-};
+    return outcome;
+}
 
 int playAll(const Options &options, const QStringList &files)
 {
-    auto play = std::make_unique<Play>(options);
-    int status = Scenario::Held;
-    for (int i = 0; i < files.size() && status == Scenario::Held; ++i) {
-        if (files.at(i) == QLatin1String("-")) {
-            status = play->playInput();
-            continue;
+    std::unique_ptr<Scenario> scenario;
+    int outcome = Scenario::Held;
+    for (const QString &file : files) {
+        const bool isInput = file == QLatin1String("-");
+        if (!scenario || !isInput) {
+            if (scenario)
+                outcome = finish(*scenario, outcome, options.isQuiet);
+            if (outcome != Scenario::Held)
+                return outcome;
+            scenario.reset(); // there is one host at a time
+            scenario = std::make_unique<Scenario>(options.library, errors, options.config);
+            if (!options.isQuiet)
+                scenario->tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
         }
-        if (i > 0) {
-            status = play->finish(status);
-            play.reset(); // there is one host at a time
-            play = std::make_unique<Play>(options);
-        }
-        if (status == Scenario::Held)
-            status = play->playFile(files.at(i));
+        outcome = isInput ? playInput(*scenario) : scenario->playFile(file);
+        if (outcome != Scenario::Held)
+            break;
     }
-    if (status == Scenario::Held && !options.picture.isEmpty())
-        status = play->writePicture();
-    return play->finish(status);
+    if (outcome == Scenario::Held && !options.picture.isEmpty())
+        outcome = writePicture(options.picture);
+    return finish(*scenario, outcome, options.isQuiet);
 }
 
 [[noreturn]] void refuse(const QString &why)

@@ -143,10 +143,8 @@ private:
     void load()
     {
         const unsigned count = mSource.below(4);
-        for (unsigned i = 0; i < count; ++i) {
-            const std::string &setting = settings[mSource.below(unsigned(settings.size()))];
-            add(setting);
-        }
+        for (unsigned i = 0; i < count; ++i)
+            add(settings[mSource.below(unsigned(settings.size()))]);
         add("load");
     }
 

@@ -12,8 +12,7 @@ class Plugin
 public:
     Plugin() = default;
     ~Plugin() { close(); }
-    Plugin(const Plugin &) = delete;
-    Plugin &operator=(const Plugin &) = delete;
+    Q_DISABLE_COPY(Plugin)
 
     /// Loads the library, or takes the running program where `path` is empty, and looks up all
     /// exports. Returns what went wrong, nothing if all is well.

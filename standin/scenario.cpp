@@ -126,9 +126,10 @@ constexpr const char *invokerUid = "invoker=";
 class Scenario::Words
 {
 public:
-    /// Takes `words` as `pattern` says: NAMES stand for a text or, where there is a kind of that
-    /// name, an id, NAME:a|b for one of several words, TEXT... for all that is left; other words
-    /// stand for themselves; what is in brackets may be missing.
+    /// Takes `words` as `pattern` says: SERVER, NUMBER and what ends in CHANNEL or CLIENT stand for
+    /// an id, FUNCTION for one of the table's, other names for a text, NAME:a|b for one of several
+    /// words, TEXT... for all that is left; what is in small letters stands for itself, and what is
+    /// in brackets may be missing.
     Words(const Host &host, const QString &pattern, QStringList words)
     {
         bool isSkipping = false;
@@ -174,10 +175,6 @@ private:
 
 void Scenario::Words::take(const Host &host, const QString &token, QStringList &words)
 {
-    static const QStringList channels{QStringLiteral("CHANNEL"), QStringLiteral("PARENT")};
-    static const QStringList clients{QStringLiteral("CLIENT"), QStringLiteral("MOVER"),
-                                     QStringLiteral("INVOKER")};
-    static const QStringList numbers{QStringLiteral("CONNECTION"), QStringLiteral("NUMBER")};
     if (token.endsWith(QLatin1String("..."))) {
         mTexts.insert(token, std::exchange(words, {}).join(QLatin1String(", ")));
         return;
@@ -199,13 +196,13 @@ void Scenario::Words::take(const Host &host, const QString &token, QStringList &
             if (QString::fromUtf8(one.name) == word)
                 id = one.connection;
         }
-    } else if (channels.contains(name)) {
+    } else if (name.endsWith(QLatin1String("CHANNEL"))) {
         id = idOf(server.channels, word, std::numeric_limits<Id>::max());
         mNames.insert(name, host.channelName(server.connection, id.value_or(0)));
-    } else if (clients.contains(name)) {
+    } else if (name.endsWith(QLatin1String("CLIENT"))) {
         id = idOf(server.clients, word, std::numeric_limits<ClientId>::max());
         mNames.insert(name, host.clientName(server.connection, id.value_or(0)));
-    } else if (numbers.contains(name)) {
+    } else if (name == QLatin1String("NUMBER")) {
         id = number(word, std::numeric_limits<quint64>::max());
     } else if (name != QLatin1String("FUNCTION") || Host::knows(word.toUtf8())) {
         return;
@@ -233,8 +230,8 @@ struct Scenario::Statement
     void (*play)(Scenario &scenario, const Words &words);
 };
 
-Scenario::Scenario(Stage &stage, const QString &library, QTextStream &errors) :
-    mStage(stage), mHost(stage.host), mLibrary(library), mErrors(errors)
+Scenario::Scenario(const QString &library, QTextStream &errors, const QString &configFolder) :
+    Stage(configFolder), mLibrary(library), mErrors(errors)
 {
 }
 
@@ -248,15 +245,12 @@ const QList<Scenario::Statement> &Scenario::statements()
     const auto event = Statement::Event;
     static const QList<Statement> all{
         // The stage.
-        {"server", "NAME UID [CONNECTION]", "there is a server", always,
+        {"server", "NAME UID [NUMBER]", "there is a server, of that connection", always,
          [](S s, W w) {
-             QMap<Id, Server> &servers = s.mHost.servers;
+             QMap<Id, Server> &servers = s.host.servers;
              const Id next = servers.isEmpty() ? 1 : servers.lastKey() + 1;
-             const Id connection = w.has("CONNECTION") ? w.id("CONNECTION") : next;
-             Server &server = servers[connection];
-             server.connection = connection;
-             server.uid = w.bytes("UID");
-             server.name = w.bytes("NAME");
+             const Id connection = w.has("NUMBER") ? w.id("NUMBER") : next;
+             servers.insert(connection, {connection, w.bytes("UID"), w.bytes("NAME")});
          }},
         {"channel", "SERVER CHANNEL NAME [default] [password TEXT]", "it has a channel", always,
          [](S s, W w) {
@@ -269,7 +263,7 @@ const QList<Scenario::Statement> &Scenario::statements()
          [](S s, W w) { s.addClient(w, true); }},
         {"setting", "KEY [VALUE]", "the settings file holds that, or nothing", unloaded,
          [](S s, W w) {
-             QSettings settings(s.mStage.settingsFile(), QSettings::IniFormat);
+             QSettings settings(s.settingsFile(), QSettings::IniFormat);
              if (w.has("VALUE"))
                  settings.setValue(w.text("KEY"), w.text("VALUE"));
              else
@@ -277,17 +271,17 @@ const QList<Scenario::Statement> &Scenario::statements()
          }},
         {"load", "", "the host loads the plug-in", unloaded,
          [](S s, W) {
-             const QString error = s.mStage.load(s.mLibrary);
+             const QString error = s.load(s.mLibrary);
              if (!error.isEmpty())
                  refuse(error);
          }},
-        {"unload", "", "the host unloads it", loaded, [](S s, W) { s.mStage.unload(); }},
+        {"unload", "", "the host unloads it", loaded, [](S s, W) { s.unload(); }},
 
         // What happens on the servers.
         {"connect", "SERVER", "you connect to SERVER", event,
          [](S s, W w) {
              Server &server = s.server(w);
-             s.mHost.currentConnection = server.connection;
+             s.host.currentConnection = server.connection;
              for (int status = disconnected + 1; status <= established; ++status) {
                  server.status = status;
                  s.call(&Plugin::onConnectStatusChangeEvent, server.connection, status, 0);
@@ -300,7 +294,7 @@ const QList<Scenario::Statement> &Scenario::statements()
                     unsigned(w.id("NUMBER")));
          }},
         {"tab", "SERVER", "the host shows the tab of SERVER", always,
-         [](S s, W w) { s.mHost.currentConnection = w.server(); }},
+         [](S s, W w) { s.host.currentConnection = w.server(); }},
         {"move", "SERVER CLIENT CHANNEL [VIEW:enters|leaves]",
          "CLIENT go/goes to CHANNEL on SERVER", event,
          [](S s, W w) {
@@ -308,12 +302,12 @@ const QList<Scenario::Statement> &Scenario::statements()
              s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, w.channel(),
                     w.view(), "");
          }},
-        {"moved", "SERVER CLIENT CHANNEL by MOVER [VIEW:enters|leaves]",
-         "MOVER move/moves CLIENT to CHANNEL on SERVER", event,
+        {"moved", "SERVER CLIENT CHANNEL by OTHER-CLIENT [VIEW:enters|leaves]",
+         "OTHER-CLIENT move/moves CLIENT to CHANNEL on SERVER", event,
          [](S s, W w) {
              const Id oldChannel = s.put(w);
              s.call(&Plugin::onClientMoveMovedEvent, w.server(), w.client(), oldChannel,
-                    w.channel(), w.view(), w.client("MOVER"), invoker, invokerUid, "");
+                    w.channel(), w.view(), w.client("OTHER-CLIENT"), invoker, invokerUid, "");
          }},
         {"leave", "SERVER CLIENT", "CLIENT leave/leaves SERVER", event,
          [](S s, W w) {
@@ -327,9 +321,9 @@ const QList<Scenario::Statement> &Scenario::statements()
              s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client(), invoker,
                     invokerUid);
          }},
-        {"news", "SERVER CLIENT by INVOKER", "there is news of CLIENT", event,
+        {"news", "SERVER CLIENT by OTHER-CLIENT", "there is news of CLIENT", event,
          [](S s, W w) {
-             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client("INVOKER"),
+             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client("OTHER-CLIENT"),
                     invoker, invokerUid);
          }},
         {"create", "SERVER CHANNEL NAME", "the channel NAME is created on SERVER", event,
@@ -347,10 +341,10 @@ const QList<Scenario::Statement> &Scenario::statements()
          }},
         {"update", "SERVER CHANNEL", "there is news of the channel CHANNEL", event,
          [](S s, W w) { s.call(&Plugin::onUpdateChannelEvent, w.server(), w.channel()); }},
-        {"reorder", "SERVER CHANNEL PARENT", "the channel CHANNEL moves elsewhere in the tree",
-         event,
+        {"reorder", "SERVER CHANNEL PARENT-CHANNEL",
+         "the channel CHANNEL moves elsewhere in the tree", event,
          [](S s, W w) {
-             s.call(&Plugin::onChannelMoveEvent, w.server(), w.channel(), w.id("PARENT"), 0,
+             s.call(&Plugin::onChannelMoveEvent, w.server(), w.channel(), w.id("PARENT-CHANNEL"), 0,
                     invoker, invokerUid);
          }},
         {"delete", "SERVER CHANNEL", "the channel CHANNEL is deleted", event,
@@ -377,7 +371,7 @@ const QList<Scenario::Statement> &Scenario::statements()
          [](S s, W) {
              // The dialog has to open on the thread of the host's windows.
              if (s.call(&Plugin::offersConfigure) != 2)
-                 s.mHost.complain(QStringLiteral("the settings are not offered on this thread"));
+                 s.host.complain(QStringLiteral("the settings are not offered on this thread"));
              s.call(&Plugin::configure, nullptr, nullptr);
          }},
         {"press", "BUTTON:save|remove|reload|close", "you press BUTTON in the dialog", event,
@@ -397,28 +391,27 @@ const QList<Scenario::Statement> &Scenario::statements()
              control<QSlider>(w.text("FIELD"))->setValue(w.is("VALUE", "on") ? 1 : 0);
          }},
         {"window", "STATE:shown|hidden", "the host's window is STATE", event,
-         [](S s, W w) { s.mStage.showWindow(w.is("STATE", "shown")); }},
+         [](S s, W w) { s.showWindow(w.is("STATE", "shown")); }},
 
         // How the host answers.
         {"refuse", "FUNCTION [TEXT]", "a function of the host fails", always,
          [](S s, W w) {
-             s.mHost.faults.insert(w.bytes("FUNCTION"), Fault::Refuse);
+             s.host.faults.insert(w.bytes("FUNCTION"), Fault::Refuse);
              if (w.has("TEXT"))
-                 s.mHost.refusal = w.bytes("TEXT");
+                 s.host.refusal = w.bytes("TEXT");
          }},
         {"empty", "FUNCTION", "it hands out a null pointer", always,
-         [](S s, W w) { s.mHost.faults.insert(w.bytes("FUNCTION"), Fault::Null); }},
+         [](S s, W w) { s.host.faults.insert(w.bytes("FUNCTION"), Fault::Null); }},
         {"garble", "FUNCTION", "it hands out bytes that are not UTF-8", always,
-         [](S s, W w) { s.mHost.faults.insert(w.bytes("FUNCTION"), Fault::Garble); }},
+         [](S s, W w) { s.host.faults.insert(w.bytes("FUNCTION"), Fault::Garble); }},
         {"allow", "FUNCTION", "it works again", always,
-         [](S s, W w) { s.mHost.faults.remove(w.bytes("FUNCTION")); }},
+         [](S s, W w) { s.host.faults.remove(w.bytes("FUNCTION")); }},
         {"callbacks", "WHEN:inside|after", "when the host reports a move that was asked for",
-         always, [](S s, W w) { s.mHost.answersInside = w.is("WHEN", "inside"); }},
+         always, [](S s, W w) { s.host.answersInside = w.is("WHEN", "inside"); }},
 
         // For people.
         {"show", "", "who is where", always, [](S s, W) { s.show(); }},
-        {"say", "TEXT", "a line of the story", always,
-         [](S s, W w) { s.mStage.tell(w.text("TEXT")); }},
+        {"say", "TEXT", "a line of the story", always, [](S s, W w) { s.tell(w.text("TEXT")); }},
         {"help", "[STATEMENT]", "this list, or a part of it", always,
          [](S s, W w) { s.mErrors << help(w.text("STATEMENT")) << Qt::flush; }},
         {"quit", "", "the end", always, [](S s, W) { s.mIsOver = true; }},
@@ -444,7 +437,7 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"expect in", "SERVER CLIENT CHANNEL", "somebody is in that channel", always,
          [](S s, W w) {
              const auto name = [&](Id channel) {
-                 return withId(s.mHost.channelName(w.server(), channel), channel);
+                 return withId(s.host.channelName(w.server(), channel), channel);
              };
              const Client client = s.server(w).clients.value(w.client());
              s.expect(name(w.channel()), name(client.channel));
@@ -452,12 +445,12 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"expect info", "TEXT", "the info panel of servers, channels and clients", loaded,
          [](S s, W w) {
              for (int itemType : {0, 1, 2})
-                 s.expect(w.text("TEXT"), s.mStage.info(itemType));
+                 s.expect(w.text("TEXT"), s.info(itemType));
          }},
         {"expect menu", "TEXT...", "the plug-in's menu", loaded,
-         [](S s, W w) { s.expect(w.text("TEXT..."), s.mStage.menu()); }},
+         [](S s, W w) { s.expect(w.text("TEXT..."), s.menu()); }},
         {"expect hotkeys", "TEXT...", "its hotkeys", loaded,
-         [](S s, W w) { s.expect(w.text("TEXT..."), s.mStage.hotkeys()); }},
+         [](S s, W w) { s.expect(w.text("TEXT..."), s.hotkeys()); }},
         {"expect dialog", "STATE:open|closed", "its dialog", always,
          [](S s, W w) {
              const bool isOpen = Stage::dialog() && Stage::dialog()->isVisible();
@@ -474,11 +467,11 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"expect setting", "KEY [VALUE]", "the settings file holds that, or nothing", always,
          [](S s, W w) {
              const QString value = w.has("VALUE") ? w.text("VALUE") : absent;
-             s.expect(value, stored(s.mStage.settingsFile(), w.text("KEY")));
+             s.expect(value, stored(s.settingsFile(), w.text("KEY")));
          }},
         {"expect calls", "NUMBER", "how often the last statement had the host called", always,
          [](S s, W w) {
-             s.expect(w.text("NUMBER"), QString::number(s.mHost.callCount - s.mCallsBefore));
+             s.expect(w.text("NUMBER"), QString::number(s.host.callCount - s.mCallsBefore));
          }},
     };
     return all;
@@ -510,19 +503,19 @@ void Scenario::play(const QString &line)
         name += QLatin1Char(' ') + words.takeFirst();
         mExpects = true;
     } else {
-        mCallsBefore = mHost.callCount;
+        mCallsBefore = host.callCount;
     }
     for (const Statement &statement : statements()) {
         if (name != QLatin1String(statement.name))
             continue;
-        const Words arguments(mHost, QLatin1String(statement.pattern), words);
-        const bool isLoaded = mStage.plugin.isOpen();
+        const Words arguments(host, QLatin1String(statement.pattern), words);
+        const bool isLoaded = plugin.isOpen();
         if (statement.when >= Statement::Loaded && !isLoaded)
             refuse(QStringLiteral("the plug-in is not loaded; say \"load\" first"));
         if (statement.when == Statement::Unloaded && isLoaded)
             refuse(QStringLiteral("the plug-in is loaded already; say \"unload\" first"));
         if (statement.when == Statement::Event)
-            mStage.tell(told(statement.meaning, arguments.names()));
+            tell(told(statement.meaning, arguments.names()));
         mStatement = name;
         statement.play(*this, arguments);
         QCoreApplication::processEvents();
@@ -533,7 +526,7 @@ void Scenario::play(const QString &line)
 
 Scenario::Outcome Scenario::playLine(const QString &line, const QString &place)
 {
-    mHost.place = place;
+    host.place = place;
     try {
         play(line);
         return Held;
@@ -576,7 +569,7 @@ Scenario::Outcome Scenario::finish(const QString &place)
     return outcome;
 }
 
-Server &Scenario::server(const Words &words) { return mHost.servers[words.server()]; }
+Server &Scenario::server(const Words &words) { return host.servers[words.server()]; }
 
 /// Puts a client into a channel and returns the one that it leaves, 0 for a client who is not
 /// there.
@@ -593,7 +586,7 @@ void Scenario::addClient(const Words &words, bool isUser)
     client.channel = words.channel();
     if (!words.has("UID"))
         client.uid = client.name.toBase64();
-    const bool isEvent = server.status != disconnected && mStage.plugin.isOpen();
+    const bool isEvent = server.status != disconnected && plugin.isOpen();
     if (isEvent && isUser)
         refuse(QStringLiteral("the user must be there before the server is connected"));
     server.clients.insert(client.id, client);
@@ -601,25 +594,25 @@ void Scenario::addClient(const Words &words, bool isUser)
         server.own = client.id;
     if (!isEvent)
         return;
-    mStage.tell(told("NAME comes to CHANNEL on SERVER", words.names()));
+    tell(told("NAME comes to CHANNEL on SERVER", words.names()));
     call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters, "");
 }
 
 void Scenario::show()
 {
-    for (const Server &server : qAsConst(mHost.servers)) {
+    for (const Server &server : qAsConst(host.servers)) {
         const Id connection = server.connection;
-        mStage.tell(withId(mHost.serverName(connection), connection)
-                    + QLatin1String(server.status == disconnected ? ", not connected" : ""));
+        tell(withId(host.serverName(connection), connection)
+             + QLatin1String(server.status == disconnected ? ", not connected" : ""));
         for (const Channel &channel : server.channels) {
             QStringList clients;
             for (const Client &client : server.clients) {
                 if (client.channel == channel.id)
-                    clients.append(withId(mHost.clientName(connection, client.id), client.id));
+                    clients.append(withId(host.clientName(connection, client.id), client.id));
             }
-            mStage.tell(QStringLiteral("  %1: %2")
-                            .arg(withId(mHost.channelName(connection, channel.id), channel.id),
-                                 clients.join(QLatin1String(", "))));
+            tell(QStringLiteral("  %1: %2")
+                     .arg(withId(host.channelName(connection, channel.id), channel.id),
+                          clients.join(QLatin1String(", "))));
         }
     }
 }
@@ -634,8 +627,8 @@ void Scenario::expect(const QString &expected, const QString &came)
 
 void Scenario::expectRequest(const QString &expected)
 {
-    QList<Request> &requests = mHost.requests;
-    expect(expected, requests.isEmpty() ? nothing : mHost.describe(requests.takeFirst()));
+    QList<Request> &requests = host.requests;
+    expect(expected, requests.isEmpty() ? nothing : host.describe(requests.takeFirst()));
 }
 
 }

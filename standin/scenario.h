@@ -6,9 +6,9 @@
 
 namespace standin {
 
-/// Plays the statements of a scenario, a line each, on a stage. What happens to the servers is
+/// A stage on which scenarios are played, a statement a line. What happens to the servers is
 /// reported to the plug-in as the voice client would report it, and told as a story.
-class Scenario
+class Scenario : public Stage
 {
 public:
     /// What came of playing: the exit status of the program.
@@ -16,7 +16,7 @@ public:
 
     /// `library` is the plug-in that the statement "load" loads. Problems go to `errors`, one line
     /// each.
-    Scenario(Stage &stage, const QString &library, QTextStream &errors);
+    Scenario(const QString &library, QTextStream &errors, const QString &configFolder = QString());
 
     /// Plays one line; `place` is where it stands, as FILE:LINE, and empty where a person types.
     Outcome playLine(const QString &line, const QString &place);
@@ -38,24 +38,15 @@ private:
     struct Statement;
     static const QList<Statement> &statements();
 
-    template<typename Result, typename... Parameters>
-    Result call(Result (*Plugin::*function)(Parameters...),
-                std::common_type_t<Parameters>... arguments)
-    {
-        return mStage.call(function, arguments...);
-    }
-
     void play(const QString &line);
     Server &server(const Words &words);
     void addClient(const Words &words, bool isUser);
     Id put(const Words &words);
     void show();
     void expect(const QString &expected, const QString &came);
-    void expectRequest(const Request &request) { expectRequest(mHost.describe(request)); }
+    void expectRequest(const Request &request) { expectRequest(host.describe(request)); }
     void expectRequest(const QString &expected);
 
-    Stage &mStage;
-    Host &mHost;
     QString mLibrary;
     QTextStream &mErrors;
     QString mStatement; ///< the name of the one that is played

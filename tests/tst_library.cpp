@@ -21,8 +21,7 @@ class TestLibrary : public QObject
 private Q_SLOTS:
     void init()
     {
-        mStage.reset(new Stage);
-        mScenario.reset(new Scenario(*mStage, STAYBOLT_LIBRARY, mErrors));
+        mStage.reset(new Scenario(STAYBOLT_LIBRARY, mErrors));
         mPlugin = &mStage->plugin;
         play("server Northgate uid=\n"
              "channel Northgate 1 Lobby\n"
@@ -261,7 +260,7 @@ private:
     void play(const char *lines)
     {
         for (const QString &line : QString(lines).split('\n'))
-            QVERIFY2(mScenario->playLine(line, line) == Scenario::Held, qPrintable(line));
+            QVERIFY2(mStage->playLine(line, line) == Scenario::Held, qPrintable(line));
     }
 
     QString printed(const std::function<void()> &action)
@@ -280,8 +279,7 @@ private:
         return QString::fromUtf8(file.readAll());
     }
 
-    QScopedPointer<Stage> mStage;
-    QScopedPointer<Scenario> mScenario;
+    QScopedPointer<Scenario> mStage;
     QTextStream mErrors{stderr};
     Plugin *mPlugin = nullptr;
 };

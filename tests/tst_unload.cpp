@@ -15,8 +15,7 @@ class TestUnload : public QObject
 {
     Q_OBJECT
 
-    QScopedPointer<Stage> mStage;
-    QScopedPointer<Scenario> mScenario;
+    QScopedPointer<Scenario> mStage;
     QTextStream mErrors{stderr};
 
     static bool isMapped()
@@ -36,7 +35,7 @@ class TestUnload : public QObject
     void play(const QString &lines)
     {
         for (const QString &line : lines.split('\n'))
-            QVERIFY2(mScenario->playLine(line, line) == Scenario::Held, qPrintable(line));
+            QVERIFY2(mStage->playLine(line, line) == Scenario::Held, qPrintable(line));
     }
 
     /// Plays lines once for each server, whose names stand in place of %1.
@@ -63,11 +62,7 @@ class TestUnload : public QObject
     }
 
 private Q_SLOTS:
-    void init()
-    {
-        mStage.reset(new Stage);
-        mScenario.reset(new Scenario(*mStage, STAYBOLT_LIBRARY, mErrors));
-    }
+    void init() { mStage.reset(new Scenario(STAYBOLT_LIBRARY, mErrors)); }
 
     void cleanup()
     {
