@@ -1,4 +1,4 @@
-// Turns bytes into what happens to the plug-in in a client, and judges what it does by its rules.
+// Turns bytes into what happens to the plug-in in a host, and judges what it does by its rules.
 // Built with libFuzzer, or with a main() that replays kept inputs. The plug-in's exports are part
 // of this program, so that the fuzzer sees where its inputs lead.
 

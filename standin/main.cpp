@@ -231,7 +231,7 @@ int main(int argc, char *argv[])
         return playAll({plugin, parser.value(config), parser.isSet(quiet), parser.value(picture)},
                        files.isEmpty() ? welcome : files);
     };
-    // Everything happens inside the event loop, as in a client, where closing the last window is
+    // Everything happens inside the event loop, as in any program, where closing the last window is
     // the end.
     QTimer::singleShot(0, &application, [&] { QApplication::exit(play()); });
     return QApplication::exec();

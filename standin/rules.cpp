@@ -61,9 +61,7 @@ bool Rules::useDialog(const Line &line)
         mSettings.erase("staybolt.customNotify");
         expected.push_back({"expect", "setting", "staybolt.customNotify"});
     } else if (what == "reload") {
-        const auto text = mSettings.find("staybolt.customNotify");
-        if (text != mSettings.end())
-            mFields["text"] = text->second;
+        mFields["text"] = setting("staybolt.customNotify", mFields["text"]);
         mFields["notify"] = isOn("staybolt.sendNotify") ? "on" : "off";
         mFields["idledock"] = isOn("staybolt.permitIdleDock") ? "on" : "off";
         for (const char *field : {"text", "notify", "idledock"})
@@ -154,12 +152,15 @@ std::string Rules::given(const std::string &function, const std::string &text,
     return mFaults.at(function) == "refuse" ? otherwise : "";
 }
 
-bool Rules::isOn(const std::string &key) const
+std::string Rules::setting(const std::string &key, const std::string &otherwise) const
 {
     const auto found = mSettings.find(key);
-    if (found == mSettings.end())
-        return false;
-    std::string text = found->second;
+    return found == mSettings.end() ? otherwise : found->second;
+}
+
+bool Rules::isOn(const std::string &key) const
+{
+    std::string text = setting(key, "");
     for (char &letter : text)
         letter = char(tolower(letter));
     return text != "" && text != "0" && text != "false";
@@ -231,8 +232,7 @@ void Rules::wasMoved(const std::string &name, Id client, Id channel, Id mover)
     if (mSettings.count("staybolt." + uid))
         return;
     if (isOn("module.staybolt.idleDock")) {
-        const auto found = mSettings.find("module.idleDock." + uid + ".target");
-        const std::string target = found == mSettings.end() ? "" : found->second;
+        const std::string target = setting("module.idleDock." + uid + ".target", "");
         const bool isNumber =
             !target.empty() && target.find_first_not_of("0123456789") == std::string::npos;
         const Id number = isNumber ? std::stoull(target) : 0;
@@ -247,9 +247,8 @@ void Rules::wasMoved(const std::string &name, Id client, Id channel, Id mover)
     if (moves && mAnswersInside)
         movedItself(on, own, back, false);
     if (isOn("staybolt.sendNotify")) {
-        const auto custom = mSettings.find("staybolt.customNotify");
         const std::string text =
-            custom == mSettings.end() ? "This operation is not permitted!" : custom->second;
+            setting("staybolt.customNotify", "This operation is not permitted!");
         request("requestSendPrivateTextMsg",
                 {"expect", "message", on, std::to_string(addressee), text}, addressee, "");
     }

@@ -51,6 +51,7 @@ private:
     bool misbehaves(const std::string &function) const { return mFaults.count(function) > 0; }
     std::string given(const std::string &function, const std::string &text,
                       const std::string &otherwise) const;
+    std::string setting(const std::string &key, const std::string &otherwise) const;
     bool isOn(const std::string &key) const;
 
     Id ownClient(const std::string &name);

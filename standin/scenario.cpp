@@ -619,10 +619,9 @@ void Scenario::show()
 
 void Scenario::expect(const QString &expected, const QString &came)
 {
-    if (expected != came) {
-        throw Problem{Failed,
-                      QStringLiteral("%1: expected: %2; came: %3").arg(mStatement, expected, came)};
-    }
+    const QString text = QStringLiteral("%1: expected: %2; came: %3");
+    if (expected != came)
+        throw Problem{Failed, text.arg(mStatement, expected, came)};
 }
 
 void Scenario::expectRequest(const QString &expected)
