@@ -1,4 +1,4 @@
-// Turns bytes into what happens to the plug-in in a client, and judges what it does by its rules.
+// Turns bytes into what happens to the plug-in in a host, and judges what it does by its rules.
 // Built with libFuzzer, or with a main() that replays kept inputs. The plug-in's exports are part
 // of this program, so that the fuzzer sees where its inputs lead.
 
@@ -30,19 +30,10 @@ void play(const QByteArray &bytes)
     QTextStream errors(&problem);
     QStringList complaints;
     {
-        Stage stage;
-        stage.host.keepsCalls = false;
-        Scenario player(stage, QString(), errors);
-        int number = 0;
-        int outcome = Scenario::Held;
-        for (const QByteArray &line : scenario.split('\n')) {
-            if (outcome == Scenario::Held)
-                outcome = player.playLine(QString::fromUtf8(line), QString::number(++number));
-        }
-        if (outcome == Scenario::Held)
-            player.finish(QStringLiteral("end"));
-        stage.unload();
-        complaints = stage.host.complaints();
+        Scenario player(QString(), errors);
+        player.play(QString::fromUtf8(scenario), QStringLiteral("line"));
+        player.unload();
+        complaints = player.host.complaints();
     }
     if (!problem.isEmpty() || !complaints.isEmpty()) {
         fprintf(stderr, "%s%s%s\n", scenario.constData(), qPrintable(problem),

@@ -1,9 +1,9 @@
 #include "standin/host.h"
 
+#include <QSet>
 #include <QThread>
 #include <QVector>
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -20,8 +20,7 @@ enum ErrorCode : unsigned int {
     unknownConnection,
     unknownClient,
     unknownChannel,
-    wrongPassword,
-    unknownProperty
+    wrongPassword
 };
 
 /// Left behind by functions that fail: whoever follows it crashes.
@@ -33,11 +32,12 @@ T *untouchable()
 
 constexpr int returnedBlocksKept = 4096;
 
+/// Texts by the number of the property that they are.
+using Texts = QMap<size_t, QByteArray>;
+
 QString text(unsigned long number) { return QString::number(number); }
 
 QString text(const char *bytes) { return bytes ? quoted(bytes) : QStringLiteral("null"); }
-
-QString withId(const QString &name, Id id) { return QStringLiteral("%1 (%2)").arg(name).arg(id); }
 
 }
 
@@ -48,12 +48,14 @@ QString quoted(const QByteArray &text)
     return QLatin1Char('"') + QString::fromUtf8(escaped) + QLatin1Char('"');
 }
 
+QString withId(const QString &name, Id id) { return QStringLiteral("%1 (%2)").arg(name).arg(id); }
+
 Channel *Server::channel(Id id)
 {
     for (int i = 0; i < channels.size(); ++i) {
-        const int at = (mLastChannel + i) % channels.size();
+        const int at = (lastChannel + i) % channels.size();
         if (channels.at(at).id == id) {
-            mLastChannel = at;
+            lastChannel = at;
             return &channels[at];
         }
     }
@@ -69,47 +71,80 @@ Client *Server::client(ClientId id)
 /// The functions of the table that do something, and the traps in the other places.
 struct HostFunctions
 {
-    /// One call of the plug-in: counted, logged and judged.
+    /// One call of the plug-in that is no release: judged, counted and told.
     class Call
     {
     public:
         template<typename... Arguments>
         explicit Call(const char *function, Arguments... arguments) : mFunction(function)
         {
+            theHost->judgeCall(function);
+            theHost->judgeLastBlock();
             ++theHost->callCount;
-            ++theHost->mNotes;
-            if (theHost->keepsCalls) {
+            if (theHost->called) {
                 QStringList texts;
                 (texts.append(text(arguments)), ...);
-                theHost->calls.append(QStringLiteral("%1 plug-in -> %2(%3)")
-                                          .arg(theHost->mNotes, 5)
-                                          .arg(QLatin1String(function))
-                                          .arg(texts.join(QLatin1String(", "))));
+                theHost->called(QStringLiteral("%1(%2)").arg(QLatin1String(function),
+                                                             texts.join(QLatin1String(", "))));
             }
-            if (!theHost->accepts) {
-                complain("was called before the function table was handed over or after shutdown");
-            }
-            if (QThread::currentThreadId() != theHost->mThread)
-                complain("was called from another thread");
         }
 
-        /// Judges what goes for all calls but a release.
-        Call &asQuestion()
+        /// A text that the plug-in passes, empty where it passes none.
+        QByteArray taken(const char *text) const
         {
-            for (const Host::Block &block : std::as_const(theHost->mBlocks)) {
-                theHost->complain(QStringLiteral("a block of %1 was not given back before the next "
-                                                 "call, from %2")
-                                      .arg(QString::fromLatin1(block.function), block.where));
-            }
-            // Told once; only the addresses are needed to see it come back.
-            for (auto one = theHost->mBlocks.begin(); one != theHost->mBlocks.end(); ++one)
-                theHost->mLate.insert(one.key(), *one);
-            theHost->mBlocks.clear();
-            if (theHost->called)
-                theHost->called();
-            return *this;
+            if (!text)
+                complain("was given a null pointer where an empty text is due");
+            return text;
         }
 
+        // What is asked for may be unknown: there is no number then, no text of that property, and
+        // no list.
+
+        template<typename T>
+        unsigned int give(const T *number, T *result, ErrorCode error) const
+        {
+            const bool isGiven = number && !has(Fault::Refuse);
+            *result = isGiven ? *number : T(0xdead);
+            return isGiven ? ok : error;
+        }
+
+        unsigned int give(const Texts &texts, size_t property, char **result, ErrorCode error) const
+        {
+            QByteArray text = texts.value(property);
+            if (has(Fault::Garble))
+                text = "\xff\xc3(" + text + "\xe2\x82";
+            const bool isKnown = texts.contains(property);
+            return give(isKnown, text.constData(), text.size() + 1, result, error);
+        }
+
+        template<typename T>
+        unsigned int give(bool isKnown, QList<T> ids, T **result, ErrorCode error) const
+        {
+            ids.append(0);
+            const QVector<T> array = ids.toVector();
+            return give(isKnown, array.constData(), array.size(), result, error);
+        }
+
+        void givePath(const QByteArray &path, char *buffer, size_t size) const
+        {
+            // A path that fills the buffer comes without a NUL.
+            memcpy(buffer, path.constData(), qMin(size, size_t(path.size()) + 1));
+        }
+
+        /// Takes a request, and refuses it where the function is told to or for the reason given.
+        unsigned int answer(const Request &request, const char *returnCode = nullptr,
+                            ErrorCode error = ok) const
+        {
+            if (returnCode)
+                complain("was given a return code, for which the plug-in has no callback");
+            const unsigned int code = has(Fault::Refuse) ? refused : error;
+            theHost->requests.append(request);
+            if (theHost->asked)
+                theHost->asked(request, code);
+            return code;
+        }
+
+    private:
         void complain(const char *what) const
         {
             theHost->complain(QLatin1String(mFunction) + QLatin1Char(' ') + QLatin1String(what));
@@ -120,57 +155,19 @@ struct HostFunctions
             const auto found = theHost->faults.constFind(mFunction);
             return found != theHost->faults.constEnd() && *found == fault;
         }
-        bool isRefused() const { return has(Fault::Refuse); }
-
-        /// A text that the plug-in passes, empty where it passes none.
-        QByteArray taken(const char *text) const
-        {
-            if (!text)
-                complain("was given a null pointer where an empty text is due");
-            return text;
-        }
-
-        unsigned int give(QByteArray text, char **result) const
-        {
-            if (has(Fault::Garble))
-                text = "\xff\xc3(" + text + "\xe2\x82";
-            return give(text.constData(), size_t(text.size()) + 1, result);
-        }
-
-        unsigned int give(const QMap<size_t, QByteArray> &texts, size_t property,
-                          char **result) const
-        {
-            return texts.contains(property) ? give(texts.value(property), result) : unknownProperty;
-        }
 
         template<typename T>
-        unsigned int give(QList<T> ids, T **result) const
+        unsigned int give(bool isKnown, const T *data, int count, T **result, ErrorCode error) const
         {
-            ids.append(0);
-            const QVector<T> array = ids.toVector();
-            return give(array.constData(), size_t(array.size()), result);
-        }
-
-        /// Answers a request.
-        unsigned int answer(const Request &request, unsigned int code,
-                            const char *returnCode = nullptr) const
-        {
-            if (returnCode)
-                complain("was given a return code, for which the plug-in has no callback");
-            theHost->requests.append(request);
-            if (theHost->asked)
-                theHost->asked(request, code);
-            return code;
-        }
-
-    private:
-        template<typename T>
-        unsigned int give(const T *data, size_t count, T **result) const
-        {
-            *result = has(Fault::Null)
-                ? nullptr
-                : static_cast<T *>(theHost->handOut(data, count * sizeof(T), mFunction));
-            return ok;
+            const bool isGiven = isKnown && !has(Fault::Refuse);
+            *result = untouchable<T>();
+            if (isGiven) {
+                const bool isNull = has(Fault::Null);
+                void *block =
+                    isNull ? nullptr : theHost->handOut(data, size_t(count) * sizeof(T), mFunction);
+                *result = static_cast<T *>(block);
+            }
+            return isGiven ? ok : error;
         }
 
         const char *mFunction;
@@ -189,53 +186,42 @@ struct HostFunctions
         return server ? server->channel(channel) : nullptr;
     }
 
-    static void givePath(const QByteArray &path, char *buffer, size_t size)
-    {
-        // A path that fills the buffer comes without a NUL.
-        memcpy(buffer, path.constData(), qMin(size, size_t(path.size()) + 1));
-    }
-
     static unsigned int getErrorMessage(unsigned int code, char **text)
     {
-        const Call call = Call(__func__, code).asQuestion();
-        *text = untouchable<char>();
-        return call.isRefused() ? refused : call.give(theHost->errorText(code), text);
+        return Call(__func__, code).give({{0, theHost->errorText(code)}}, 0, text, refused);
     }
 
     static unsigned int freeMemory(void *block)
     {
-        const Call call(__func__);
-        --theHost->callCount;
+        theHost->judgeCall(__func__);
         theHost->takeBack(block);
         return ok;
     }
 
     static unsigned int logMessage(const char *message, int level, const char *channel, Id logId)
     {
-        const Call call = Call(__func__, message, Id(level), channel, logId).asQuestion();
+        const Call call(__func__, message, Id(level), channel, logId);
         Request request{Request::Log, logId};
         request.text = call.taken(message);
         request.level = level;
         request.logChannel = call.taken(channel);
-        return call.answer(request, call.isRefused() ? refused : ok);
+        return call.answer(request);
     }
 
     static unsigned int requestClientMove(Id connection, ClientId client, Id channel,
                                           const char *password, const char *returnCode)
     {
-        const Call call =
-            Call(__func__, connection, client, channel, password, returnCode).asQuestion();
+        const Call call(__func__, connection, client, channel, password, returnCode);
         const Request request{Request::Move, connection, client, channel, call.taken(password)};
         Server *server = theHost->server(connection);
         Client *moved = server ? server->client(client) : nullptr;
-        const Channel *target = server ? server->channel(channel) : nullptr;
-        const unsigned int code = !server      ? unknownConnection
-            : call.isRefused()                 ? refused
+        const Channel *target = find(connection, channel);
+        const ErrorCode error = !server        ? unknownConnection
             : !moved                           ? unknownClient
             : !target                          ? unknownChannel
             : target->password != request.text ? wrongPassword
                                                : ok;
-        call.answer(request, code, returnCode);
+        const unsigned int code = call.answer(request, returnCode, error);
         if (code != ok)
             return code;
 
@@ -252,191 +238,165 @@ struct HostFunctions
     static unsigned int requestSendPrivateTextMsg(Id connection, const char *message,
                                                   ClientId client, const char *returnCode)
     {
-        const Call call = Call(__func__, connection, message, client, returnCode).asQuestion();
+        const Call call(__func__, connection, message, client, returnCode);
         const Request request{Request::Message, connection, client, 0, call.taken(message)};
-        const unsigned int code = !theHost->server(connection) ? unknownConnection
-            : call.isRefused()                                 ? refused
-            : !find(connection, client)                        ? unknownClient
-                                                               : ok;
-        return call.answer(request, code, returnCode);
+        return call.answer(request, returnCode,
+                           !theHost->server(connection)    ? unknownConnection
+                               : !find(connection, client) ? unknownClient
+                                                           : ok);
     }
 
     static unsigned int getClientID(Id connection, ClientId *id)
     {
-        const Call call = Call(__func__, connection).asQuestion();
+        const Call call(__func__, connection);
         const Server *server = theHost->server(connection);
-        const bool isKnown = server && !call.isRefused();
-        *id = isKnown ? server->own : 0xdead;
-        return isKnown ? ok : unknownConnection;
+        return call.give(server ? &server->own : nullptr, id, unknownConnection);
     }
 
     static unsigned int getClientVariableAsInt(Id connection, ClientId client, size_t property,
                                                int *value)
     {
-        const Call call = Call(__func__, connection, client, property).asQuestion();
+        const Call call(__func__, connection, client, property);
         const Client *found = find(connection, client);
-        const bool isKnown = found && property == 40 && !call.isRefused();
-        *value = isKnown ? found->type : 0;
-        return isKnown ? ok : unknownClient;
+        return call.give(found && property == 40 ? &found->type : nullptr, value, unknownClient);
     }
 
     static unsigned int getClientVariableAsString(Id connection, ClientId client, size_t property,
                                                   char **value)
     {
-        const Call call = Call(__func__, connection, client, property).asQuestion();
-        *value = untouchable<char>();
-        const Client *found = find(connection, client);
-        if (!found || call.isRefused())
-            return unknownClient;
-        return call.give(
-            {{0, found->uid}, {1, found->name}, {2, found->version}, {3, found->platform}},
-            property, value);
+        const Call call(__func__, connection, client, property);
+        Texts texts;
+        if (const Client *found = find(connection, client))
+            texts = {{0, found->uid}, {1, found->name}, {2, found->version}, {3, found->platform}};
+        return call.give(texts, property, value, unknownClient);
     }
 
     static unsigned int getChannelOfClient(Id connection, ClientId client, Id *channel)
     {
-        const Call call = Call(__func__, connection, client).asQuestion();
+        const Call call(__func__, connection, client);
         const Client *found = find(connection, client);
-        const bool isKnown = found && !call.isRefused();
-        *channel = isKnown ? found->channel : 0xdead;
-        return isKnown ? ok : unknownClient;
+        return call.give(found ? &found->channel : nullptr, channel, unknownClient);
     }
 
     static unsigned int getChannelVariableAsInt(Id connection, Id channel, size_t property,
                                                 int *value)
     {
-        const Call call = Call(__func__, connection, channel, property).asQuestion();
+        const Call call(__func__, connection, channel, property);
         const Channel *found = find(connection, channel);
-        const bool isKnown = found && property == 11 && !call.isRefused();
-        *value = isKnown ? found->isDefault : 1;
-        return isKnown ? ok : unknownChannel;
+        return call.give(found && property == 11 ? &found->isDefault : nullptr, value,
+                         unknownChannel);
     }
 
     static unsigned int getChannelVariableAsString(Id connection, Id channel, size_t property,
                                                    char **value)
     {
-        const Call call = Call(__func__, connection, channel, property).asQuestion();
-        *value = untouchable<char>();
-        const Channel *found = find(connection, channel);
-        return found && property == 0 && !call.isRefused() ? call.give(found->name, value)
-                                                           : unknownChannel;
+        const Call call(__func__, connection, channel, property);
+        Texts texts;
+        if (const Channel *found = find(connection, channel))
+            texts = {{0, found->name}};
+        return call.give(texts, property, value, unknownChannel);
     }
 
     static unsigned int getChannelList(Id connection, Id **ids)
     {
-        const Call call = Call(__func__, connection).asQuestion();
-        *ids = untouchable<Id>();
+        const Call call(__func__, connection);
         const Server *server = theHost->server(connection);
-        if (!server || call.isRefused())
-            return unknownConnection;
         QList<Id> list;
-        for (const Channel &channel : server->channels)
+        for (const Channel &channel : server ? server->channels : QList<Channel>())
             list.append(channel.id);
-        return call.give(list, ids);
+        return call.give(server, list, ids, unknownConnection);
     }
 
     static unsigned int getChannelClientList(Id connection, Id channel, ClientId **ids)
     {
-        const Call call = Call(__func__, connection, channel).asQuestion();
-        *ids = untouchable<ClientId>();
-        const Server *server = theHost->server(connection);
-        if (!find(connection, channel) || call.isRefused())
-            return unknownChannel;
+        const Call call(__func__, connection, channel);
+        const bool isKnown = find(connection, channel);
+        const Server server = theHost->servers.value(connection);
         QList<ClientId> list;
-        for (const Client &client : server->clients) {
+        for (const Client &client : server.clients) {
             if (client.channel == channel)
                 list.append(client.id);
         }
-        return call.give(list, ids);
+        return call.give(isKnown, list, ids, unknownChannel);
     }
 
     static unsigned int getServerConnectionHandlerList(Id **ids)
     {
-        const Call call = Call(__func__).asQuestion();
-        *ids = untouchable<Id>();
-        return call.isRefused() ? refused : call.give(theHost->servers.keys(), ids);
+        return Call(__func__).give(true, theHost->servers.keys(), ids, refused);
     }
 
     static unsigned int getServerVariableAsString(Id connection, size_t property, char **value)
     {
-        const Call call = Call(__func__, connection, property).asQuestion();
-        *value = untouchable<char>();
-        const Server *server = theHost->server(connection);
-        if (!server || call.isRefused())
-            return unknownConnection;
-        return call.give(
-            {{0, server->uid}, {1, server->name}, {3, server->platform}, {4, server->version}},
-            property, value);
+        const Call call(__func__, connection, property);
+        Texts texts;
+        if (const Server *server = theHost->server(connection)) {
+            texts = {
+                {0, server->uid}, {1, server->name}, {3, server->platform}, {4, server->version}};
+        }
+        return call.give(texts, property, value, unknownConnection);
     }
 
     static unsigned int getConnectionStatus(Id connection, int *status)
     {
-        const Call call = Call(__func__, connection).asQuestion();
+        const Call call(__func__, connection);
         const Server *server = theHost->server(connection);
-        const bool isKnown = server && !call.isRefused();
-        *status = isKnown ? server->status : 2;
-        return isKnown ? ok : unknownConnection;
+        return call.give(server ? &server->status : nullptr, status, unknownConnection);
     }
 
     static unsigned int getConnectionVariableAsString(Id connection, ClientId client,
                                                       size_t property, char **value)
     {
-        const Call call = Call(__func__, connection, client, property).asQuestion();
-        *value = untouchable<char>();
+        const Call call(__func__, connection, client, property);
         const Server *server = theHost->server(connection);
-        if (!server || client != server->own || call.isRefused())
-            return unknownConnection;
-        return call.give({{6, "192.0.2.7"}, {7, "9987"}}, property, value);
+        Texts texts;
+        if (server && server->own == client)
+            texts = {{6, "192.0.2.7"}, {7, "9987"}};
+        return call.give(texts, property, value, unknownConnection);
     }
 
     static unsigned int requestServerGroupList(Id connection, const char *returnCode)
     {
-        const Call call = Call(__func__, connection, returnCode).asQuestion();
-        return call.answer({Request::ServerGroups, connection}, call.isRefused() ? refused : ok,
-                           returnCode);
+        const Call call(__func__, connection, returnCode);
+        return call.answer({Request::ServerGroups, connection}, returnCode);
     }
 
     static unsigned int requestChannelGroupList(Id connection, const char *returnCode)
     {
-        const Call call = Call(__func__, connection, returnCode).asQuestion();
-        return call.answer({Request::ChannelGroups, connection}, call.isRefused() ? refused : ok,
-                           returnCode);
+        const Call call(__func__, connection, returnCode);
+        return call.answer({Request::ChannelGroups, connection}, returnCode);
     }
 
     static void getAppPath(char *path, size_t size)
     {
-        Call(__func__, size).asQuestion();
-        givePath("/client/app", path, size);
+        Call(__func__, size).givePath("/client/app", path, size);
     }
 
     static void getResourcesPath(char *path, size_t size)
     {
-        Call(__func__, size).asQuestion();
-        givePath("/client/resources", path, size);
+        Call(__func__, size).givePath("/client/resources", path, size);
     }
 
     static void getConfigPath(char *path, size_t size)
     {
-        Call(__func__, size).asQuestion();
-        givePath(theHost->configPath, path, size);
+        Call(__func__, size).givePath(theHost->configPath, path, size);
     }
 
     static void getPluginPath(char *path, size_t size, const char *pluginId)
     {
-        const Call call = Call(__func__, size, pluginId).asQuestion();
-        givePath("/client/plugins/" + call.taken(pluginId), path, size);
+        const Call call(__func__, size, pluginId);
+        call.givePath("/client/plugins/" + call.taken(pluginId), path, size);
     }
 
     static Id getCurrentServerConnectionHandlerID()
     {
-        Call(__func__).asQuestion();
+        const Call call(__func__);
         return theHost->currentConnection;
     }
 
     static void printMessageToCurrentTab(const char *message)
     {
-        const Call call = Call(__func__, message).asQuestion();
-        call.answer({Request::TabText, theHost->currentConnection, 0, 0, call.taken(message)}, ok);
+        const Call call(__func__, message);
+        call.answer({Request::TabText, theHost->currentConnection, 0, 0, call.taken(message)});
     }
 
     template<size_t position>
@@ -466,12 +426,8 @@ Host::Host() : mThread(QThread::currentThreadId())
 
 Host::~Host()
 {
-    for (void *block : qAsConst(mReturned))
-        free(block);
-    for (const auto &blocks : {mBlocks, mLate}) {
-        for (auto block = blocks.cbegin(); block != blocks.cend(); ++block)
-            free(block.key());
-    }
+    for (auto block = mBlocks.cbegin(); block != mBlocks.cend(); ++block)
+        free(block.key());
     theHost = nullptr;
 }
 
@@ -494,11 +450,9 @@ QString Host::serverName(Id connection) const
 
 QString Host::channelName(Id connection, Id channel) const
 {
-    for (const Channel &one : servers.value(connection).channels) {
-        if (one.id == channel && !one.name.isEmpty())
-            return quoted(one.name);
-    }
-    return QStringLiteral("channel");
+    Server server = servers.value(connection);
+    const Channel *found = server.channel(channel);
+    return found && !found->name.isEmpty() ? quoted(found->name) : QStringLiteral("channel");
 }
 
 QString Host::clientName(Id connection, Id client) const
@@ -565,16 +519,9 @@ void Host::deliver()
         mWaiting.takeFirst()();
 }
 
-void Host::note(const QString &call)
-{
-    ++mNotes;
-    if (keepsCalls)
-        calls.append(QStringLiteral("%1 %2").arg(mNotes, 5).arg(call));
-}
-
 QString Host::where() const
 {
-    const QString call = QStringLiteral("call %1").arg(mNotes);
+    const QString call = QStringLiteral("call %1").arg(mCallNumber);
     return place.isEmpty() ? call : QStringLiteral("%1, %2").arg(call, place);
 }
 
@@ -586,59 +533,77 @@ void Host::complain(const QString &complaint)
 QStringList Host::complaints() const
 {
     QStringList complaints = mComplaints;
-    for (const Block &block : mBlocks) {
+    if (mLastBlock) {
         complaints.append(QStringLiteral("a block of %1 was not given back (%2)")
-                              .arg(QString::fromLatin1(block.function), block.where));
+                              .arg(mLastBlockFunction, mLastBlockWhere));
     }
     return complaints;
 }
 
 QByteArray Host::errorText(unsigned int code) const
 {
-    switch (code) {
-    case ok:
-        return "ok";
-    case refused:
-        return refusal;
-    case unknownConnection:
-        return "unknown connection";
-    case unknownClient:
-        return "unknown client";
-    case unknownChannel:
-        return "unknown channel";
-    case wrongPassword:
-        return "wrong channel password";
-    default:
-        return "unknown code";
+    static const QByteArray texts[] = {"ok",
+                                       "",
+                                       "unknown connection",
+                                       "unknown client",
+                                       "unknown channel",
+                                       "wrong channel password"};
+    return code == refused      ? refusal
+        : code <= wrongPassword ? texts[code]
+                                : QByteArray("unknown code");
+}
+
+void Host::judgeCall(const char *function)
+{
+    countCall();
+    if (!accepts) {
+        complain(QLatin1String(function)
+                 + QStringLiteral(" was called before the function table was handed over or after "
+                                  "shutdown"));
     }
+    if (QThread::currentThreadId() != mThread)
+        complain(QLatin1String(function) + QStringLiteral(" was called from another thread"));
+}
+
+void Host::judgeLastBlock()
+{
+    if (!mLastBlock)
+        return;
+    complain(QStringLiteral("a block of %1 was not given back before the next call, from %2")
+                 .arg(mLastBlockFunction, mLastBlockWhere));
+    mLastBlock = nullptr; // told once
 }
 
 void *Host::handOut(const void *data, size_t size, const char *function)
 {
-    void *block = malloc(size);
-    memcpy(block, data, size);
-    mBlocks.insert(block, {size, function, where()});
+    mLastBlock = malloc(size);
+    mLastBlockFunction = QLatin1String(function);
+    mLastBlockWhere = where();
+    memcpy(mLastBlock, data, size);
+    mBlocks.insert(mLastBlock, {size, false});
     ++mBlocksHandedOut;
-    return block;
+    return mLastBlock;
 }
 
 void Host::takeBack(void *block)
 {
-    const bool isLate = mLate.contains(block);
-    if (!isLate && !mBlocks.contains(block)) {
-        complain(mReturnedSet.contains(block)
-                     ? QStringLiteral("a block was given back twice")
-                     : QStringLiteral("a block was given back that is not the client's"));
+    const auto found = mBlocks.find(block);
+    if (found == mBlocks.end() || found->isReturned) {
+        complain(found == mBlocks.end()
+                     ? QStringLiteral("a block was given back that is not the host's")
+                     : QStringLiteral("a block was given back twice"));
         return;
     }
+    if (block == mLastBlock)
+        mLastBlock = nullptr;
     // A returned block is kept for a while, so that its address is not used again and whoever
     // still reads it reads nonsense.
-    memset(block, 0xdd, (isLate ? mLate : mBlocks).take(block).size);
+    found->isReturned = true;
+    memset(block, 0xdd, found->size);
     mReturned.append(block);
-    mReturnedSet.insert(block);
     if (mReturned.size() > returnedBlocksKept) {
         void *oldest = mReturned.takeFirst();
-        mReturnedSet.remove(oldest);
+        mBlocks.remove(oldest);
         free(oldest);
     }
 }

@@ -6,7 +6,6 @@
 #include <QHash>
 #include <QList>
 #include <QMap>
-#include <QSet>
 #include <QString>
 #include <QStringList>
 
@@ -14,7 +13,7 @@
 
 namespace standin {
 
-/// Something that the plug-in asked the client to do.
+/// Something that the plug-in asked the host to do.
 struct Request
 {
     enum Kind { Move, Message, Log, TabText, ServerGroups, ChannelGroups };
@@ -51,22 +50,20 @@ struct Client
 
 struct Server
 {
-    Id connection;
-    QByteArray uid;
-    QByteArray name;
+    Id connection = 0;
+    QByteArray uid = {};
+    QByteArray name = {};
     QByteArray platform = "Linux";
     QByteArray version = "3.13";
     int status = 0; ///< 0 is disconnected, 4 established
     ClientId own = 0;
-    QList<Channel> channels;
-    QMap<ClientId, Client> clients;
+    QList<Channel> channels = {};
+    QMap<ClientId, Client> clients = {};
+    /// Where the last channel was found: a plug-in asks for one after the other.
+    int lastChannel = 0;
 
     Channel *channel(Id id);
     Client *client(ClientId id);
-
-private:
-    /// Where the last channel was found: a plug-in asks for one after the other.
-    int mLastChannel = 0;
 };
 
 /// How a function of the table answers when it is told to misbehave.
@@ -83,8 +80,7 @@ class Host
 public:
     Host();
     ~Host();
-    Host(const Host &) = delete;
-    Host &operator=(const Host &) = delete;
+    Q_DISABLE_COPY(Host)
 
     Table functions() const;
 
@@ -105,7 +101,7 @@ public:
     void deliver();
 
     /// Told of each call of the plug-in, releases left out, before it is answered.
-    std::function<void()> called;
+    std::function<void(const QString &call)> called;
     /// Told of each request as it comes, with the error code that it is answered with.
     std::function<void(const Request &request, unsigned int code)> asked;
     QList<Request> requests;
@@ -119,13 +115,10 @@ public:
     /// The client's name; "you" for the user.
     QString clientName(Id connection, Id client) const;
 
-    /// Calls of the plug-in and into it, numbered, when `keepsCalls` is set.
-    QStringList calls;
-    bool keepsCalls = true;
     /// Calls of the plug-in, releases left out.
     int callCount = 0;
-    /// Notes a call into the plug-in.
-    void note(const QString &call);
+    /// Counts a call in either direction; complaints name it by its number.
+    void countCall() { ++mCallNumber; }
 
     /// Whether the plug-in may call now: from the table's handover to the end of shutdown.
     bool accepts = false;
@@ -147,27 +140,33 @@ private:
     struct Block
     {
         size_t size;
-        QByteArray function;
-        QString where;
+        bool isReturned;
     };
 
     QString where() const;
+    /// Judges what goes for all calls of the plug-in.
+    void judgeCall(const char *function);
+    /// A block has to come back before the next call that is no release.
+    void judgeLastBlock();
     void *handOut(const void *data, size_t size, const char *function);
     void takeBack(void *block);
 
     QStringList mComplaints;
     QHash<void *, Block> mBlocks;
-    /// Blocks that should have come back before a later call, and about which that was said.
-    QHash<void *, Block> mLate;
+    /// Blocks that came back, the one that did so first in front.
     QList<void *> mReturned;
-    QSet<void *> mReturnedSet;
+    /// The block that the plug-in holds and about which nothing was said yet, null for none.
+    void *mLastBlock = nullptr;
+    QString mLastBlockFunction;
+    QString mLastBlockWhere;
     int mBlocksHandedOut = 0;
-    int mNotes = 0;
+    int mCallNumber = 0;
     QList<std::function<void()>> mWaiting;
     Qt::HANDLE mThread;
 };
 
 /// A text in double quotes, with those inside it and backslashes escaped.
 QString quoted(const QByteArray &text);
+QString withId(const QString &name, Id id);
 
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the voice client and a plug-in of API version 22 exchange, as the client sees it. Stated
+// What the voice client and a plug-in of API version 22 exchange, as the host sees it. Stated
 // here once more, and apart from the plug-in, so that a wrong number or a swapped argument can't be
 // wrong on both sides.
 
@@ -13,7 +13,7 @@ using Id = unsigned long;
 /// Id of a client on one connection; 0 is none.
 using ClientId = unsigned short;
 
-/// The members of the function table that the client fills: X(POSITION, NAME). Each NAME is a
+/// The members of the function table that the host fills: X(POSITION, NAME). Each NAME is a
 /// member of HostFunctions; the other positions are traps.
 #define STANDIN_FUNCTIONS(X)                                                                       \
     X(4, getErrorMessage)                                                                          \
@@ -111,9 +111,7 @@ struct Hotkey
     X(const char *, infoTitle, ())                                                                 \
     X(void, infoData, (Id connection, Id id, int itemType, char **text))
 
-/// The objects that it exports besides: X(NAME).
-#define STANDIN_OBJECTS(X)                                                                         \
-    X(gConfig)                                                                                     \
-    X(stayboltObj)
+/// The objects that it exports besides.
+constexpr const char *exportedObjects[] = {"gConfig", "stayboltObj"};
 
 }

@@ -3,13 +3,13 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
-#include <QDialog>
-#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
+#include <QFont>
 #include <QPixmap>
 #include <QRandomGenerator>
 #include <QTimer>
+#include <QWidget>
 
 #include <poll.h>
 #include <unistd.h>
@@ -22,58 +22,16 @@ using namespace standin;
 
 namespace {
 
-const char *const welcome =
-    "This host stands in for the voice client. The stage is set with two servers, Northgate and\n"
-    "Southgate; on both you are Robin, and Mallory and Trudy like to move people. Try:\n\n"
-    "  show                                      who is where\n"
-    "  move Northgate Robin Den                  go somewhere; the plug-in remembers it\n"
-    "  moved Northgate Robin Dungeon by Mallory  be moved, and see what the plug-in does\n"
-    "  configure, notify on, save                have the mover told, a line each\n"
-    "  help, help move                           everything else\n"
-    "  quit                                      the end\n\n";
-
-const char *const preparedStage[] = {"server Northgate northgate=",
-                                     "channel Northgate 1 Lobby default",
-                                     "channel Northgate 2 Dungeon",
-                                     "channel Northgate 3 Den",
-                                     "user Northgate 7 Robin Lobby",
-                                     "client Northgate 8 Mallory Lobby",
-                                     "client Northgate 9 Eve Dungeon",
-                                     "server Southgate southgate=",
-                                     "channel Southgate 11 Hall default",
-                                     "channel Southgate 12 Cellar",
-                                     "user Southgate 5 Robin Hall",
-                                     "client Southgate 6 Trudy Hall",
-                                     "load",
-                                     "connect Northgate",
-                                     "connect Southgate"};
-
 struct Options
 {
     QString library;
     QString config;
-    bool isQuiet = false;
-    bool printsCalls = false;
-    bool showsSettings = false;
+    bool isQuiet;
     QString picture;
 };
 
 QTextStream output(stdout);
 QTextStream errors(stderr);
-
-bool isColoured()
-{
-    return isatty(STDOUT_FILENO) && qEnvironmentVariableIsEmpty("NO_COLOR")
-        && qgetenv("TERM") != "dumb";
-}
-
-void tellStory(const QString &line)
-{
-    // What the plug-in does stands out from what happens to it.
-    const bool isPlugin = line.startsWith(QLatin1String("    Staybolt: "));
-    const char *const colour = !isColoured() ? "" : isPlugin ? "\033[33m" : "\033[1m";
-    output << colour << line << (isColoured() ? "\033[0m" : "") << '\n' << Qt::flush;
-}
 
 /// The next line of standard input, nothing at its end. Events are handled while a person thinks.
 std::optional<QString> readLine(bool isPerson)
@@ -92,132 +50,80 @@ std::optional<QString> readLine(bool isPerson)
     return line.isEmpty() ? std::nullopt : std::optional<QString>(QString::fromUtf8(line));
 }
 
-/// A stage, and what is played on it.
-class Play
+/// Plays statements from standard input as they come; a person may go on after a slip.
+int playInput(Scenario &scenario)
 {
-public:
-    explicit Play(const Options &options) :
-        mOptions(options), mStage(options.config), mScenario(mStage, options.library, errors)
-    {
-        if (!options.isQuiet)
-            mStage.tell = tellStory;
-        mStage.host.keepsCalls = options.printsCalls;
+    const bool isPerson = isatty(STDIN_FILENO);
+    for (int number = 1; !scenario.isOver(); ++number) {
+        const std::optional<QString> line = readLine(isPerson);
+        const QString place = QStringLiteral("-:%1").arg(number);
+        if (!line)
+            return isPerson ? Scenario::Held : scenario.finish(place);
+        const int outcome = scenario.playLine(*line, isPerson ? QString() : place);
+        if (outcome != Scenario::Held && !isPerson)
+            return outcome;
     }
+    return Scenario::Held;
+}
 
-    int playFile(const QString &file) { return mScenario.playFile(file); }
-
-    /// Plays statements from standard input as they come; a person may go on after a mistake.
-    int playInput()
-    {
-        const bool isPerson = isatty(STDIN_FILENO);
-        for (int number = 1; !mScenario.isOver(); ++number) {
-            const std::optional<QString> line = readLine(isPerson);
-            const QString place = QStringLiteral("-:%1").arg(number);
-            if (!line)
-                return isPerson ? Scenario::Held : mScenario.finish(place);
-            const int outcome = mScenario.playLine(*line, isPerson ? QString() : place);
-            if (outcome != Scenario::Held && !isPerson)
-                return outcome;
-        }
-        return Scenario::Held;
+int writePicture(const QString &file)
+{
+    QWidget *dialog = Stage::dialog();
+    if (!dialog || !dialog->grab().save(file, "PNG")) {
+        errors << file << ": the picture can't be written\n" << Qt::flush;
+        return Scenario::Failed;
     }
+    output << "A picture of the settings dialog is in " << file << '\n' << Qt::flush;
+    return Scenario::Held;
+}
 
-    /// Prepares the stage for somebody who just wants to look.
-    int playPrepared()
-    {
-        output << welcome << Qt::flush;
-        for (const char *line : preparedStage) {
-            const int outcome =
-                mScenario.playLine(QLatin1String(line), QStringLiteral("the prepared stage"));
-            if (outcome != Scenario::Held)
-                return outcome;
-        }
-        return playInput();
+/// Unloads the plug-in, says what is to be said of it, and returns what came of it all.
+int finish(Scenario &scenario, int outcome, bool isQuiet)
+{
+    if (scenario.plugin.isOpen())
+        scenario.unload();
+    const QStringList complaints = scenario.host.complaints();
+    for (const QString &complaint : complaints)
+        errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
+    if (outcome == Scenario::Held && !complaints.isEmpty())
+        return Scenario::Failed;
+    if (outcome == Scenario::Held && !isQuiet) {
+        output << "The plug-in made " << scenario.host.callCount << " calls and gave back all "
+               << scenario.host.blocksHandedOut() << " blocks it was handed.\n"
+               << Qt::flush;
     }
-
-    int showDialog()
-    {
-        const QString error = mStage.plugin.isOpen() ? QString() : mStage.load(mOptions.library);
-        if (!error.isEmpty()) {
-            errors << error << '\n' << Qt::flush;
-            return Scenario::Mistaken;
-        }
-        mStage.configure();
-        QApplication::processEvents();
-        auto *dialog = qobject_cast<QDialog *>(Stage::dialog());
-        if (!mOptions.picture.isEmpty()) {
-            if (!dialog || !dialog->grab().save(mOptions.picture, "PNG")) {
-                errors << "The picture of the settings dialog can't be written to "
-                       << mOptions.picture << '\n'
-                       << Qt::flush;
-                return Scenario::Failed;
-            }
-            output << "A picture of the settings dialog is in " << mOptions.picture << '\n'
-                   << Qt::flush;
-        }
-        if (mOptions.showsSettings && dialog) {
-            QEventLoop loop;
-            QObject::connect(dialog, &QDialog::finished, &loop, &QEventLoop::quit);
-            loop.exec();
-        }
-        return Scenario::Held;
-    }
-
-    /// Unloads the plug-in and says what is to be said of it.
-    int finish(int status)
-    {
-        if (mStage.plugin.isOpen())
-            mStage.unload();
-        if (mOptions.printsCalls)
-            output << mStage.host.calls.join(QLatin1Char('\n')) << '\n' << Qt::flush;
-        const QStringList complaints = mStage.host.complaints();
-        for (const QString &complaint : complaints)
-            errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
-        if (status != Scenario::Held || !complaints.isEmpty())
-            return status != Scenario::Held ? status : int(Scenario::Failed);
-        if (mStage.host.callCount > 0 && !mOptions.isQuiet) {
-            output << "The plug-in made " << mStage.host.callCount << " calls and gave back all "
-                   << mStage.host.blocksHandedOut() << " blocks it was handed.\n"
-                   << Qt::flush;
-        }
-        return status;
-    }
-
-private:
-    const Options &mOptions;
-    Stage mStage;
-    Scenario mScenario;
-};
+    return outcome;
+}
 
 int playAll(const Options &options, const QStringList &files)
 {
-    const bool wantsDialog = options.showsSettings || !options.picture.isEmpty();
-    auto play = std::make_unique<Play>(options);
-    int status = Scenario::Held;
-    if (files.isEmpty() && !wantsDialog)
-        status = play->playPrepared();
-    for (int i = 0; i < files.size() && status == Scenario::Held; ++i) {
-        if (files.at(i) == QLatin1String("-")) {
-            status = play->playInput();
-            continue;
+    std::unique_ptr<Scenario> scenario;
+    int outcome = Scenario::Held;
+    for (const QString &file : files) {
+        const bool isInput = file == QLatin1String("-");
+        if (!scenario || !isInput) {
+            if (scenario)
+                outcome = finish(*scenario, outcome, options.isQuiet);
+            if (outcome != Scenario::Held)
+                return outcome;
+            scenario.reset(); // there is one host at a time
+            scenario = std::make_unique<Scenario>(options.library, errors, options.config);
+            if (!options.isQuiet)
+                scenario->tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
         }
-        if (i > 0) {
-            status = play->finish(status);
-            play.reset(); // there is one host at a time
-            play = std::make_unique<Play>(options);
-        }
-        if (status == Scenario::Held)
-            status = play->playFile(files.at(i));
+        outcome = isInput ? playInput(*scenario) : scenario->playFile(file);
+        if (outcome != Scenario::Held)
+            break;
     }
-    if (status == Scenario::Held && wantsDialog)
-        status = play->showDialog();
-    return play->finish(status);
+    if (outcome == Scenario::Held && !options.picture.isEmpty())
+        outcome = writePicture(options.picture);
+    return finish(*scenario, outcome, options.isQuiet);
 }
 
 [[noreturn]] void refuse(const QString &why)
 {
     errors << why << '\n' << Qt::flush;
-    exit(Scenario::Mistaken);
+    exit(Scenario::Unplayable);
 }
 
 /// The number that an option was given; ends the program when it is none.
@@ -234,27 +140,16 @@ quint64 numberOf(const QCommandLineParser &parser, const QCommandLineOption &opt
     return number;
 }
 
-void findADisplay(int argc, char *argv[])
-{
-    bool wantsHelp = false;
-    for (int i = 1; i < argc; ++i)
-        wantsHelp = wantsHelp || qstrcmp(argv[i], "--help") == 0 || qstrcmp(argv[i], "-h") == 0;
-    const bool hasDisplay = !qEnvironmentVariableIsEmpty("DISPLAY");
-    if (wantsHelp) {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-    } else if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        // A display that is set may be out of reach.
-        qputenv("QT_QPA_PLATFORM", hasDisplay ? "xcb;offscreen" : "offscreen");
-    }
-}
-
 }
 
 int main(int argc, char *argv[])
 {
     // What the plug-in prints stands in the story where it was printed.
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    findADisplay(argc, argv);
+    // A display that is set may be out of reach.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM",
+                qEnvironmentVariableIsEmpty("DISPLAY") ? "offscreen" : "xcb;offscreen");
     // Qt asks for this folder and complains when nobody has logged in to have one.
     const QTemporaryDir runtimeFolder;
     if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
@@ -287,12 +182,10 @@ int main(int argc, char *argv[])
         option("library", "The plug-in's library.", "FILE",
                QApplication::applicationDirPath() + QStringLiteral("/libstaybolt.so.1"));
     const auto config =
-        option("config", "The client's configuration folder, by default an empty one.", "FOLDER");
+        option("config", "The host's configuration folder, by default an empty one.", "FOLDER");
     const auto quiet = option("quiet", "Don't tell the story.");
-    const auto calls = option("calls", "Print the numbered log of all calls.");
-    const auto settings = option("settings", "Show the settings dialog at the end.");
-    const auto picture =
-        option("settings-picture", "Write a picture of the settings dialog.", "FILE");
+    const auto picture = option(
+        "settings-picture", "Write a picture of the settings dialog as it is at the end.", "FILE");
     const auto random = option("random",
                                "Let that many made-up things happen and compare what the plug-in "
                                "does with what its rules predict. Ends with the shortest scenario "
@@ -309,45 +202,36 @@ int main(int argc, char *argv[])
     parser.process(application);
 
     const bool isMadeUp = parser.isSet(random) || parser.isSet(bytes);
-    const bool isStory = parser.isSet(config) || parser.isSet(calls) || parser.isSet(settings)
-        || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
-    if (isMadeUp && isStory)
-        refuse(QStringLiteral("--random and --bytes go with --library and --seed alone"));
-    if (parser.isSet(random) && parser.isSet(bytes))
-        refuse(QStringLiteral("--random and --bytes exclude each other"));
-    if (parser.isSet(seed) && !parser.isSet(random))
-        refuse(QStringLiteral("--seed goes with --random"));
+    const bool isStory =
+        parser.isSet(config) || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
+    const bool isTwofold = (isMadeUp && isStory) || (parser.isSet(random) && parser.isSet(bytes));
+    if (isTwofold || (parser.isSet(seed) && !parser.isSet(random)))
+        refuse(
+            QStringLiteral("--random with its --seed, --bytes, and scenarios exclude each other"));
 
-    Options options;
     // Programs are started with it that run elsewhere.
-    options.library = QFileInfo(parser.value(library)).absoluteFilePath();
-    options.config = parser.value(config);
-    options.isQuiet = parser.isSet(quiet);
-    options.printsCalls = parser.isSet(calls);
-    options.showsSettings = parser.isSet(settings);
-    options.picture = parser.value(picture);
+    const QString plugin = QFileInfo(parser.value(library)).absoluteFilePath();
     const auto play = [&]() -> int {
         if (parser.isSet(random)) {
-            const int events =
-                int(numberOf(parser, random, 1, quint64(std::numeric_limits<int>::max())));
-            const quint64 number = parser.isSet(seed)
+            const auto events = numberOf(parser, random, 1, std::numeric_limits<int>::max());
+            const auto number = parser.isSet(seed)
                 ? numberOf(parser, seed, 0, std::numeric_limits<quint64>::max())
                 : QRandomGenerator::system()->generate();
-            return playRandom(options.library, events, number, output, errors) ? Scenario::Held
-                                                                               : Scenario::Failed;
+            return playRandom(plugin, int(events), number, output, errors);
         }
         if (parser.isSet(bytes)) {
             QFile file(parser.value(bytes));
-            if (!file.open(QIODevice::ReadOnly)) {
-                errors << file.fileName() << ": " << file.errorString() << '\n' << Qt::flush;
-                return Scenario::Mistaken;
-            }
-            return playBytes(options.library, file.readAll(), output, errors) ? Scenario::Held
-                                                                              : Scenario::Failed;
+            if (!file.open(QIODevice::ReadOnly))
+                refuse(file.fileName() + QStringLiteral(": ") + file.errorString());
+            return playBytes(plugin, file.readAll(), output, errors);
         }
-        return playAll(options, parser.positionalArguments());
+        const QStringList files = parser.positionalArguments();
+        // Somebody who names no scenario wants to look.
+        const QStringList welcome{QStringLiteral(":/welcome.scn"), QStringLiteral("-")};
+        return playAll({plugin, parser.value(config), parser.isSet(quiet), parser.value(picture)},
+                       files.isEmpty() ? welcome : files);
     };
-    // Everything happens inside the event loop, as in a client, where closing the last window is
+    // Everything happens inside the event loop, as in any program, where closing the last window is
     // the end.
     QTimer::singleShot(0, &application, [&] { QApplication::exit(play()); });
     return QApplication::exec();

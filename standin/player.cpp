@@ -1,6 +1,5 @@
 #include "standin/player.h"
 
-#include "standin/rules.h"
 #include "standin/scenario.h"
 
 #include <QCoreApplication>
@@ -22,7 +21,7 @@ constexpr int runLength = 200;
 
 /// What the capital words of the events below can stand for: ids at both ends of their ranges, and
 /// such as are alike in their lower half.
-const std::map<std::string, Statement> choices{
+const std::map<std::string, Line> choices{
     // Mostly servers that are there.
     {"SERVER", {"A", "B", "C", "A", "B", "C", "A", "B", "C", "Nowhere", "None"}},
     {"CHANNEL", {"1", "4294967297", "18446744073709551615", "2", "3", "0"}},
@@ -42,7 +41,7 @@ const std::map<std::string, Statement> choices{
     {"GARBLED", {"getClientVariableAsString", "getChannelVariableAsString"}},
 };
 
-/// What can happen, the same as often as it stands here. A semicolon is between two statements.
+/// What can happen, the same as often as it stands here. A semicolon is between two lines.
 const std::vector<std::string> events{
     "connect SERVER",
     "disconnect SERVER",
@@ -74,10 +73,10 @@ const std::vector<std::string> events{
     "empty EMPTY",
     "garble GARBLED",
     "allow REFUSED ; allow REFUSED ; allow REFUSED ; allow GARBLED",
-    "text TEXT ; notify SWITCH ; idledock SWITCH ; save",
-    "remove",
-    "reload",
-    "configure ; close",
+    "set text TEXT ; set notify SWITCH ; set idledock SWITCH ; press save",
+    "press remove",
+    "press reload",
+    "configure ; press close",
     "restart",
 };
 
@@ -93,21 +92,21 @@ const std::vector<std::string> settings{
     "setting staybolt.UID",
 };
 
-/// Draws statements. Each draw is a statement of its own here, since the order in which arguments
+/// Draws lines. Each draw is a statement of its own here, since the order in which arguments
 /// are evaluated differs between compilers.
 class Author
 {
 public:
     explicit Author(Choices &source) : mSource(source) { }
 
-    Statements statements;
+    Lines lines;
 
     void setTheStage()
     {
-        const Statement connections{"1", "2", "18446744073709551615"};
+        const Line connections{"1", "2", "18446744073709551615"};
         for (size_t i = 0; i < connections.size(); ++i) {
             const std::string server = choices.at("SERVER")[i];
-            statements.push_back({"server", server, choices.at("UID")[i], connections[i]});
+            lines.push_back({"server", server, choices.at("UID")[i], connections[i]});
             for (size_t at = 0; at < 3; ++at) {
                 const unsigned locked = mSource.below(6);
                 add("channel " + server + ' ' + choices.at("CHANNEL")[at] + " channel"
@@ -144,21 +143,19 @@ private:
     void load()
     {
         const unsigned count = mSource.below(4);
-        for (unsigned i = 0; i < count; ++i) {
-            const std::string &setting = settings[mSource.below(unsigned(settings.size()))];
-            add(setting);
-        }
+        for (unsigned i = 0; i < count; ++i)
+            add(settings[mSource.below(unsigned(settings.size()))]);
         add("load");
     }
 
-    /// Adds statements with something chosen in place of each capital word.
+    /// Adds lines with something chosen in place of each capital word.
     void add(const std::string &pattern)
     {
         std::istringstream words(pattern);
-        statements.emplace_back();
+        lines.emplace_back();
         for (std::string word; words >> word;) {
             if (word == ";") {
-                statements.emplace_back();
+                lines.emplace_back();
                 continue;
             }
             for (const auto &[name, list] : choices) {
@@ -172,7 +169,7 @@ private:
                 break;
             }
             if (word != "nothing")
-                statements.back().push_back(word);
+                lines.back().push_back(word);
         }
     }
 
@@ -188,55 +185,61 @@ QByteArray written(const std::string &word)
                    : quote + QByteArray::fromStdString(word) + quote;
 }
 
-QByteArray written(const Statement &statement)
+QByteArray written(const Line &line)
 {
-    QByteArray line;
-    for (const std::string &word : statement)
-        line += (line.isEmpty() ? "" : " ") + written(word);
-    return line + '\n';
+    QByteArray text;
+    for (const std::string &word : line)
+        text += (text.isEmpty() ? "" : " ") + written(word);
+    return text + '\n';
 }
 
-/// Whether this program finds a fault when it plays the statements. A scenario or a library that
-/// can't be used is none.
-bool goesWrong(const QString &library, const Statements &statements, QString *error)
+/// Plays runs in a child process, so that a crash is seen, each from a file of its own, and returns
+/// what came of it. One that ends in no time or by a signal failed.
+int play(const QString &library, const std::vector<Lines> &runs, QString *error)
 {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(QStringLiteral("found.scn")));
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.write(scenarioOf(statements));
-    file.close();
+    QStringList arguments{QStringLiteral("--quiet"), QStringLiteral("--library"), library};
+    for (const Lines &lines : runs) {
+        arguments.append(QStringLiteral("run-%1.scn").arg(arguments.size() - 2));
+        QFile file(folder.filePath(arguments.last()));
+        if (!file.open(QIODevice::WriteOnly) || file.write(scenarioOf(lines)) < 0) {
+            *error = QStringLiteral("%1: %2\n").arg(file.fileName(), file.errorString());
+            return Scenario::Unplayable;
+        }
+    }
+    constexpr int longestRunMs = 30000;
     QProcess host;
     host.setWorkingDirectory(folder.path());
-    host.start(QCoreApplication::applicationFilePath(),
-               {QStringLiteral("--quiet"), QStringLiteral("--library"), library,
-                QStringLiteral("found.scn")});
+    host.start(QCoreApplication::applicationFilePath(), arguments);
     host.closeWriteChannel();
-    if (!host.waitForFinished())
-        return true;
+    const bool isOver = host.waitForFinished(longestRunMs * int(runs.size()));
     *error = QString::fromUtf8(host.readAllStandardError());
-    if (host.exitStatus() == QProcess::CrashExit)
+    if (!isOver)
+        *error += QStringLiteral("It did not end.\n");
+    else if (host.exitStatus() == QProcess::CrashExit)
         *error += QStringLiteral("It ended with signal %1.\n").arg(host.exitCode());
-    return host.exitStatus() == QProcess::CrashExit
-        || (host.exitCode() != Scenario::Held && host.exitCode() != Scenario::Mistaken);
+    return isOver && host.exitStatus() == QProcess::NormalExit ? host.exitCode() : Scenario::Failed;
 }
 
-bool report(const QString &library, const Statements &statements, QTextStream &output,
-            QTextStream &errors)
+/// Plays a run alone; prints the shortest scenario that goes wrong in the same way if it does.
+int playOne(const QString &library, const Lines &lines, QTextStream &output, QTextStream &errors)
 {
     QString error;
-    if (!goesWrong(library, statements, &error))
-        return true;
-    errors << "Something went wrong; looking for the shortest way there ...\n" << Qt::flush;
-    const auto fails = [&](const Statements &some) { return goesWrong(library, some, &error); };
-    const Statements shortest = shrink(statements, fails);
-    fails(shortest);
-    output << scenarioOf(shortest) << Qt::flush;
+    const int outcome = play(library, {lines}, &error);
+    if (outcome == Scenario::Failed) {
+        errors << "Something went wrong; looking for the shortest way there ...\n" << Qt::flush;
+        const auto fails = [&](const Lines &some) {
+            return play(library, {some}, &error) == Scenario::Failed;
+        };
+        const Lines shortest = shrink(lines, fails);
+        fails(shortest);
+        output << scenarioOf(shortest) << Qt::flush;
+    }
     errors << error << Qt::flush;
-    return false;
+    return outcome;
 }
 
-Statements run(quint64 seed)
+Lines run(quint64 seed)
 {
     Choices source(seed);
     return draw(source, runLength);
@@ -251,26 +254,26 @@ unsigned Choices::below(unsigned count)
     return atEnd() ? 0 : static_cast<unsigned char>(mBytes.at(mPosition++)) % count;
 }
 
-Statements draw(Choices &source, int length)
+Lines draw(Choices &source, int length)
 {
     Author author(source);
     author.setTheStage();
     for (int i = 0; i < length && !source.atEnd(); ++i)
         author.addEvent();
     author.leave();
-    return author.statements;
+    return author.lines;
 }
 
-QByteArray scenarioOf(const Statements &statements)
+QByteArray scenarioOf(const Lines &lines)
 {
     QByteArray scenario;
     bool expects = false;
     Rules rules;
-    for (const Statement &statement : statements) {
-        if (!rules.happen(statement))
+    for (const Line &line : lines) {
+        if (!rules.happen(line))
             continue;
-        scenario += written(statement);
-        for (const Statement &expectation : rules.expected) {
+        scenario += written(line);
+        for (const Line &expectation : rules.expected) {
             scenario += written(expectation);
             expects = true;
         }
@@ -278,16 +281,16 @@ QByteArray scenarioOf(const Statements &statements)
     return expects ? scenario : scenario + "expect nothing\n";
 }
 
-Statements shrink(Statements statements, const std::function<bool(const Statements &)> &fails)
+Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails)
 {
-    for (size_t size = statements.size() / 2; size > 0;) {
+    for (size_t size = lines.size() / 2; size > 0;) {
         bool isShorter = false;
-        for (size_t at = 0; at < statements.size();) {
-            Statements fewer = statements;
+        for (size_t at = 0; at < lines.size();) {
+            Lines fewer = lines;
             const auto first = fewer.begin() + std::ptrdiff_t(at);
-            fewer.erase(first, first + std::ptrdiff_t(std::min(size, statements.size() - at)));
+            fewer.erase(first, first + std::ptrdiff_t(std::min(size, lines.size() - at)));
             if (fails(fewer)) {
-                statements = fewer;
+                lines = fewer;
                 isShorter = true;
             } else {
                 at += size;
@@ -299,63 +302,48 @@ Statements shrink(Statements statements, const std::function<bool(const Statemen
         else if (!isShorter)
             break;
     }
-    return statements;
+    return lines;
 }
 
-bool playRandom(const QString &library, int count, quint64 seed, QTextStream &output,
-                QTextStream &errors)
+int playRandom(const QString &library, int events, quint64 seed, QTextStream &output,
+               QTextStream &errors)
 {
-    // Many runs share a child, one file each, so that a crash is seen and a run can be named.
     constexpr int runsAtOnce = 20;
-    const int runs = (count + runLength - 1) / runLength;
-    for (int first = 0; first < runs; first += runsAtOnce) {
-        const QTemporaryDir folder;
-        QStringList files;
-        const int last = std::min(first + runsAtOnce, runs);
+    const int count = (events + runLength - 1) / runLength;
+    for (int first = 0; first < count; first += runsAtOnce) {
         // A person wants to see that something goes on.
         if (isatty(STDERR_FILENO) != 0)
-            errors << "\r" << first << " of " << runs << " runs held" << Qt::flush;
-        for (int i = first; i < last; ++i) {
-            QFile file(folder.filePath(QString::number(i)));
-            files.append(file.fileName());
-            if (!file.open(QIODevice::WriteOnly)
-                || file.write(scenarioOf(run(seed + quint64(i)))) < 0) {
-                errors << file.fileName() << ": " << file.errorString() << '\n' << Qt::flush;
-                return false;
-            }
-        }
-        QProcess host;
-        host.start(QCoreApplication::applicationFilePath(),
-                   QStringList{QStringLiteral("--quiet"), QStringLiteral("--library"), library}
-                       + files);
-        host.closeWriteChannel();
-        host.waitForFinished(-1);
-        if (host.exitStatus() == QProcess::NormalExit && host.exitCode() == Scenario::Held)
+            errors << "\r" << first << " of " << count << " runs held" << Qt::flush;
+        std::vector<Lines> runs;
+        for (int i = first; i < std::min(first + runsAtOnce, count); ++i)
+            runs.push_back(run(seed + quint64(i)));
+        QString error;
+        if (play(library, runs, &error) == Scenario::Held)
             continue;
-        for (int i = first; i < last; ++i) {
-            if (!report(library, run(seed + quint64(i)), output, errors))
-                return false;
+        for (const Lines &lines : runs) {
+            if (const int outcome = playOne(library, lines, output, errors))
+                return outcome;
         }
         errors << "Something went wrong that does not come again when a run is played alone:\n"
-               << host.readAllStandardError() << Qt::flush;
-        return false;
+               << error << Qt::flush;
+        return Scenario::Failed;
     }
     if (isatty(STDERR_FILENO) != 0)
         errors << '\r' << Qt::flush;
-    output << runs << " runs of up to " << runLength << " events held, from seed " << seed
+    output << count << " runs of up to " << runLength << " events held, from seed " << seed
            << " on\n"
            << Qt::flush;
-    return true;
+    return Scenario::Held;
 }
 
-bool playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
-               QTextStream &errors)
+int playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
+              QTextStream &errors)
 {
     Choices source(bytes);
-    if (!report(library, draw(source, runLength), output, errors))
-        return false;
+    if (const int outcome = playOne(library, draw(source, runLength), output, errors))
+        return outcome;
     output << "The run that these " << bytes.size() << " bytes stand for held.\n" << Qt::flush;
-    return true;
+    return Scenario::Held;
 }
 
 }

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "standin/rules.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QTextStream>
 
 #include <functional>
 #include <random>
-#include <string>
-#include <vector>
 
 namespace standin {
 
@@ -30,28 +30,27 @@ private:
     bool mIsSeeded = false;
 };
 
-/// A statement of a scenario, word by word.
-using Statement = std::vector<std::string>;
-using Statements = std::vector<Statement>;
+using Lines = std::vector<Line>;
 
 /// Draws what a stage looks like and what happens on it, as long as there are choices in
 /// `source`, and at most `length` events.
-Statements draw(Choices &source, int length);
+Lines draw(Choices &source, int length);
 
-/// The scenario of these statements, with what the rules of the plug-in expect after each; those
+/// The scenario of these lines, with what the rules of the plug-in expect after each; those
 /// that make no sense as things stand are left out.
-QByteArray scenarioOf(const Statements &statements);
+QByteArray scenarioOf(const Lines &lines);
 
-/// Leaves out statements for as long as `fails` says that what is left still goes wrong.
-Statements shrink(Statements statements, const std::function<bool(const Statements &)> &fails);
+/// Leaves out lines for as long as `fails` says that what is left still goes wrong.
+Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails);
 
-/// Plays runs of made-up events, `count` in all, in child processes of this program. After a run
-/// that fails it prints the shortest scenario that goes wrong in the same way and answers false.
-bool playRandom(const QString &library, int count, quint64 seed, QTextStream &output,
-                QTextStream &errors);
+/// Plays runs of made-up events, `events` in all, in child processes of this program. After a run
+/// that fails it prints the shortest scenario that goes wrong in the same way. Returns the exit
+/// status of the program.
+int playRandom(const QString &library, int events, quint64 seed, QTextStream &output,
+               QTextStream &errors);
 
 /// Shrinks and prints what goes wrong with the choices that `bytes` stand for.
-bool playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
-               QTextStream &errors);
+int playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
+              QTextStream &errors);
 
 }

@@ -30,9 +30,8 @@ QString Plugin::open(const QString &path)
     // NOLINTEND(bugprone-macro-parentheses)
     STANDIN_EXPORTS(STANDIN_FIND)
 #undef STANDIN_FIND
-#define STANDIN_FIND(name) find(#name);
-    STANDIN_OBJECTS(STANDIN_FIND)
-#undef STANDIN_FIND
+    for (const char *object : exportedObjects)
+        find(object);
     if (missing.isEmpty())
         return QString();
 

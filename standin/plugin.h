@@ -12,11 +12,10 @@ class Plugin
 public:
     Plugin() = default;
     ~Plugin() { close(); }
-    Plugin(const Plugin &) = delete;
-    Plugin &operator=(const Plugin &) = delete;
+    Q_DISABLE_COPY(Plugin)
 
     /// Loads the library, or takes the running program where `path` is empty, and looks up all
-    /// exports. Answers what went wrong, nothing if all is well.
+    /// exports. Returns what went wrong, nothing if all is well.
     QString open(const QString &path);
     void close();
     bool isOpen() const { return mLibrary; }

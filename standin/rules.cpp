@@ -2,86 +2,70 @@
 
 namespace standin {
 
-namespace {
-
-using Words = std::vector<std::string>;
-
-bool isBlank(const std::string &text) { return text.find_first_not_of(' ') == std::string::npos; }
-
-}
-
-bool Rules::happen(const Words &words)
+bool Rules::happen(const Line &line)
 {
     expected.clear();
-    if (words.size() > 1 && mServers.count(words[1]))
-        return happenOn(words[1], words);
-    return prepare(words) || (mIsPluginLoaded && change(words));
+    if (line.size() > 1 && mServers.count(line[1]))
+        return happenOn(line[1], line);
+    return prepare(line) || (mIsPluginLoaded && useDialog(line));
 }
 
-/// Statements that set the stage.
-bool Rules::prepare(const Words &words)
+/// What sets the stage.
+bool Rules::prepare(const Line &line)
 {
-    const std::string &what = words[0];
+    const std::string &what = line[0];
     if (what == "server") {
-        Server &server = mServers[words[1]];
-        server.uid = words[2];
-        server.connection = std::stoull(words[3]);
+        mServers[line[1]].uid = line[2];
     } else if (what == "setting" && !mIsPluginLoaded) {
-        if (words.size() > 2)
-            mSettings[words[1]] = words[2];
+        if (line.size() > 2)
+            mSettings[line[1]] = line[2];
         else
-            mSettings.erase(words[1]);
+            mSettings.erase(line[1]);
     } else if (what == "load" && !mIsPluginLoaded) {
         mIsPluginLoaded = true;
         mRemembered = 0;
-        mText.clear();
         mIsOpen = false;
-        change({"reload"});
+        mFields.clear();
+        useDialog({"press", "reload"});
     } else if (what == "unload" && mIsPluginLoaded && mKnown.empty()) {
         // What is known stays where the library does, so nothing must be.
         mIsPluginLoaded = false;
     } else if (what == "refuse" || what == "empty" || what == "garble") {
-        mFaults[words[1]] = what;
+        mFaults[line[1]] = what;
     } else if (what == "allow") {
-        return mFaults.erase(words[1]) > 0;
+        return mFaults.erase(line[1]) > 0;
     } else if (what == "callbacks") {
-        mAnswersInside = words[1] == "inside";
+        mAnswersInside = line[1] == "inside";
     } else {
         return false;
     }
     return true;
 }
 
-/// What the user does in the dialog, and what it shows in the client.
-bool Rules::change(const Words &words)
+/// What the user does in the dialog, and what it shows in the host.
+bool Rules::useDialog(const Line &line)
 {
-    const std::string &what = words[0];
-    if (what == "notify") {
-        mNotify = words[1] == "on";
-    } else if (what == "idledock") {
-        mIdleDock = words[1] == "on";
-    } else if (what == "text") {
-        mText = words[1];
+    const std::string what = line[0] == "press" ? line[1] : line[0];
+    if (what == "set") {
+        mFields[line[1]] = line[2];
     } else if (what == "save") {
-        if (!isBlank(mText))
-            mSettings["staybolt.customNotify"] = mText;
-        mSettings["staybolt.permitIdleDock"] = mIdleDock ? "1" : "0";
-        mSettings["staybolt.sendNotify"] = mNotify ? "1" : "0";
+        const std::string &text = mFields["text"];
+        if (text.find_first_not_of(' ') != std::string::npos)
+            mSettings["staybolt.customNotify"] = text;
+        mSettings["staybolt.permitIdleDock"] = mFields["idledock"] == "on" ? "1" : "0";
+        mSettings["staybolt.sendNotify"] = mFields["notify"] == "on" ? "1" : "0";
         for (const char *key : {"staybolt.permitIdleDock", "staybolt.sendNotify"})
             expected.push_back({"expect", "setting", key, mSettings[key]});
     } else if (what == "remove") {
-        mText.clear();
+        mFields["text"].clear();
         mSettings.erase("staybolt.customNotify");
         expected.push_back({"expect", "setting", "staybolt.customNotify"});
     } else if (what == "reload") {
-        const auto text = mSettings.find("staybolt.customNotify");
-        if (text != mSettings.end())
-            mText = text->second;
-        mNotify = isOn("staybolt.sendNotify");
-        mIdleDock = isOn("staybolt.permitIdleDock");
-        expected.push_back({"expect", "text", mText});
-        expected.push_back({"expect", "notify", mNotify ? "on" : "off"});
-        expected.push_back({"expect", "idledock", mIdleDock ? "on" : "off"});
+        mFields["text"] = setting("staybolt.customNotify", mFields["text"]);
+        mFields["notify"] = isOn("staybolt.sendNotify") ? "on" : "off";
+        mFields["idledock"] = isOn("staybolt.permitIdleDock") ? "on" : "off";
+        for (const char *field : {"text", "notify", "idledock"})
+            expected.push_back({"expect", "field", field, mFields[field]});
     } else if (what == "close") {
         mIsOpen = false;
         expected.push_back({"expect", "dialog", "closed"});
@@ -98,16 +82,15 @@ bool Rules::change(const Words &words)
 }
 
 /// What happens on a server.
-bool Rules::happenOn(const std::string &name, const Words &words)
+bool Rules::happenOn(const std::string &name, const Line &line)
 {
-    const std::string &what = words[0];
+    const std::string &what = line[0];
     Server &server = mServers[name];
-    const auto id = [&](size_t at) { return std::stoull(words.at(at)); };
+    const auto id = [&](size_t at) { return std::stoull(line.at(at)); };
     if ((what == "channel" || what == "create") && id(2) == 0)
         return false; // 0 is no channel, and ends every list
-    if (what == "channel") {
-        return server.channels.insert({id(2), words.size() > 5 ? words[5] : ""}).second;
-    }
+    if (what == "channel")
+        return server.channels.insert({id(2), line.size() > 5 ? line[5] : ""}).second;
     if (what == "user" || (what == "client" && !server.isConnected)) {
         if (server.isConnected || !server.clients.insert({id(2), id(4)}).second)
             return false;
@@ -120,9 +103,15 @@ bool Rules::happenOn(const std::string &name, const Words &words)
     if (!mIsPluginLoaded)
         return false;
 
+    if ((what == "move" || what == "moved") && server.clients.count(id(2)))
+        server.clients[id(2)] = id(3);
     if (what == "connect") {
         server.isConnected = true;
-        establish(name);
+        Known &known = mKnown[name];
+        known.isLoaded = true;
+        known.uid = given("getServerVariableAsString", server.uid, "Unknown");
+        learnClientsIn(name, ownChannel(name, ownClient(name)));
+        learnChannels(name);
     } else if (what == "disconnect") {
         server.isConnected = false;
         mKnown.erase(name);
@@ -131,68 +120,71 @@ bool Rules::happenOn(const std::string &name, const Words &words)
             return false;
         movedItself(name, id(2), id(4), false);
     } else if (what == "move") {
-        if (server.clients.count(id(2)))
-            server.clients[id(2)] = id(3);
-        movedItself(name, id(2), id(3), words.size() > 4 && words[4] == "leaves");
+        movedItself(name, id(2), id(3), line.size() > 4 && line[4] == "leaves");
     } else if (what == "leave") {
         if (server.clients.erase(id(2)) == 0)
             return false;
         movedItself(name, id(2), 0, true);
     } else if (what == "moved") {
-        if (server.clients.count(id(2)))
-            server.clients[id(2)] = id(3);
         wasMoved(name, id(2), id(3), id(5));
     } else if (what == "news") {
         mKnown[name].clients.insert({id(2), id(4)});
     } else if (what == "rename") {
         mKnown[name].clients.insert(id(2));
-    } else if (what == "create") {
-        if (!server.channels.insert({id(2), ""}).second)
-            return false;
-        learnChannels(name);
-    } else if (what == "delete") {
-        if (server.channels.erase(id(2)) == 0)
-            return false;
-        learnChannels(name);
-    } else if (what == "edit" || what == "update" || what == "reorder") {
-        learnChannels(name);
     } else if (what == "menu") {
-        mIsOpen = mIsOpen || words[2] == "0";
+        mIsOpen = mIsOpen || line[2] == "0";
         expected.push_back({"expect", "dialog", mIsOpen ? "open" : "closed"});
     } else {
-        return false;
+        if ((what == "create" && !server.channels.insert({id(2), ""}).second)
+            || (what == "delete" && server.channels.erase(id(2)) == 0))
+            return false;
+        learnChannels(name); // edit, update and reorder as well
     }
     return true;
 }
 
-bool Rules::has(const std::string &function, const char *fault) const
+/// A text that the plug-in gets from the host, or what it has in place of one that is refused.
+std::string Rules::given(const std::string &function, const std::string &text,
+                         const std::string &otherwise) const
 {
-    const auto found = mFaults.find(function);
-    return found != mFaults.end() && found->second == fault;
+    if (!misbehaves(function))
+        return text;
+    return mFaults.at(function) == "refuse" ? otherwise : "";
+}
+
+std::string Rules::setting(const std::string &key, const std::string &otherwise) const
+{
+    const auto found = mSettings.find(key);
+    return found == mSettings.end() ? otherwise : found->second;
+}
+
+bool Rules::isOn(const std::string &key) const
+{
+    std::string text = setting(key, "");
+    for (char &letter : text)
+        letter = char(tolower(letter));
+    return text != "" && text != "0" && text != "false";
 }
 
 Rules::Id Rules::ownClient(const std::string &name)
 {
-    return mServers[name].isConnected && !has("getClientID", "refuse") ? mServers[name].own : 0;
+    return mServers[name].isConnected && !misbehaves("getClientID") ? mServers[name].own : 0;
 }
 
 Rules::Id Rules::ownChannel(const std::string &name, Id own)
 {
     const Server &server = mServers[name];
-    const auto found = server.clients.find(own);
     const bool isKnown =
-        server.isConnected && found != server.clients.end() && !has("getChannelOfClient", "refuse");
-    return isKnown ? found->second : 0;
+        server.isConnected && server.clients.count(own) && !misbehaves("getChannelOfClient");
+    return isKnown ? server.clients.at(own) : 0;
 }
 
 void Rules::learnClientsIn(const std::string &name, Id channel)
 {
     const Server &server = mServers[name];
-    const std::string function = "getChannelClientList";
-    if (!server.isConnected || has(function, "refuse") || has(function, "empty")
-        || server.channels.count(channel) == 0) {
+    if (!server.isConnected || misbehaves("getChannelClientList")
+        || server.channels.count(channel) == 0)
         return;
-    }
     for (const auto &[client, in] : server.clients) {
         if (in == channel)
             mKnown[name].clients.insert(client);
@@ -201,33 +193,10 @@ void Rules::learnClientsIn(const std::string &name, Id channel)
 
 void Rules::learnChannels(const std::string &name)
 {
-    if (!mServers[name].isConnected || has("getChannelList", "refuse")
-        || has("getChannelList", "empty"))
+    if (!mServers[name].isConnected || misbehaves("getChannelList"))
         return;
     for (const auto &[channel, password] : mServers[name].channels)
         mKnown[name].channels.insert(channel);
-}
-
-void Rules::establish(const std::string &name)
-{
-    const std::string function = "getServerVariableAsString";
-    mKnown[name].isLoaded = true;
-    mKnown[name].uid = has(function, "refuse") ? "Unknown"
-        : has(function, "empty")               ? ""
-                                               : mServers[name].uid;
-    learnClientsIn(name, ownChannel(name, ownClient(name)));
-    learnChannels(name);
-}
-
-bool Rules::isOn(const std::string &key) const
-{
-    const auto found = mSettings.find(key);
-    if (found == mSettings.end())
-        return false;
-    std::string text = found->second;
-    for (char &letter : text)
-        letter = char(tolower(letter));
-    return text != "" && text != "0" && text != "false";
 }
 
 Rules::Id Rules::knownChannel(const std::string &name, Id channel)
@@ -263,8 +232,7 @@ void Rules::wasMoved(const std::string &name, Id client, Id channel, Id mover)
     if (mSettings.count("staybolt." + uid))
         return;
     if (isOn("module.staybolt.idleDock")) {
-        const auto found = mSettings.find("module.idleDock." + uid + ".target");
-        const std::string target = found == mSettings.end() ? "" : found->second;
+        const std::string target = setting("module.idleDock." + uid + ".target", "");
         const bool isNumber =
             !target.empty() && target.find_first_not_of("0123456789") == std::string::npos;
         const Id number = isNumber ? std::stoull(target) : 0;
@@ -279,51 +247,48 @@ void Rules::wasMoved(const std::string &name, Id client, Id channel, Id mover)
     if (moves && mAnswersInside)
         movedItself(on, own, back, false);
     if (isOn("staybolt.sendNotify")) {
-        const auto custom = mSettings.find("staybolt.customNotify");
-        send(on, addressee,
-             custom == mSettings.end() ? "This operation is not permitted!" : custom->second);
+        const std::string text =
+            setting("staybolt.customNotify", "This operation is not permitted!");
+        request("requestSendPrivateTextMsg",
+                {"expect", "message", on, std::to_string(addressee), text}, addressee, "");
     }
     if (moves && !mAnswersInside)
         movedItself(on, own, back, false);
 }
 
-void Rules::request(const Words &what, const std::string &error)
+/// Expects a request, and a line in the log where the host refuses it; returns whether it does not.
+bool Rules::request(const std::string &function, Line expectation, Id client, std::string error)
 {
-    expected.push_back(what);
-    if (error.empty())
-        return;
-    const std::string text = has("getErrorMessage", "refuse") ? "Unknown error"
-        : has("getErrorMessage", "empty")                     ? ""
-                                                              : error;
-    expected.push_back({"expect", "log", what[2], text});
+    const std::string name = expectation[2];
+    const Server &server = mServers[name];
+    if (misbehaves(function))
+        error = "insufficient permissions";
+    else if (!server.isConnected)
+        error = "unknown connection";
+    else if (server.clients.count(client) == 0)
+        error = "unknown client";
+    expected.push_back(std::move(expectation));
+    if (!error.empty()) {
+        error = given("getErrorMessage", error, "Unknown error");
+        expected.push_back({"expect", "log", name, error});
+        return false;
+    }
+    return true;
 }
 
-/// Answers whether the client reports a move because of it.
+/// Returns whether the host reports a move because of it.
 bool Rules::requestMove(const std::string &name, Id client, Id channel)
 {
     Server &server = mServers[name];
     const auto target = server.channels.find(channel);
-    const std::string error = !server.isConnected ? "unknown connection"
-        : has("requestClientMove", "refuse")      ? "insufficient permissions"
-        : server.clients.count(client) == 0       ? "unknown client"
-        : target == server.channels.end()         ? "unknown channel"
-        : !target->second.empty()                 ? "wrong channel password"
-                                                  : "";
-    request({"expect", "move", name, std::to_string(client), std::to_string(channel)}, error);
-    if (!error.empty() || server.clients[client] == channel)
+    const std::string error = target == server.channels.end() ? "unknown channel"
+        : !target->second.empty()                             ? "wrong channel password"
+                                                              : "";
+    const Line move{"expect", "move", name, std::to_string(client), std::to_string(channel)};
+    if (!request("requestClientMove", move, client, error) || server.clients[client] == channel)
         return false;
     server.clients[client] = channel;
     return true;
-}
-
-void Rules::send(const std::string &name, Id client, const std::string &text)
-{
-    const Server &server = mServers[name];
-    const std::string error = !server.isConnected    ? "unknown connection"
-        : has("requestSendPrivateTextMsg", "refuse") ? "insufficient permissions"
-        : server.clients.count(client) == 0          ? "unknown client"
-                                                     : "";
-    request({"expect", "message", name, std::to_string(client), text}, error);
 }
 
 }

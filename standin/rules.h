@@ -7,17 +7,20 @@
 
 namespace standin {
 
+/// A line of a scenario, word by word.
+using Line = std::vector<std::string>;
+
 /// The rules that the plug-in goes by once more, in plain containers and as plainly as they can be
 /// said. Nothing here is shared with the plug-in, and nothing is asked of the host.
 class Rules
 {
 public:
-    /// Lets a statement of a scenario happen. Answers whether it makes sense as things stand; if
-    /// not, nothing has happened.
-    bool happen(const std::vector<std::string> &statement);
+    /// Lets what a line says happen. Returns whether it makes sense as things stand; if not,
+    /// nothing has happened.
+    bool happen(const Line &line);
 
-    /// What must be expected after it, as statements.
-    std::vector<std::vector<std::string>> expected;
+    /// What must be expected after it.
+    std::vector<Line> expected;
 
 private:
     using Id = unsigned long long;
@@ -25,7 +28,6 @@ private:
     /// What is the case on a server.
     struct Server
     {
-        Id connection = 0;
         std::string uid;
         bool isConnected = false;
         Id own = 0;
@@ -42,36 +44,35 @@ private:
         std::set<Id> clients;
     };
 
-    bool prepare(const std::vector<std::string> &words);
-    bool happenOn(const std::string &name, const std::vector<std::string> &words);
-    bool change(const std::vector<std::string> &words);
+    bool prepare(const Line &line);
+    bool happenOn(const std::string &name, const Line &line);
+    bool useDialog(const Line &line);
 
-    bool has(const std::string &function, const char *fault) const;
+    bool misbehaves(const std::string &function) const { return mFaults.count(function) > 0; }
+    std::string given(const std::string &function, const std::string &text,
+                      const std::string &otherwise) const;
+    std::string setting(const std::string &key, const std::string &otherwise) const;
+    bool isOn(const std::string &key) const;
+
     Id ownClient(const std::string &name);
     Id ownChannel(const std::string &name, Id own);
     void learnClientsIn(const std::string &name, Id channel);
     void learnChannels(const std::string &name);
-    void establish(const std::string &name);
-    bool isOn(const std::string &key) const;
     Id knownChannel(const std::string &name, Id channel);
     void movedItself(const std::string &name, Id client, Id channel, bool leaves);
     void wasMoved(const std::string &name, Id client, Id channel, Id mover);
-    void request(const std::vector<std::string> &what, const std::string &error);
+    bool request(const std::string &function, Line expectation, Id client, std::string error);
     bool requestMove(const std::string &name, Id client, Id channel);
-    void send(const std::string &name, Id client, const std::string &text);
 
     std::map<std::string, Server> mServers;
     std::map<std::string, Known> mKnown;
     std::map<std::string, std::string> mSettings;
-    std::map<std::string, std::string> mFaults; ///< what is the matter with functions of the host
+    std::map<std::string, std::string> mFaults; ///< how functions of the host misbehave
     bool mIsPluginLoaded = false;
     bool mAnswersInside = false;
     Id mRemembered = 0;
-    // What the dialog shows.
-    bool mIsOpen = false;
-    bool mNotify = false;
-    bool mIdleDock = false;
-    std::string mText;
+    bool mIsOpen = false; ///< the dialog
+    std::map<std::string, std::string> mFields; ///< what it shows
 };
 
 }

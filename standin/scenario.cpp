@@ -2,109 +2,68 @@
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QSlider>
 
 #include <limits>
+#include <optional>
 
 namespace standin {
 
 namespace {
 
-/// A scenario that makes no sense; exit status 2.
-struct Mistake
+/// Why playing stops.
+struct Problem
 {
+    Scenario::Outcome outcome;
     QString message;
 };
 
-/// An expectation that does not hold; exit status 1.
-struct Mismatch
+[[noreturn]] void refuse(const QString &why) { throw Problem{Scenario::Unplayable, why}; }
+
+[[noreturn]] void refuseStatement(const QString &name)
 {
-    QString message;
-};
+    refuse(QStringLiteral("there is no statement \"%1\"; say \"help\"").arg(name));
+}
 
 /// Splits a line at blanks; double or single quotes keep blanks together, and a # outside of them
 /// starts a comment.
 QStringList split(const QString &line)
 {
+    static const QRegularExpression pattern(
+        QStringLiteral(R"re("([^"]*)"|'([^']*)'|([^\s"'#]+)|(#).*|(["']))re"));
     QStringList words;
-    QString word;
-    bool inWord = false;
-    QChar quote;
-    for (const QChar c : line) {
-        if (quote.isNull() && (c == QLatin1Char('"') || c == QLatin1Char('\''))) {
-            quote = c;
-            inWord = true;
-        } else if (c == quote) {
-            quote = QChar();
-        } else if (quote.isNull() && c == QLatin1Char('#')) {
-            break;
-        } else if (!quote.isNull() || !c.isSpace()) {
-            word.append(c);
-            inWord = true;
-        } else if (inWord) {
-            words.append(word);
-            word.clear();
-            inWord = false;
-        }
+    for (auto matches = pattern.globalMatch(line); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        if (match.capturedLength(5) > 0)
+            refuse(QStringLiteral("a quoted text has no end"));
+        if (match.capturedLength(4) == 0)
+            words.append(match.captured(1) + match.captured(2) + match.captured(3));
     }
-    if (!quote.isNull())
-        throw Mistake{QStringLiteral("a quoted text has no end")};
-    if (inWord)
-        words.append(word);
     return words;
 }
 
+/// A button or a field of the settings dialog, by the name that scenarios have for it.
 template<typename T>
-T *widget(const char *name)
+T *control(const QString &name)
 {
+    static const QMap<QString, const char *> objects{
+        {QStringLiteral("save"), "buttonApply"},    {QStringLiteral("remove"), "buttonRemove"},
+        {QStringLiteral("reload"), "buttonReload"}, {QStringLiteral("text"), "lineCustomNotify"},
+        {QStringLiteral("notify"), "sliderNotify"}, {QStringLiteral("idledock"), "sliderIdleDock"},
+    };
     const QWidget *dialog = Stage::dialog();
-    T *found = dialog ? dialog->findChild<T *>(QLatin1String(name)) : nullptr;
+    T *found = dialog ? dialog->findChild<T *>(QLatin1String(objects.value(name))) : nullptr;
     if (!found)
-        throw Mismatch{QStringLiteral("there is no settings dialog")};
+        throw Problem{Scenario::Failed, QStringLiteral("there is no settings dialog")};
     return found;
 }
 
-void expectText(const QString &what, const QString &expected, const QString &came)
-{
-    if (expected != came)
-        throw Mismatch{QStringLiteral("%1: expected: %2; came: %3").arg(what, expected, came)};
-}
-
-void expectState(const char *what, bool expected, bool came)
-{
-    const auto text = [](bool state) { return QLatin1String(state ? "on" : "off"); };
-    expectText(QLatin1String(what), text(expected), text(came));
-}
-
-quint64 number(const QString &what, const QString &word, quint64 highest)
-{
-    bool isNumber = false;
-    const quint64 number = word.toULongLong(&isNumber);
-    if (!isNumber || number > highest) {
-        throw Mistake{QStringLiteral("%1 is not a number from 0 to %2: %3")
-                          .arg(what, QString::number(highest), word)};
-    }
-    return number;
-}
-
-/// The id of the one of that name; `word` may also be an id.
-template<typename List>
-quint64 named(const char *what, const List &list, const QString &word, quint64 highest)
-{
-    for (const auto &one : list) {
-        if (!one.name.isEmpty() && QString::fromUtf8(one.name) == word)
-            return one.id;
-    }
-    bool isNumber = false;
-    const quint64 id = word.toULongLong(&isNumber);
-    if (!isNumber || id > highest)
-        throw Mistake{QStringLiteral("there is no %1 \"%2\"").arg(QLatin1String(what), word)};
-    return id;
-}
+const QString nothing = QStringLiteral("nothing");
+const QString absent = QStringLiteral("(absent)");
 
 /// What somebody would read who opens the settings file now.
 QString stored(const QString &file, const QString &key)
@@ -113,11 +72,53 @@ QString stored(const QString &file, const QString &key)
     const QString copy = folder.filePath(QStringLiteral("copy.ini"));
     QFile::copy(file, copy);
     const QSettings settings(copy, QSettings::IniFormat);
-    return settings.contains(key) ? settings.value(key).toString() : QStringLiteral("(absent)");
+    return settings.contains(key) ? settings.value(key).toString() : absent;
 }
 
-constexpr quint64 anyId = std::numeric_limits<quint64>::max();
-constexpr quint64 anyClient = std::numeric_limits<ClientId>::max();
+/// The number that a word is; a negative one counts from the end.
+std::optional<quint64> number(const QString &word, quint64 highest)
+{
+    bool isNumber = false;
+    quint64 number = word.toULongLong(&isNumber);
+    if (!isNumber)
+        number = quint64(word.toLongLong(&isNumber));
+    return isNumber && number <= highest ? std::optional<quint64>(number) : std::nullopt;
+}
+
+/// The id of the one of that name; `word` may also be an id.
+template<typename List>
+std::optional<quint64> idOf(const List &list, const QString &word, quint64 highest)
+{
+    for (const auto &one : list) {
+        if (!one.name.isEmpty() && QString::fromUtf8(one.name) == word)
+            return one.id;
+    }
+    return number(word, highest);
+}
+
+/// The line of the story for what a statement means: names stand in place of capital words, and of
+/// go/goes the verb that fits the subject.
+QString told(const char *meaning, const QMap<QString, QString> &names)
+{
+    QStringList words = QString::fromLatin1(meaning).split(QLatin1Char(' '));
+    const int verb = names.value(words.first()) == QLatin1String("you") ? 0 : 1;
+    for (QString &word : words) {
+        if (word.contains(QLatin1Char('/')))
+            word = word.section(QLatin1Char('/'), verb, verb);
+        word = names.value(word, word);
+    }
+    QString line = words.join(QLatin1Char(' '));
+    line[0] = line.at(0).toUpper();
+    return line;
+}
+
+// The host's values of the connection status, and of how a move relates to the user's view.
+constexpr int disconnected = 0;
+constexpr int established = 4;
+enum Visibility { enters = 0, retains = 1, leaves = 2 };
+
+constexpr const char *invoker = "somebody";
+constexpr const char *invokerUid = "invoker=";
 
 }
 
@@ -125,10 +126,11 @@ constexpr quint64 anyClient = std::numeric_limits<ClientId>::max();
 class Scenario::Words
 {
 public:
-    /// Takes `words` as `pattern` says: NAMES stand for a text or, where there is a kind of that
-    /// name, an id, TEXT... for all that is left; other words stand for themselves, a|b for one of
-    /// several; what is in brackets may be missing.
-    Words(const Stage &stage, const QString &pattern, QStringList words)
+    /// Takes `words` as `pattern` says: SERVER, NUMBER and what ends in CHANNEL or CLIENT stand for
+    /// an id, FUNCTION for one of the table's, other names for a text, NAME:a|b for one of several
+    /// words, TEXT... for all that is left; what is in small letters stands for itself, and what is
+    /// in brackets may be missing.
+    Words(const Host &host, const QString &pattern, QStringList words)
     {
         bool isSkipping = false;
         const QStringList tokens = pattern.split(QLatin1Char(' '), Qt::SkipEmptyParts);
@@ -136,81 +138,90 @@ public:
             const bool opens = token.startsWith(QLatin1Char('['));
             const bool closes = token.endsWith(QLatin1Char(']'));
             token.remove(QLatin1Char('[')).remove(QLatin1Char(']'));
-            if (opens) {
-                isSkipping = words.isEmpty()
-                    || (isFixed(token) && !token.split(QLatin1Char('|')).contains(words.first()));
-            }
+            if (opens)
+                isSkipping = words.isEmpty() || (isFixed(token) && words.first() != token);
             if (!isSkipping)
-                take(stage, token, words);
+                take(host, token, words);
             if (closes)
                 isSkipping = false;
         }
         if (!words.isEmpty())
-            throw Mistake{QStringLiteral("too much: %1").arg(words.join(QLatin1Char(' ')))};
+            refuse(QStringLiteral("too much: %1").arg(words.join(QLatin1Char(' '))));
     }
 
     bool has(const char *name) const { return mTexts.contains(QLatin1String(name)); }
     QString text(const char *name) const { return mTexts.value(QLatin1String(name)); }
     QByteArray bytes(const char *name) const { return text(name).toUtf8(); }
+    bool is(const char *name, const char *word) const { return text(name) == QLatin1String(word); }
     quint64 id(const char *name) const { return mIds.value(QLatin1String(name)); }
-    ClientId client(const char *name) const { return static_cast<ClientId>(id(name)); }
-    const QStringList &rest() const { return mRest; }
+    Id server() const { return id("SERVER"); }
+    Id channel() const { return id("CHANNEL"); }
+    ClientId client(const char *name = "CLIENT") const { return ClientId(id(name)); }
+    int view() const
+    {
+        return is("VIEW", "enters") ? enters : is("VIEW", "leaves") ? leaves : retains;
+    }
+    /// What the story calls them.
+    const QMap<QString, QString> &names() const { return mNames; }
 
 private:
     static bool isFixed(const QString &token) { return token.at(0).isLower(); }
-    void take(const Stage &stage, const QString &token, QStringList &words);
+    void take(const Host &host, const QString &token, QStringList &words);
 
     QMap<QString, QString> mTexts;
     QMap<QString, quint64> mIds;
-    QStringList mRest;
+    QMap<QString, QString> mNames;
 };
 
-/// The highest id that the words of some names stand for.
-const QMap<QString, quint64> numbers{{QStringLiteral("ID"), anyId},
-                                     {QStringLiteral("CONNECTION"), anyId},
-                                     {QStringLiteral("PARENT"), anyId},
-                                     {QStringLiteral("CLIENT-ID"), anyClient},
-                                     {QStringLiteral("NUMBER"), 0x7fffffff}};
-
-void Scenario::Words::take(const Stage &stage, const QString &token, QStringList &words)
+void Scenario::Words::take(const Host &host, const QString &token, QStringList &words)
 {
     if (token.endsWith(QLatin1String("..."))) {
-        mRest = std::exchange(words, {});
+        mTexts.insert(token, std::exchange(words, {}).join(QLatin1String(", ")));
         return;
     }
     if (words.isEmpty())
-        throw Mistake{QStringLiteral("%1 is missing").arg(token)};
+        refuse(QStringLiteral("%1 is missing").arg(token));
     const QString word = words.takeFirst();
-    if (isFixed(token)) {
-        if (!token.split(QLatin1Char('|')).contains(word))
-            throw Mistake{QStringLiteral("%1 is due, not %2").arg(token, word)};
-        mTexts.insert(word, word);
+    const QString name = token.section(QLatin1Char(':'), 0, 0);
+    const QString choices = token.section(QLatin1Char(':'), -1);
+    if ((isFixed(token) || name != token) && !choices.split(QLatin1Char('|')).contains(word))
+        refuse(QStringLiteral("%1 is due, not %2").arg(choices, word));
+    mTexts.insert(name, word);
+    mNames.insert(name, quoted(word.toUtf8()));
+
+    const Server server = host.servers.value(this->server());
+    std::optional<quint64> id;
+    if (name == QLatin1String("SERVER")) {
+        for (const Server &one : host.servers) {
+            if (QString::fromUtf8(one.name) == word)
+                id = one.connection;
+        }
+    } else if (name.endsWith(QLatin1String("CHANNEL"))) {
+        id = idOf(server.channels, word, std::numeric_limits<Id>::max());
+        mNames.insert(name, host.channelName(server.connection, id.value_or(0)));
+    } else if (name.endsWith(QLatin1String("CLIENT"))) {
+        id = idOf(server.clients, word, std::numeric_limits<ClientId>::max());
+        mNames.insert(name, host.clientName(server.connection, id.value_or(0)));
+    } else if (name == QLatin1String("NUMBER")) {
+        id = number(word, std::numeric_limits<quint64>::max());
+    } else if (name != QLatin1String("FUNCTION") || Host::knows(word.toUtf8())) {
         return;
     }
-    mTexts.insert(token, word);
-    const Server server = stage.host.servers.value(id("SERVER"));
-    if (token == QLatin1String("SERVER")) {
-        for (const Server &one : stage.host.servers) {
-            if (QString::fromUtf8(one.name) == word)
-                mIds.insert(token, one.connection);
-        }
-        if (!mIds.contains(token))
-            throw Mistake{QStringLiteral("there is no server \"%1\"").arg(word)};
-    } else if (token == QLatin1String("CHANNEL")) {
-        mIds.insert(token, named("channel", server.channels, word, anyId));
-    } else if (QStringList{QStringLiteral("CLIENT"), QStringLiteral("MOVER"),
-                           QStringLiteral("INVOKER")}
-                   .contains(token)) {
-        mIds.insert(token, named("client", server.clients, word, anyClient));
-    } else if (numbers.contains(token)) {
-        mIds.insert(token, number(token, word, numbers.value(token)));
-    }
+    if (!id)
+        refuse(QStringLiteral("there is no %1 \"%2\"").arg(name, word));
+    mIds.insert(name, *id);
 }
 
-/// One statement of the language: its name, its words, what it does, and when it may be played.
+/// One statement of the language: its name, its words, what it means and does, and when it may be
+/// played.
 struct Scenario::Statement
 {
-    enum When { Always, Loaded, Unloaded };
+    enum When {
+        Always,
+        Unloaded, ///< while the plug-in is not loaded
+        Loaded,
+        Event ///< while it is loaded, and told as a line of the story
+    };
 
     const char *name;
     const char *pattern;
@@ -219,8 +230,8 @@ struct Scenario::Statement
     void (*play)(Scenario &scenario, const Words &words);
 };
 
-Scenario::Scenario(Stage &stage, const QString &library, QTextStream &errors) :
-    mStage(stage), mLibrary(library), mErrors(errors)
+Scenario::Scenario(const QString &library, QTextStream &errors, const QString &configFolder) :
+    Stage(configFolder), mLibrary(library), mErrors(errors)
 {
 }
 
@@ -229,143 +240,178 @@ const QList<Scenario::Statement> &Scenario::statements()
     using S = Scenario &;
     using W = const Words &;
     const auto always = Statement::Always;
+    const auto unloaded = Statement::Unloaded;
     const auto loaded = Statement::Loaded;
+    const auto event = Statement::Event;
     static const QList<Statement> all{
         // The stage.
-        {"server", "NAME UID [CONNECTION]", "there is a server", always,
+        {"server", "NAME UID [NUMBER]", "there is a server, of that connection", always,
          [](S s, W w) {
-             QMap<Id, Server> &servers = s.mStage.host.servers;
-             Server server;
-             server.name = w.bytes("NAME");
-             server.uid = w.bytes("UID");
-             server.connection = w.has("CONNECTION") ? w.id("CONNECTION")
-                 : servers.isEmpty()                 ? 1
-                                                     : servers.lastKey() + 1;
-             servers.insert(server.connection, server);
+             QMap<Id, Server> &servers = s.host.servers;
+             const Id next = servers.isEmpty() ? 1 : servers.lastKey() + 1;
+             const Id connection = w.has("NUMBER") ? w.id("NUMBER") : next;
+             servers.insert(connection, {connection, w.bytes("UID"), w.bytes("NAME")});
          }},
-        {"channel", "SERVER ID NAME [default] [password TEXT]", "it has a channel", always,
+        {"channel", "SERVER CHANNEL NAME [default] [password TEXT]", "it has a channel", always,
          [](S s, W w) {
-             s.mStage.host.servers[w.id("SERVER")].channels.append(
-                 {w.id("ID"), w.bytes("NAME"), w.bytes("TEXT"), w.has("default") ? 1 : 0});
+             s.server(w).channels.append(
+                 {w.channel(), w.bytes("NAME"), w.bytes("TEXT"), w.has("default") ? 1 : 0});
          }},
-        {"client", "SERVER CLIENT-ID NAME CHANNEL [UID]", "somebody is there, or comes", always,
+        {"client", "SERVER CLIENT NAME CHANNEL [UID]", "somebody is there, or comes", always,
          [](S s, W w) { s.addClient(w, false); }},
-        {"user", "SERVER CLIENT-ID NAME CHANNEL", "you will be there", always,
+        {"user", "SERVER CLIENT NAME CHANNEL", "you will be there", always,
          [](S s, W w) { s.addClient(w, true); }},
-        {"setting", "KEY [VALUE]", "the settings file holds that, or nothing", Statement::Unloaded,
+        {"setting", "KEY [VALUE]", "the settings file holds that, or nothing", unloaded,
          [](S s, W w) {
-             QSettings settings(s.mStage.settingsFile(), QSettings::IniFormat);
+             QSettings settings(s.settingsFile(), QSettings::IniFormat);
              if (w.has("VALUE"))
                  settings.setValue(w.text("KEY"), w.text("VALUE"));
              else
                  settings.remove(w.text("KEY"));
          }},
-        {"load", "", "the client loads the plug-in", Statement::Unloaded,
+        {"load", "", "the host loads the plug-in", unloaded,
          [](S s, W) {
-             const QString error = s.mStage.load(s.mLibrary);
+             const QString error = s.load(s.mLibrary);
              if (!error.isEmpty())
-                 throw Mistake{error};
+                 refuse(error);
          }},
-        {"unload", "", "the client unloads it", loaded, [](S s, W) { s.mStage.unload(); }},
+        {"unload", "", "the host unloads it", loaded, [](S s, W) { s.unload(); }},
 
         // What happens on the servers.
-        {"connect", "SERVER", "you connect", loaded,
-         [](S s, W w) { s.mStage.connect(w.id("SERVER")); }},
-        {"disconnect", "SERVER [error NUMBER]", "you leave, or lose the connection", loaded,
+        {"connect", "SERVER", "you connect to SERVER", event,
          [](S s, W w) {
-             s.mStage.disconnect(w.id("SERVER"), static_cast<unsigned>(w.id("NUMBER")));
+             Server &server = s.server(w);
+             s.host.currentConnection = server.connection;
+             for (int status = disconnected + 1; status <= established; ++status) {
+                 server.status = status;
+                 s.call(&Plugin::onConnectStatusChangeEvent, server.connection, status, 0);
+             }
          }},
-        {"tab", "SERVER", "the client shows the server's tab", always,
-         [](S s, W w) { s.mStage.host.currentConnection = w.id("SERVER"); }},
-        {"move", "SERVER CLIENT CHANNEL [enters|leaves]", "somebody, or you, changes channel",
-         loaded,
+        {"disconnect", "SERVER [error NUMBER]", "the connection to SERVER ends", event,
          [](S s, W w) {
-             s.mStage.move(w.id("SERVER"), w.client("CLIENT"), w.id("CHANNEL"), visibility(w));
+             s.server(w).status = disconnected;
+             s.call(&Plugin::onConnectStatusChangeEvent, w.server(), disconnected,
+                    unsigned(w.id("NUMBER")));
          }},
-        {"moved", "SERVER CLIENT CHANNEL by MOVER [enters|leaves]", "is moved by somebody", loaded,
+        {"tab", "SERVER", "the host shows the tab of SERVER", always,
+         [](S s, W w) { s.host.currentConnection = w.server(); }},
+        {"move", "SERVER CLIENT CHANNEL [VIEW:enters|leaves]",
+         "CLIENT go/goes to CHANNEL on SERVER", event,
          [](S s, W w) {
-             s.mStage.moved(w.id("SERVER"), w.client("CLIENT"), w.id("CHANNEL"), w.client("MOVER"),
-                            visibility(w));
+             const Id oldChannel = s.put(w);
+             s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, w.channel(),
+                    w.view(), "");
          }},
-        {"leave", "SERVER CLIENT", "leaves the server", loaded,
-         [](S s, W w) { s.mStage.leave(w.id("SERVER"), w.client("CLIENT")); }},
-        {"rename", "SERVER CLIENT NAME", "takes another name", loaded,
+        {"moved", "SERVER CLIENT CHANNEL by OTHER-CLIENT [VIEW:enters|leaves]",
+         "OTHER-CLIENT move/moves CLIENT to CHANNEL on SERVER", event,
          [](S s, W w) {
-             s.mStage.renameClient(w.id("SERVER"), w.client("CLIENT"), w.bytes("NAME"));
+             const Id oldChannel = s.put(w);
+             s.call(&Plugin::onClientMoveMovedEvent, w.server(), w.client(), oldChannel,
+                    w.channel(), w.view(), w.client("OTHER-CLIENT"), invoker, invokerUid, "");
          }},
-        {"news", "SERVER CLIENT by INVOKER", "there is news of a client", loaded,
+        {"leave", "SERVER CLIENT", "CLIENT leave/leaves SERVER", event,
          [](S s, W w) {
-             s.mStage.updateClient(w.id("SERVER"), w.client("CLIENT"), w.client("INVOKER"));
+             const Id oldChannel = s.server(w).clients.take(w.client()).channel;
+             s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, 0, leaves, "");
          }},
-        {"create", "SERVER ID NAME", "a channel is created", loaded,
+        {"rename", "SERVER CLIENT NAME", "CLIENT take/takes the name NAME", event,
          [](S s, W w) {
-             s.mStage.createChannel(w.id("SERVER"), {w.id("ID"), w.bytes("NAME")});
+             if (Client *client = s.server(w).client(w.client()))
+                 client->name = w.bytes("NAME");
+             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client(), invoker,
+                    invokerUid);
          }},
-        {"edit", "SERVER CHANNEL NAME", "is given another name", loaded,
-         [](S s, W w) { s.mStage.editChannel(w.id("SERVER"), w.id("CHANNEL"), w.bytes("NAME")); }},
-        {"update", "SERVER CHANNEL", "there is news of a channel", loaded,
-         [](S s, W w) { s.mStage.updateChannel(w.id("SERVER"), w.id("CHANNEL")); }},
-        {"reorder", "SERVER CHANNEL PARENT", "moves elsewhere in the tree", loaded,
-         [](S s, W w) { s.mStage.moveChannel(w.id("SERVER"), w.id("CHANNEL"), w.id("PARENT")); }},
-        {"delete", "SERVER CHANNEL", "is deleted", loaded,
-         [](S s, W w) { s.mStage.deleteChannel(w.id("SERVER"), w.id("CHANNEL")); }},
+        {"news", "SERVER CLIENT by OTHER-CLIENT", "there is news of CLIENT", event,
+         [](S s, W w) {
+             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client("OTHER-CLIENT"),
+                    invoker, invokerUid);
+         }},
+        {"create", "SERVER CHANNEL NAME", "the channel NAME is created on SERVER", event,
+         [](S s, W w) {
+             s.server(w).channels.append({w.channel(), w.bytes("NAME")});
+             s.call(&Plugin::onNewChannelCreatedEvent, w.server(), w.channel(), 0, 0, invoker,
+                    invokerUid);
+         }},
+        {"edit", "SERVER CHANNEL NAME", "the channel CHANNEL is given the name NAME", event,
+         [](S s, W w) {
+             if (Channel *channel = s.server(w).channel(w.channel()))
+                 channel->name = w.bytes("NAME");
+             s.call(&Plugin::onUpdateChannelEditedEvent, w.server(), w.channel(), 0, invoker,
+                    invokerUid);
+         }},
+        {"update", "SERVER CHANNEL", "there is news of the channel CHANNEL", event,
+         [](S s, W w) { s.call(&Plugin::onUpdateChannelEvent, w.server(), w.channel()); }},
+        {"reorder", "SERVER CHANNEL PARENT-CHANNEL",
+         "the channel CHANNEL moves elsewhere in the tree", event,
+         [](S s, W w) {
+             s.call(&Plugin::onChannelMoveEvent, w.server(), w.channel(), w.id("PARENT-CHANNEL"), 0,
+                    invoker, invokerUid);
+         }},
+        {"delete", "SERVER CHANNEL", "the channel CHANNEL is deleted", event,
+         [](S s, W w) {
+             QList<Channel> &channels = s.server(w).channels;
+             for (int i = channels.size() - 1; i >= 0; --i) {
+                 if (channels.at(i).id == w.channel())
+                     channels.removeAt(i);
+             }
+             s.call(&Plugin::onDelChannelEvent, w.server(), w.channel(), 0, invoker, invokerUid);
+         }},
 
-        // What the user does in the client and in the plug-in's dialog.
-        {"menu", "SERVER ITEM [channel CHANNEL] [client CLIENT]", "you choose an item", loaded,
+        // What the user does in the host and in the plug-in's dialog.
+        {"menu", "SERVER NUMBER [channel CHANNEL] [client CLIENT]",
+         "you choose NUMBER in the plug-in's menu", event,
          [](S s, W w) {
-             bool isNumber = false;
-             const int item = w.text("ITEM").toInt(&isNumber);
-             if (!isNumber)
-                 throw Mistake{QStringLiteral("ITEM is not a number: %1").arg(w.text("ITEM"))};
              const int type = w.has("channel") ? 1 : w.has("client") ? 2 : 0;
-             s.mStage.chooseMenuItem(w.id("SERVER"), type, item,
-                                     type == 1 ? w.id("CHANNEL") : w.id("CLIENT"));
+             s.call(&Plugin::onMenuItemEvent, w.server(), type, int(w.id("NUMBER")),
+                    type == 1 ? w.channel() : w.client());
          }},
-        {"hotkey", "KEYWORD", "you press it", loaded,
-         [](S s, W w) { s.mStage.pressHotkey(w.bytes("KEYWORD")); }},
-        {"configure", "", "you open the settings dialog", loaded,
-         [](S s, W) { s.mStage.configure(); }},
-        {"notify", "on|off", "you slide the switch of the notice", loaded,
-         [](S s, W w) { s.slide("sliderNotify", "label_2", w); }},
-        {"idledock", "on|off", "you slide the other switch", loaded,
-         [](S s, W w) { s.slide("sliderIdleDock", "label", w); }},
-        {"text", "TEXT", "you type that as the notice", loaded,
-         [](S s, W w) {
-             widget<QLineEdit>("lineCustomNotify")->setText(w.text("TEXT"));
-             s.mStage.tell(QStringLiteral("You type \"%1\" as the notice").arg(w.text("TEXT")));
-         }},
-        {"save", "", "you press Save", loaded, [](S s, W) { s.press("buttonApply"); }},
-        {"remove", "", "you press Remove", loaded, [](S s, W) { s.press("buttonRemove"); }},
-        {"reload", "", "you press Reload", loaded, [](S s, W) { s.press("buttonReload"); }},
-        {"close", "", "you close the dialog", loaded,
+        {"hotkey", "KEYWORD", "you press the hotkey KEYWORD", event,
+         [](S s, W w) { s.call(&Plugin::onHotkeyEvent, w.bytes("KEYWORD").constData()); }},
+        {"configure", "", "you open the plug-in's settings", event,
          [](S s, W) {
-             s.mStage.tell(QStringLiteral("You close the settings"));
-             if (Stage::dialog())
+             // The dialog has to open on the thread of the host's windows.
+             if (s.call(&Plugin::offersConfigure) != 2)
+                 s.host.complain(QStringLiteral("the settings are not offered on this thread"));
+             s.call(&Plugin::configure, nullptr, nullptr);
+         }},
+        {"press", "BUTTON:save|remove|reload|close", "you press BUTTON in the dialog", event,
+         [](S, W w) {
+             if (!w.is("BUTTON", "close"))
+                 control<QPushButton>(w.text("BUTTON"))->click();
+             else if (Stage::dialog())
                  Stage::dialog()->close();
          }},
-        {"window", "shown|hidden", "you show or hide the client's window", always,
-         [](S s, W w) { s.mStage.showWindow(w.has("shown")); }},
+        {"set", "FIELD:text|notify|idledock VALUE", "you set FIELD to VALUE", event,
+         [](S, W w) {
+             const QString value = w.text("VALUE");
+             if (w.is("FIELD", "text"))
+                 return control<QLineEdit>(w.text("FIELD"))->setText(value);
+             if (!w.is("VALUE", "on") && !w.is("VALUE", "off"))
+                 refuse(QStringLiteral("on or off is due, not %1").arg(value));
+             control<QSlider>(w.text("FIELD"))->setValue(w.is("VALUE", "on") ? 1 : 0);
+         }},
+        {"window", "STATE:shown|hidden", "the host's window is STATE", event,
+         [](S s, W w) { s.showWindow(w.is("STATE", "shown")); }},
 
-        // How the client answers.
-        {"refuse", "FUNCTION [TEXT]", "a function of the client fails", always,
+        // How the host answers.
+        {"refuse", "FUNCTION [TEXT]", "a function of the host fails", always,
          [](S s, W w) {
-             s.mStage.host.faults.insert(function(w), Fault::Refuse);
+             s.host.faults.insert(w.bytes("FUNCTION"), Fault::Refuse);
              if (w.has("TEXT"))
-                 s.mStage.host.refusal = w.bytes("TEXT");
+                 s.host.refusal = w.bytes("TEXT");
          }},
         {"empty", "FUNCTION", "it hands out a null pointer", always,
-         [](S s, W w) { s.mStage.host.faults.insert(function(w), Fault::Null); }},
+         [](S s, W w) { s.host.faults.insert(w.bytes("FUNCTION"), Fault::Null); }},
         {"garble", "FUNCTION", "it hands out bytes that are not UTF-8", always,
-         [](S s, W w) { s.mStage.host.faults.insert(function(w), Fault::Garble); }},
+         [](S s, W w) { s.host.faults.insert(w.bytes("FUNCTION"), Fault::Garble); }},
         {"allow", "FUNCTION", "it works again", always,
-         [](S s, W w) { s.mStage.host.faults.remove(function(w)); }},
-        {"callbacks", "inside|after", "when the client reports a move that was asked for", always,
-         [](S s, W w) { s.mStage.host.answersInside = w.has("inside"); }},
+         [](S s, W w) { s.host.faults.remove(w.bytes("FUNCTION")); }},
+        {"callbacks", "WHEN:inside|after", "when the host reports a move that was asked for",
+         always, [](S s, W w) { s.host.answersInside = w.is("WHEN", "inside"); }},
 
         // For people.
         {"show", "", "who is where", always, [](S s, W) { s.show(); }},
-        {"say", "TEXT", "a line of the story", always,
-         [](S s, W w) { s.mStage.tell(w.text("TEXT")); }},
+        {"say", "TEXT", "a line of the story", always, [](S s, W w) { s.tell(w.text("TEXT")); }},
         {"help", "[STATEMENT]", "this list, or a part of it", always,
          [](S s, W w) { s.mErrors << help(w.text("STATEMENT")) << Qt::flush; }},
         {"quit", "", "the end", always, [](S s, W) { s.mIsOver = true; }},
@@ -374,105 +420,61 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"expect move", "SERVER CLIENT CHANNEL [password TEXT]", "the plug-in asked for a move",
          always,
          [](S s, W w) {
-             s.expectRequest(
-                 {Request::Move, w.id("SERVER"), w.id("CLIENT"), w.id("CHANNEL"), w.bytes("TEXT")});
+             s.expectRequest({Request::Move, w.server(), w.client(), w.channel(), w.bytes("TEXT")});
          }},
         {"expect message", "SERVER CLIENT TEXT", "it asked for a message to somebody", always,
          [](S s, W w) {
-             s.expectRequest(
-                 {Request::Message, w.id("SERVER"), w.id("CLIENT"), 0, w.bytes("TEXT")});
+             s.expectRequest({Request::Message, w.server(), w.client(), 0, w.bytes("TEXT")});
          }},
         {"expect log", "SERVER TEXT [level NUMBER]", "it wrote to the log, as a warning (2)",
          always,
          [](S s, W w) {
-             Request request{Request::Log, w.id("SERVER"), 0, 0, w.bytes("TEXT")};
-             request.level = w.has("level") ? static_cast<int>(w.id("NUMBER")) : 2;
-             s.expectRequest(request);
+             const int level = w.has("level") ? int(w.id("NUMBER")) : 2;
+             s.expectRequest({Request::Log, w.server(), 0, 0, w.bytes("TEXT"), level});
          }},
         {"expect nothing", "", "it asked for nothing more", always,
-         [](S s, W) {
-             const QList<Request> &requests = s.mStage.host.requests;
-             const QString nothing = QStringLiteral("nothing");
-             expectText(QStringLiteral("request"), nothing,
-                        requests.isEmpty() ? nothing : s.mStage.host.describe(requests.first()));
-         }},
+         [](S s, W) { s.expectRequest(nothing); }},
         {"expect in", "SERVER CLIENT CHANNEL", "somebody is in that channel", always,
          [](S s, W w) {
-             const Server server = s.mStage.host.servers.value(w.id("SERVER"));
-             const Id in = server.clients.value(w.client("CLIENT")).channel;
              const auto name = [&](Id channel) {
-                 return QStringLiteral("%1 (%2)")
-                     .arg(s.mStage.host.channelName(server.connection, channel))
-                     .arg(channel);
+                 return withId(s.host.channelName(w.server(), channel), channel);
              };
-             expectText(QStringLiteral("in"), name(w.id("CHANNEL")), name(in));
+             const Client client = s.server(w).clients.value(w.client());
+             s.expect(name(w.channel()), name(client.channel));
          }},
         {"expect info", "TEXT", "the info panel of servers, channels and clients", loaded,
          [](S s, W w) {
              for (int itemType : {0, 1, 2})
-                 expectText(QStringLiteral("info"), w.text("TEXT"), s.mStage.info(itemType));
+                 s.expect(w.text("TEXT"), s.info(itemType));
          }},
         {"expect menu", "TEXT...", "the plug-in's menu", loaded,
-         [](S s, W w) {
-             const QString comma = QStringLiteral(", ");
-             expectText(QStringLiteral("menu"), w.rest().join(comma), s.mStage.menu().join(comma));
-         }},
+         [](S s, W w) { s.expect(w.text("TEXT..."), s.menu()); }},
         {"expect hotkeys", "TEXT...", "its hotkeys", loaded,
+         [](S s, W w) { s.expect(w.text("TEXT..."), s.hotkeys()); }},
+        {"expect dialog", "STATE:open|closed", "its dialog", always,
          [](S s, W w) {
-             const QString comma = QStringLiteral(", ");
-             expectText(QStringLiteral("hotkeys"), w.rest().join(comma),
-                        s.mStage.hotkeys().join(comma));
+             const bool isOpen = Stage::dialog() && Stage::dialog()->isVisible();
+             s.expect(w.text("STATE"), QLatin1String(isOpen ? "open" : "closed"));
          }},
-        {"expect dialog", "open|closed", "its dialog", always,
-         [](S, W w) {
-             const auto state = [](bool isOpen) {
-                 return QLatin1String(isOpen ? "open" : "closed");
-             };
-             const QWidget *dialog = Stage::dialog();
-             expectText(QStringLiteral("dialog"), state(w.has("open")),
-                        state(dialog && dialog->isVisible()));
-         }},
-        {"expect text", "TEXT", "the text field shows that", always,
-         [](S, W w) {
-             expectText(QStringLiteral("text"), w.text("TEXT"),
-                        widget<QLineEdit>("lineCustomNotify")->text());
-         }},
-        {"expect notify", "on|off", "the switch of the notice", always,
-         [](S, W w) {
-             expectState("notify", w.has("on"), widget<QSlider>("sliderNotify")->value() == 1);
-         }},
-        {"expect idledock", "on|off", "the other switch", always,
-         [](S, W w) {
-             expectState("idledock", w.has("on"), widget<QSlider>("sliderIdleDock")->value() == 1);
+        {"expect field", "FIELD:text|notify|idledock VALUE", "a field of the dialog", always,
+         [](S s, W w) {
+             const QString field = w.text("FIELD");
+             const QString shown = field == QLatin1String("text")
+                 ? control<QLineEdit>(field)->text()
+                 : QLatin1String(control<QSlider>(field)->value() == 1 ? "on" : "off");
+             s.expect(w.text("VALUE"), shown);
          }},
         {"expect setting", "KEY [VALUE]", "the settings file holds that, or nothing", always,
          [](S s, W w) {
-             expectText(QStringLiteral("setting ") + w.text("KEY"),
-                        w.has("VALUE") ? w.text("VALUE") : QStringLiteral("(absent)"),
-                        stored(s.mStage.settingsFile(), w.text("KEY")));
+             const QString value = w.has("VALUE") ? w.text("VALUE") : absent;
+             s.expect(value, stored(s.settingsFile(), w.text("KEY")));
          }},
-        {"expect calls", "NUMBER", "how often the last statement had the client called", always,
+        {"expect calls", "NUMBER", "how often the last statement had the host called", always,
          [](S s, W w) {
-             expectText(QStringLiteral("calls"), QString::number(w.id("NUMBER")),
-                        QString::number(s.mStage.host.callCount - s.mCallsBefore));
+             s.expect(w.text("NUMBER"), QString::number(s.host.callCount - s.mCallsBefore));
          }},
     };
     return all;
-}
-
-int Scenario::visibility(const Words &words)
-{
-    return words.has("enters") ? Stage::enters
-        : words.has("leaves")  ? Stage::leaves
-                               : Stage::retains;
-}
-
-QByteArray Scenario::function(const Words &words)
-{
-    if (!Host::knows(words.bytes("FUNCTION"))) {
-        throw Mistake{QStringLiteral("the table has no function %1").arg(words.text("FUNCTION"))};
-    }
-    return words.bytes("FUNCTION");
 }
 
 QString Scenario::help(const QString &word)
@@ -481,13 +483,12 @@ QString Scenario::help(const QString &word)
     for (const Statement &statement : statements()) {
         const QString name = QLatin1String(statement.name);
         if (word.isEmpty() || name.startsWith(word)) {
-            text +=
-                QStringLiteral("  %1 %2\n      %3\n")
-                    .arg(name, QLatin1String(statement.pattern), QLatin1String(statement.meaning));
+            text += QStringLiteral("  %1 %2\n      %3\n")
+                        .arg(name, QLatin1String(statement.pattern), told(statement.meaning, {}));
         }
     }
     if (text.isEmpty())
-        throw Mistake{QStringLiteral("there is no statement \"%1\"; say \"help\"").arg(word)};
+        refuseStatement(word);
     return text;
 }
 
@@ -497,136 +498,136 @@ void Scenario::play(const QString &line)
     if (words.isEmpty())
         return;
     QString name = words.takeFirst();
-    if (name == QLatin1String("expect") && !words.isEmpty()) {
+    const bool isExpectation = name == QLatin1String("expect") && !words.isEmpty();
+    if (isExpectation) {
         name += QLatin1Char(' ') + words.takeFirst();
         mExpects = true;
+    } else {
+        mCallsBefore = host.callCount;
     }
     for (const Statement &statement : statements()) {
         if (name != QLatin1String(statement.name))
             continue;
-        const Words arguments(mStage, QLatin1String(statement.pattern), words);
-        const bool isLoaded = mStage.plugin.isOpen();
-        if (statement.when == Statement::Loaded && !isLoaded)
-            throw Mistake{QStringLiteral("the plug-in is not loaded; say \"load\" first")};
+        const Words arguments(host, QLatin1String(statement.pattern), words);
+        const bool isLoaded = plugin.isOpen();
+        if (statement.when >= Statement::Loaded && !isLoaded)
+            refuse(QStringLiteral("the plug-in is not loaded; say \"load\" first"));
         if (statement.when == Statement::Unloaded && isLoaded)
-            throw Mistake{QStringLiteral("the plug-in is loaded already; say \"unload\" first")};
-        if (!name.startsWith(QLatin1String("expect")))
-            mCallsBefore = mStage.host.callCount;
+            refuse(QStringLiteral("the plug-in is loaded already; say \"unload\" first"));
+        if (statement.when == Statement::Event)
+            tell(told(statement.meaning, arguments.names()));
+        mStatement = name;
         statement.play(*this, arguments);
         QCoreApplication::processEvents();
         return;
     }
-    throw Mistake{QStringLiteral("there is no statement \"%1\"; say \"help\"").arg(name)};
+    refuseStatement(name);
 }
 
 Scenario::Outcome Scenario::playLine(const QString &line, const QString &place)
 {
-    const auto report = [&](const QString &message) {
-        mErrors << place << (place.isEmpty() ? "" : ": ") << message << '\n' << Qt::flush;
-    };
-    mStage.host.place = place;
+    host.place = place;
     try {
         play(line);
         return Held;
-    } catch (const Mistake &mistake) {
-        report(mistake.message);
-        return Mistaken;
-    } catch (const Mismatch &mismatch) {
-        report(mismatch.message);
-        return Failed;
+    } catch (const Problem &problem) {
+        mErrors << place << (place.isEmpty() ? "" : ": ") << problem.message << '\n' << Qt::flush;
+        return problem.outcome;
     }
+}
+
+Scenario::Outcome Scenario::play(QString text, const QString &name)
+{
+    int number = 0;
+    const auto place = [&] { return QStringLiteral("%1:%2").arg(name).arg(number); };
+    QTextStream lines(&text);
+    while (!lines.atEnd() && !mIsOver) {
+        ++number;
+        const Outcome outcome = playLine(lines.readLine(), place());
+        if (outcome != Held)
+            return outcome;
+    }
+    if (mExpects)
+        return finish(place());
+    mErrors << place() << ": there is no expectation, so this checks nothing\n" << Qt::flush;
+    return Unplayable;
 }
 
 Scenario::Outcome Scenario::playFile(const QString &path)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        mErrors << path << ":0: " << file.errorString() << '\n' << Qt::flush;
-        return Mistaken;
-    }
-    mExpects = false;
-    int number = 0;
-    while (!file.atEnd() && !mIsOver) {
-        const QString place = QStringLiteral("%1:%2").arg(path).arg(++number);
-        const Outcome outcome = playLine(QString::fromUtf8(file.readLine()), place);
-        if (outcome != Held)
-            return outcome;
-    }
-    if (!mExpects) {
-        mErrors << path << ':' << number << ": there is no expectation, so this checks nothing\n"
-                << Qt::flush;
-        return Mistaken;
-    }
-    return finish(QStringLiteral("%1:%2").arg(path).arg(number));
+    if (file.open(QIODevice::ReadOnly))
+        return play(QString::fromUtf8(file.readAll()), path);
+    mErrors << path << ":0: " << file.errorString() << '\n' << Qt::flush;
+    return Unplayable;
 }
 
 Scenario::Outcome Scenario::finish(const QString &place)
 {
-    return mExpects ? playLine(QStringLiteral("expect nothing"), place) : Held;
+    const Outcome outcome = mExpects ? playLine(QStringLiteral("expect nothing"), place) : Held;
+    mExpects = false;
+    return outcome;
+}
+
+Server &Scenario::server(const Words &words) { return host.servers[words.server()]; }
+
+/// Puts a client into a channel and returns the one that it leaves, 0 for a client who is not
+/// there.
+Id Scenario::put(const Words &words)
+{
+    Client *client = server(words).client(words.client());
+    return client ? std::exchange(client->channel, words.channel()) : 0;
 }
 
 void Scenario::addClient(const Words &words, bool isUser)
 {
-    const Id connection = words.id("SERVER");
-    Server &server = mStage.host.servers[connection];
-    Client client;
-    client.id = words.client("CLIENT-ID");
-    client.name = words.bytes("NAME");
-    client.uid = words.has("UID") ? words.bytes("UID") : client.name.toBase64();
-    client.channel = words.id("CHANNEL");
-    if (server.status == 0 || !mStage.plugin.isOpen()) {
-        server.clients.insert(client.id, client);
-        if (isUser)
-            server.own = client.id;
-    } else if (isUser) {
-        throw Mistake{QStringLiteral("the user must be there before the server is connected")};
-    } else {
-        mStage.enter(connection, client);
-    }
-}
-
-void Scenario::press(const char *button)
-{
-    auto *found = widget<QPushButton>(button);
-    mStage.tell(QStringLiteral("You press \"%1\"").arg(found->text()));
-    found->click();
-}
-
-void Scenario::slide(const char *slider, const char *label, const Words &words)
-{
-    const bool isOn = words.has("on");
-    widget<QSlider>(slider)->setValue(isOn ? 1 : 0);
-    mStage.tell(QStringLiteral("You switch %1 \"%2\"")
-                    .arg(QLatin1String(isOn ? "on" : "off"), widget<QLabel>(label)->text()));
+    Server &server = this->server(words);
+    Client client{words.client(), words.bytes("UID"), words.bytes("NAME")};
+    client.channel = words.channel();
+    if (!words.has("UID"))
+        client.uid = client.name.toBase64();
+    const bool isEvent = server.status != disconnected && plugin.isOpen();
+    if (isEvent && isUser)
+        refuse(QStringLiteral("the user must be there before the server is connected"));
+    server.clients.insert(client.id, client);
+    if (isUser)
+        server.own = client.id;
+    if (!isEvent)
+        return;
+    tell(told("NAME comes to CHANNEL on SERVER", words.names()));
+    call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters, "");
 }
 
 void Scenario::show()
 {
-    for (const Server &server : qAsConst(mStage.host.servers)) {
-        mStage.tell(QStringLiteral("%1, connection %2%3")
-                        .arg(QString::fromUtf8(server.name), QString::number(server.connection),
-                             QLatin1String(server.status == 0 ? " (not connected)" : "")));
+    for (const Server &server : qAsConst(host.servers)) {
+        const Id connection = server.connection;
+        tell(withId(host.serverName(connection), connection)
+             + QLatin1String(server.status == disconnected ? ", not connected" : ""));
         for (const Channel &channel : server.channels) {
-            mStage.tell(
-                QStringLiteral("  %1 %2").arg(channel.id, 3).arg(QString::fromUtf8(channel.name)));
+            QStringList clients;
             for (const Client &client : server.clients) {
-                if (client.channel != channel.id)
-                    continue;
-                mStage.tell(QStringLiteral("      %1 %2%3")
-                                .arg(client.id, 3)
-                                .arg(QString::fromUtf8(client.name),
-                                     QLatin1String(client.id == server.own ? " <- you" : "")));
+                if (client.channel == channel.id)
+                    clients.append(withId(host.clientName(connection, client.id), client.id));
             }
+            tell(QStringLiteral("  %1: %2")
+                     .arg(withId(host.channelName(connection, channel.id), channel.id),
+                          clients.join(QLatin1String(", "))));
         }
     }
 }
 
-void Scenario::expectRequest(const Request &request)
+void Scenario::expect(const QString &expected, const QString &came)
 {
-    QList<Request> &requests = mStage.host.requests;
-    expectText(QStringLiteral("request"), mStage.host.describe(request),
-               requests.isEmpty() ? QStringLiteral("nothing")
-                                  : mStage.host.describe(requests.takeFirst()));
+    const QString text = QStringLiteral("%1: expected: %2; came: %3");
+    if (expected != came)
+        throw Problem{Failed, text.arg(mStatement, expected, came)};
+}
+
+void Scenario::expectRequest(const QString &expected)
+{
+    QList<Request> &requests = host.requests;
+    expect(expected, requests.isEmpty() ? nothing : host.describe(requests.takeFirst()));
 }
 
 }

@@ -44,7 +44,7 @@ T *block(size_t count = 1)
     return static_cast<T *>(calloc(count, sizeof(T)));
 }
 
-/// What breaks a rule while the client reports an established connection.
+/// What breaks a rule while the host reports an established connection.
 void misbehave(Id connection)
 {
     const char *const none = nullptr;

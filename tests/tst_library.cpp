@@ -1,9 +1,8 @@
-#include "standin/stage.h"
+#include "standin/scenario.h"
 
+#include <QApplication>
 #include <QDialog>
 #include <QPushButton>
-#include <QRegularExpression>
-#include <QSlider>
 #include <QtTest>
 
 #include <dlfcn.h>
@@ -22,18 +21,14 @@ class TestLibrary : public QObject
 private Q_SLOTS:
     void init()
     {
-        mStage.reset(new Stage);
-        Server server;
-        server.connection = 1;
-        server.uid = "uid=";
-        server.name = "Northgate";
-        server.own = 7;
-        server.channels = {{1, "Lobby"}, {2, "Dungeon"}};
-        server.clients[7] = {7, "me=", "Robin", "", "", 1};
-        server.clients[8] = {8, "mallory=", "Mallory", "", "", 1};
-        mStage->host.servers.insert(1, server);
-        QCOMPARE(mStage->load(STAYBOLT_LIBRARY), QString());
+        mStage.reset(new Scenario(STAYBOLT_LIBRARY, mErrors));
         mPlugin = &mStage->plugin;
+        play("server Northgate uid=\n"
+             "channel Northgate 1 Lobby\n"
+             "channel Northgate 2 Dungeon\n"
+             "user Northgate 7 Robin Lobby\n"
+             "client Northgate 8 Mallory Lobby\n"
+             "load");
     }
 
     void cleanup()
@@ -98,25 +93,17 @@ private Q_SLOTS:
         QVERIFY(dialog->isVisible() && !dialog->isModal() && !dialog->parent());
         dialog->close();
         QVERIFY(dialog && !dialog->isVisible());
-        mPlugin->onMenuItemEvent(1, 0, 0, 0);
-        QVERIFY(dialog->isVisible());
         mStage->unload();
         QVERIFY(!dialog);
     }
 
     void startsAnewWithASecondInit()
     {
-        const auto press = [](const char *button) {
-            Stage::dialog()->findChild<QPushButton *>(button)->click();
-        };
         const QPointer<QWidget> dialog = Stage::dialog();
-        dialog->findChild<QSlider *>("sliderNotify")->setValue(1);
-        press("buttonApply");
+        play("set notify on\npress save");
         QCOMPARE(mPlugin->init(), 0);
         QVERIFY(!dialog);
-        QCOMPARE(Stage::dialog()->findChild<QSlider *>("sliderNotify")->value(), 1);
-        press("buttonApply");
-        mStage->unload();
+        play("expect field notify on\npress save\nunload");
         // A dialog that was left behind would now be called without its code.
         QFont font = QApplication::font();
         font.setPointSize(font.pointSize() + 1);
@@ -127,26 +114,18 @@ private Q_SLOTS:
 
     void ignoresEventsOutsideOfItsLife()
     {
-        mStage->connect(1);
+        play("connect Northgate");
         mPlugin->shutdown();
-        mStage->move(1, 7, 2);
-        mStage->moved(1, 7, 1, 8);
-        mStage->configure();
-        mStage->chooseMenuItem(1, 1, 0, 0);
-        mStage->chooseMenuItem(1, 1, 1, 0);
-        mStage->pressHotkey("x");
-        QCOMPARE(mStage->menu(), QStringList{"0 0 open Configuration"});
-        QCOMPARE(mStage->hotkeys(), QStringList());
-        QCOMPARE(mStage->info(), "[I]\"none\"[/I]");
-        QVERIFY(mStage->host.requests.isEmpty());
-    }
-
-    void ignoresOtherStatuses()
-    {
-        for (int status : {1, 2, 3, 5, -1}) {
-            mPlugin->onConnectStatusChangeEvent(1, status, 0);
-            QCOMPARE(mStage->host.callCount, 1); // the configuration path
-        }
+        play("move Northgate Robin Dungeon\n"
+             "moved Northgate Robin Lobby by Mallory\n"
+             "configure\n"
+             "menu Northgate 0 channel Lobby\n"
+             "menu Northgate 1 channel Lobby\n"
+             "hotkey x\n"
+             "expect menu '0 0 open Configuration'\n"
+             "expect hotkeys\n"
+             "expect info '[I]\"none\"[/I]'\n"
+             "expect nothing");
     }
 
     void asksInThisOrder_data()
@@ -174,6 +153,8 @@ private Q_SLOTS:
         QTest::newRow("establishment")
             << Happening([](Plugin &p) { p.onConnectStatusChangeEvent(1, 4, 0); })
             << own + place + server + lobby + channels;
+        QTest::newRow("unknown status")
+            << Happening([](Plugin &p) { p.onConnectStatusChangeEvent(1, 5, 0); }) << QStringList();
         QTest::newRow("own move") << Happening([](Plugin &p) {
             p.onClientMoveEvent(1, 7, 2, 1, 1, "");
         }) << own + place + lobby;
@@ -198,18 +179,17 @@ private Q_SLOTS:
     {
         QFETCH(Happening, happen);
         QFETCH(QStringList, calls);
-        mStage->connect(1);
-        mStage->host.calls.clear();
+        play("connect Northgate");
+        QStringList came;
+        mStage->host.called = [&](const QString &call) { came.append(call); };
         happen(*mPlugin);
-        QStringList came = mStage->host.calls.filter("plug-in -> ");
-        came.replaceInStrings(QRegularExpression("^ *\\d+ plug-in -> "), "");
-        came.removeAll("freeMemory()");
+        mStage->host.called = nullptr;
         QCOMPARE(came.join('\n'), calls.join('\n'));
     }
 
     void survivesADisconnectionFromInsideAnyCall()
     {
-        // A settings file from which a copy is kept, so that saving calls the client as well.
+        // A settings file from which a copy is kept, so that saving calls the host as well.
         QFile file(mStage->settingsFile());
         const Happening happenings[] = {
             [](Plugin &p) { p.onConnectStatusChangeEvent(1, 4, 0); },
@@ -233,51 +213,56 @@ private Q_SLOTS:
                 Stage::dialog()->findChild<QPushButton *>("buttonApply")->click();
             }};
         Host &host = mStage->host;
-        host.servers[1].channels[1].name = "Den";
         for (const Happening &happening : happenings) {
             bool isOver = false;
             for (int wanted = 1; !isOver; ++wanted) {
-                mStage->connect(1);
-                mStage->move(1, 7, 2);
-                host.takeRequests();
+                play("connect Northgate\nmove Northgate Robin Dungeon");
                 int calls = 0;
-                host.called = [&] {
-                    if (++calls == wanted)
-                        mStage->disconnect(1);
+                host.called = [&](const QString &) {
+                    if (++calls != wanted)
+                        return;
+                    host.servers[1].status = 0;
+                    mPlugin->onConnectStatusChangeEvent(1, 0, 0);
                 };
                 happening(*mPlugin);
                 host.deliver();
                 host.called = nullptr;
                 isOver = calls < wanted;
+                host.requests.clear();
                 // Whatever was left half read, the next connection starts from scratch.
-                mStage->disconnect(1);
-                mStage->connect(1);
-                mStage->move(1, 7, 2);
-                host.takeRequests();
-                mStage->moved(1, 7, 1, 8);
-                QCOMPARE(host.takeRequests(),
-                         QStringList("move you (7) to \"Den\" (2) on \"Northgate\" (1)"));
+                play("disconnect Northgate\n"
+                     "connect Northgate\n"
+                     "move Northgate Robin Dungeon\n"
+                     "moved Northgate Robin Lobby by Mallory\n"
+                     "expect move Northgate Robin Dungeon\n"
+                     "expect nothing");
             }
         }
     }
 
     void keepsTheModelThroughShutdown()
     {
-        mStage->connect(1);
+        play("connect Northgate");
         mPlugin->shutdown();
         QCOMPARE(mPlugin->init(), 0);
-        // Only the model knows the mover now, for the client does not read it again.
-        mPlugin->onClientMoveEvent(1, 7, 1, 1, 1, "");
+        // Only the model knows the mover now, for the host does not give them again.
+        play("move Northgate Robin Lobby");
         mStage->host.servers[1].clients.remove(8);
-        QPushButton *save = Stage::dialog()->findChild<QPushButton *>("buttonApply");
-        Stage::dialog()->findChild<QSlider *>("sliderNotify")->setValue(1);
-        save->click();
-        mPlugin->onClientMoveMovedEvent(1, 7, 1, 2, 1, 8, "", "", "");
-        QCOMPARE(mStage->host.takeRequests().value(1),
-                 "tell client (8) on \"Northgate\" (1): \"This operation is not permitted!\"");
+        play("set notify on\n"
+             "press save\n"
+             "moved Northgate Robin Dungeon by 8\n"
+             "expect move Northgate Robin Lobby\n"
+             "expect message Northgate 8 \"This operation is not permitted!\"\n"
+             "expect log Northgate \"unknown client\"");
     }
 
 private:
+    void play(const char *lines)
+    {
+        for (const QString &line : QString(lines).split('\n'))
+            QVERIFY2(mStage->playLine(line, line) == Scenario::Held, qPrintable(line));
+    }
+
     QString printed(const std::function<void()> &action)
     {
         QTemporaryFile file;
@@ -294,7 +279,8 @@ private:
         return QString::fromUtf8(file.readAll());
     }
 
-    QScopedPointer<Stage> mStage;
+    QScopedPointer<Scenario> mStage;
+    QTextStream mErrors{stderr};
     Plugin *mPlugin = nullptr;
 };
 

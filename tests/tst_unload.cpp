@@ -1,22 +1,22 @@
-#include "standin/stage.h"
+#include "standin/scenario.h"
 
 #include <QDir>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSettings>
-#include <QSlider>
 #include <QtTest>
 
 #include <malloc.h>
 
 using namespace standin;
 
-/// The library unloaded at every moment that a client may choose, while the process lives on.
+/// The library unloaded at every moment that a host may choose, while the process lives on.
 class TestUnload : public QObject
 {
     Q_OBJECT
 
-    QScopedPointer<Stage> mStage;
+    QScopedPointer<Scenario> mStage;
+    QTextStream mErrors{stderr};
 
     static bool isMapped()
     {
@@ -32,20 +32,27 @@ class TestUnload : public QObject
         return Stage::dialog()->findChild<T *>(name);
     }
 
-    void addServers(Id count)
+    void play(const QString &lines)
     {
-        for (Id connection = 1; connection <= count; ++connection) {
-            Server server;
-            server.connection = connection;
-            server.own = 7;
-            server.channels = {{1, "Lobby"}, {2, "Dungeon"}};
-            server.clients[7] = {7, "me=", "Robin", "", "", 1};
-            server.clients[8] = {8, "mallory=", "Mallory", "", "", 1};
-            mStage->host.servers.insert(connection, server);
-        }
+        for (const QString &line : lines.split('\n'))
+            QVERIFY2(mStage->playLine(line, line) == Scenario::Held, qPrintable(line));
     }
 
-    void load() { QCOMPARE(mStage->load(STAYBOLT_LIBRARY), QString()); }
+    /// Plays lines once for each server, whose names stand in place of %1.
+    void playOnAll(const QString &lines)
+    {
+        for (const char *server : {"A", "B", "C"})
+            play(lines.arg(server));
+    }
+
+    void addServers()
+    {
+        playOnAll("server %1 uid=\n"
+                  "channel %1 1 Lobby\n"
+                  "channel %1 2 Dungeon\n"
+                  "user %1 7 Robin Lobby\n"
+                  "client %1 8 Mallory Lobby");
+    }
 
     void unload()
     {
@@ -55,7 +62,7 @@ class TestUnload : public QObject
     }
 
 private Q_SLOTS:
-    void init() { mStage.reset(new Stage); }
+    void init() { mStage.reset(new Scenario(STAYBOLT_LIBRARY, mErrors)); }
 
     void cleanup()
     {
@@ -69,10 +76,7 @@ private Q_SLOTS:
     void keepsWhatWasSaved()
     {
         const QString text = "Hände weg, \"bitte\"; 100% 🐦";
-        load();
-        mStage->configure();
-        field<QLineEdit>("lineCustomNotify")->setText(text);
-        field<QSlider>("sliderNotify")->setValue(1);
+        play("load\nset notify on\nset text '" + text + "'");
         field<QPushButton>("buttonApply")->click();
         const QString file = mStage->settingsFile();
         QVERIFY(!QFile::exists(file)); // Qt writes later
@@ -84,8 +88,7 @@ private Q_SLOTS:
         QCOMPARE(settings.value("staybolt.sendNotify").toInt(), 1);
 
         // Removing is a change that waits as well.
-        load();
-        QCOMPARE(field<QLineEdit>("lineCustomNotify")->text(), text);
+        play("load\nexpect field text '" + text + "'");
         field<QPushButton>("buttonRemove")->click();
         unload();
         QTest::qWait(20);
@@ -96,8 +99,7 @@ private Q_SLOTS:
 
     void takesAnOpenDialogAlong()
     {
-        load();
-        mStage->configure();
+        play("load\nconfigure");
         QTest::qWait(20);
         field<QLineEdit>("lineCustomNotify")->setFocus();
         QTest::keyClicks(field<QLineEdit>("lineCustomNotify"), "not saved");
@@ -123,14 +125,12 @@ private Q_SLOTS:
 
     void takesAModelAlong()
     {
-        addServers(3);
-        load();
-        for (Id connection : {1UL, 2UL, 3UL})
-            mStage->connect(connection);
+        addServers();
+        play("load");
+        playOnAll("connect %1");
         unload();
-        // Loaded again, it starts from scratch: the mover is not known any more.
-        load();
-        mStage->moved(3, 7, 2, 8);
+        // Loaded again, it starts from scratch: neither user nor mover is known any more.
+        play("load\nmoved C Robin Dungeon by Mallory");
         QCOMPARE(mStage->host.takeRequests(),
                  (QStringList{"move client (7) to channel (0) on connection (0)",
                               "log at level 2 for connection (0): \"unknown connection\""}));
@@ -141,8 +141,7 @@ private Q_SLOTS:
     {
         // The three singletons stay by contract, the function table of 1,680 bytes among them.
         constexpr size_t bytesPerLoad = 6000;
-        addServers(3);
-        mStage->host.keepsCalls = false;
+        addServers();
         size_t bytes = 0;
         int files = 0;
         for (int i = 0; i < 220; ++i) {
@@ -150,15 +149,12 @@ private Q_SLOTS:
                 bytes = mallinfo2().uordblks;
                 files = openFiles();
             }
-            load();
-            for (Id connection : {1UL, 2UL, 3UL}) {
-                mStage->connect(connection);
-                mStage->move(connection, 7, 1);
-                mStage->moved(connection, 7, 2, 8);
-                mStage->disconnect(connection);
-            }
-            mStage->configure();
-            field<QSlider>("sliderNotify")->setValue(i % 2);
+            play("load");
+            playOnAll("connect %1\n"
+                      "move %1 Robin Lobby\n"
+                      "moved %1 Robin Dungeon by Mallory\n"
+                      "disconnect %1");
+            play(i % 2 == 0 ? "configure\nset notify on" : "configure\nset notify off");
             field<QPushButton>("buttonApply")->click();
             unload();
             mStage->host.requests.clear();
