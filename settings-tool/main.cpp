@@ -66,8 +66,9 @@ int run(int &argc, char *argv[])
     const QCommandLineOption wait(
         QStringLiteral("wait"),
         QStringLiteral("How long to wait while another staybolt-settings is saving in the same "
-                       "folder: 0 to 3600 seconds, %1 by default.")
-            .arg(StoredSettings::usualPatience.count()),
+                       "folder: 0 to %1 seconds, %2 by default.")
+            .arg(QString::number(longestWait),
+                 QString::number(StoredSettings::usualPatience.count())),
         QStringLiteral("SECONDS"), QString::number(StoredSettings::usualPatience.count()));
     parser.addOption(wait);
     parser.addPositionalArgument(
