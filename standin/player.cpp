@@ -305,11 +305,11 @@ Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails)
     return lines;
 }
 
-int playRandom(const QString &library, int events, quint64 seed, QTextStream &output,
+int playRandom(const QString &library, int eventCount, quint64 seed, QTextStream &output,
                QTextStream &errors)
 {
     constexpr int runsAtOnce = 20;
-    const int count = (events + runLength - 1) / runLength;
+    const int count = (eventCount + runLength - 1) / runLength;
     for (int first = 0; first < count; first += runsAtOnce) {
         // A person wants to see that something goes on.
         if (isatty(STDERR_FILENO) != 0)
@@ -320,6 +320,8 @@ int playRandom(const QString &library, int events, quint64 seed, QTextStream &ou
         QString error;
         if (play(library, runs, &error) == Scenario::Held)
             continue;
+        if (isatty(STDERR_FILENO) != 0)
+            errors << '\n';
         for (const Lines &lines : runs) {
             if (const int outcome = playOne(library, lines, output, errors))
                 return outcome;

@@ -43,10 +43,10 @@ QByteArray scenarioOf(const Lines &lines);
 /// Leaves out lines for as long as `fails` says that what is left still goes wrong.
 Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails);
 
-/// Plays runs of made-up events, `events` in all, in child processes of this program. After a run
-/// that fails it prints the shortest scenario that goes wrong in the same way. Returns the exit
+/// Plays runs of made-up events, `eventCount` in all, in child processes of this program. After a
+/// run that fails it prints the shortest scenario that goes wrong in the same way. Returns the exit
 /// status of the program.
-int playRandom(const QString &library, int events, quint64 seed, QTextStream &output,
+int playRandom(const QString &library, int eventCount, quint64 seed, QTextStream &output,
                QTextStream &errors);
 
 /// Shrinks and prints what goes wrong with the choices that `bytes` stand for.
