@@ -9,7 +9,6 @@ namespace {
 /// A command under way.
 struct Job
 {
-    const StoredSettings &settings;
     Draft draft;
     QStringList words; // behind the command
     QString usage; // for words that it does not understand
@@ -27,7 +26,7 @@ struct Job
         const QVariantMap values = draft.changes();
         output << (values.isEmpty() ? "Nothing to change: " : "Saved: ") << done << '\n';
         if (!values.isEmpty())
-            output << settings.change(values).join(QLatin1Char('\n')) << '\n';
+            output << draft.stored.change(values).join(QLatin1Char('\n')) << '\n';
     }
 };
 
@@ -37,7 +36,7 @@ struct Job
 int serverOf(Job &job)
 {
     QString uid = job.words.constFirst();
-    if (!job.settings.servers().contains(uid)) {
+    if (!job.draft.stored.servers().contains(uid)) {
         uid = uid.trimmed(); // a copied id may bring blanks along
         const QString error = errorInUid(uid);
         if (!error.isEmpty())
@@ -58,9 +57,9 @@ void saveServer(Job &job, int index, const QString &done)
 
 void list(Job &job)
 {
-    QStringList keys = job.settings.keys();
-    job.output << "Settings in " << job.settings.path() << "\n\n";
-    job.warn(job.settings.warnings());
+    QStringList keys = job.draft.stored.keys();
+    job.output << "Settings in " << job.draft.stored.path() << "\n\n";
+    job.warn(job.draft.stored.warnings());
     if (job.words.isEmpty()) {
         job.warn(job.draft.warningOfIdleDock());
         for (int i = 0; i < job.draft.servers.size(); ++i)
@@ -73,7 +72,7 @@ void list(Job &job)
                            storedKey(settingsKeys::idleDockTarget, uid)};
     }
     for (const QString &key : qAsConst(keys))
-        job.output << job.settings.describe(key) << '\n';
+        job.output << job.draft.stored.describe(key) << '\n';
 }
 
 void exclude(Job &job)
@@ -139,8 +138,7 @@ void setNotice(Job &job)
     if (isText) {
         draft.notice = Draft::Notice::Own;
         draft.ownText = job.words.constLast();
-    } else if (word == QLatin1String("on")
-               && job.settings.contains(settingsKeys::customNotify.text())) {
+    } else if (word == QLatin1String("on") && job.draft.stored.ownText()) {
         draft.notice = Draft::Notice::Own;
     } else if (word == QLatin1String("on") || word == QLatin1String("standard")) {
         draft.notice = Draft::Notice::Standard;
@@ -213,8 +211,7 @@ void commands::run(const QString &path, std::chrono::seconds patience, QStringLi
         std::optional<FolderLock> lock;
         if (one.run != list && !path.isEmpty())
             lock.emplace(path, patience);
-        const StoredSettings settings(path);
-        Job job{settings, Draft(settings), words, usage, output};
+        Job job{Draft(path), words, usage, output};
         one.run(job);
         return;
     }

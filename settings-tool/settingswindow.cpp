@@ -268,8 +268,7 @@ void SettingsWindow::load()
     mDraft.reset();
     mUi->listWarnings->clear();
     try {
-        mStored.reset(new StoredSettings(mPath));
-        mDraft.reset(new Draft(*mStored));
+        mDraft.reset(new Draft(mPath));
         mNotices.button(int(mDraft->notice))->setChecked(true);
         mUi->lineOwn->setText(mDraft->ownText);
         mUi->checkIdleDock->setChecked(mDraft->allowsIdleDock);
@@ -289,7 +288,7 @@ void SettingsWindow::load()
         table->scrollToItem(table->currentItem());
         if (hasFocus)
             table->setFocus(); // which went with an open editor
-        mUi->listWarnings->addItems(mStored->warnings());
+        mUi->listWarnings->addItems(mDraft->stored.warnings());
         if (mUi->listWarnings->count() > 0)
             mOutcome = QStringLiteral(
                 "There are warnings about the settings file; see the end of this window (Alt+F).");
@@ -334,7 +333,7 @@ bool SettingsWindow::save()
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
         const FolderLock lock(mPath, mPatience);
-        notes += mStored->change(values);
+        notes += mDraft->stored.change(values);
     } catch (const Error &error) {
         return refuse(error.message);
     }
@@ -405,7 +404,8 @@ void SettingsWindow::insertRow(int row, const Draft::Server &server)
     const QSignalBlocker blocker(table);
     table->insertRow(row);
     auto *uid = new ServerItem(server.uid);
-    uid->setData(storedRole, server.isKnown ? server.storedUid : QVariant());
+    if (server.storedUid)
+        uid->setData(storedRole, *server.storedUid);
     table->setItem(row, UidColumn, uid);
     auto *leftAlone = new ServerItem;
     leftAlone->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
@@ -422,7 +422,8 @@ Draft::Server SettingsWindow::serverAt(int row) const
     // A copied id may bring blanks along.
     return {stored == uid ? uid : uid.trimmed(),
             table->item(row, LeftAloneColumn)->checkState() == Qt::Checked,
-            table->item(row, ChannelColumn)->text().trimmed(), stored.isValid(), stored.toString()};
+            table->item(row, ChannelColumn)->text().trimmed(),
+            stored.isValid() ? std::optional(stored.toString()) : std::nullopt};
 }
 
 void SettingsWindow::addServer()

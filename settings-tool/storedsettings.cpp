@@ -164,11 +164,10 @@ StoredSettings::StoredSettings(const QString &path) : mPath(path)
         mValues.insert(key, settings.value(key));
 }
 
-QString StoredSettings::notice() const
+std::optional<QString> StoredSettings::ownText() const
 {
-    const QString key = settingsKeys::customNotify.text();
-    return contains(key) ? mValues.value(key).toString()
-                         : QLatin1String(settingsKeys::standardNotice);
+    const auto found = mValues.find(settingsKeys::customNotify.text());
+    return found == mValues.end() ? std::nullopt : std::optional(found->toString());
 }
 
 QMap<QString, StoredSettings::Server> StoredSettings::servers() const
@@ -206,7 +205,7 @@ QString StoredSettings::describe(const QString &key) const
     if (setting && setting->isPerServer())
         lines.append(QStringLiteral("server: ") + *uidIn(key, *setting));
     lines.append(QStringLiteral("in the file: ")
-                 + (contains(key) ? textOf(key) : QStringLiteral("(not set)")));
+                 + (mValues.contains(key) ? textOf(key) : QStringLiteral("(not set)")));
     lines.append(QStringLiteral("the plug-in uses: ")
                  + (setting ? effectOf(*setting, key) : QStringLiteral("nothing")));
     return lines.join(QStringLiteral("\n    "));
@@ -227,13 +226,14 @@ QString StoredSettings::effectOf(const Key &key, const QString &stored) const
     case Kind::Switch:
         return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
     case Kind::Text:
-        return QStringLiteral("\"%1\"").arg(notice());
+        return QStringLiteral("\"%1\"").arg(
+            ownText().value_or(QLatin1String(settingsKeys::standardNotice)));
     case Kind::Channel:
         return QStringLiteral("channel %1").arg(value.toUInt());
     case Kind::Presence:
         break;
     }
-    return contains(stored) ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
+    return mValues.contains(stored) ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
 }
 
 QStringList StoredSettings::warnings() const
