@@ -5,7 +5,6 @@
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QMap>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QSettings>
@@ -17,18 +16,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 using settingsKeys::Key;
 using settingsKeys::Kind;
 
 namespace {
-
-const QString strangeUid =
-    QStringLiteral("this doesn't look like a server's unique id: those have 28 characters and end "
-                   "in =");
-
-QString systemWords(int error) { return QString::fromLocal8Bit(strerror(error)); }
 
 /// The folder of the file itself, where the path is a link to it.
 QString folderOf(const QString &path)
@@ -75,13 +67,6 @@ const Key *settingOf(const QString &stored)
     return found;
 }
 
-bool looksLikeUid(const QString &uid)
-{
-    // Its length tells nothing, since the file loses doubled slashes.
-    static const QRegularExpression pattern(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
-    return pattern.match(uid).hasMatch();
-}
-
 /// Why a file can't be written, empty when nothing seems to be in the way.
 QString whyNotWritten(const QString &path)
 {
@@ -100,16 +85,13 @@ QString whyNotWritten(const QString &path)
 /// "Line 1 is", "Lines 1, 2 and 10 are".
 QString linesAre(const QList<int> &lines)
 {
-    QString result;
-    for (int i = 0; i < lines.size(); ++i) {
-        const bool isLast = i == lines.size() - 1;
-        result += QLatin1String(i == 0       ? ""
-                                    : isLast ? " and "
-                                             : ", ")
-            + QString::number(lines.at(i));
-    }
-    return (lines.size() == 1 ? QStringLiteral("Line %1 is") : QStringLiteral("Lines %1 are"))
-        .arg(result);
+    QStringList numbers;
+    for (const int line : lines)
+        numbers.append(QString::number(line));
+    const QString last = numbers.takeLast();
+    return numbers.isEmpty()
+        ? QStringLiteral("Line %1 is").arg(last)
+        : QStringLiteral("Lines %1 and %2 are").arg(numbers.join(QStringLiteral(", ")), last);
 }
 
 }
@@ -147,17 +129,17 @@ StoredSettings::StoredSettings(const QString &path) : mPath(path)
         throw Error{QStringLiteral("HOME is not set; name the settings file with --file")};
     QFile file(path);
     const QFileInfo info(path);
-    const auto refuse = [&](const QString &why) {
-        throw Error{QStringLiteral("%1 can't be read: %2").arg(path, why)};
-    };
+    QString why;
     if (info.isDir())
-        refuse(systemWords(EISDIR));
-    if (info.exists() && !info.isFile())
-        refuse(QStringLiteral("it is not an ordinary file"));
-    if (info.exists() && !file.open(QIODevice::ReadOnly))
-        refuse(file.errorString());
-    if (file.isOpen())
+        why = qt_error_string(EISDIR);
+    else if (info.exists() && !info.isFile())
+        why = QStringLiteral("it is not an ordinary file");
+    else if (info.exists() && !file.open(QIODevice::ReadOnly))
+        why = file.errorString();
+    else if (info.exists())
         mBytes = file.readAll();
+    if (!why.isEmpty())
+        throw Error{QStringLiteral("%1 can't be read: %2").arg(path, why)};
     const QSettings settings(path, QSettings::IniFormat);
     const QStringList keys = settings.allKeys();
     for (const QString &key : keys)
@@ -191,10 +173,8 @@ QStringList StoredSettings::keys() const
         if (!key->isPerServer())
             result.append(key->text());
     }
-    for (auto one = mValues.begin(); one != mValues.end(); ++one) {
-        if (!result.contains(one.key()))
-            result.append(one.key());
-    }
+    result += mValues.keys();
+    result.removeDuplicates();
     return result;
 }
 
@@ -255,8 +235,8 @@ QStringList StoredSettings::warnings() const
     QList<int> garbled;
     const QList<QByteArray> lines = settingsFile::lines(mBytes);
     for (int i = 0; i < lines.size() && !settingsFile::hasByteOrderMark(mBytes); ++i) {
-        if (std::any_of(lines.at(i).begin(), lines.at(i).end(),
-                        [](char c) { return static_cast<uchar>(c) > 0x7f; }))
+        const QByteArray &line = lines.at(i);
+        if (std::any_of(line.begin(), line.end(), [](uchar c) { return c > 0x7f; }))
             garbled.append(i + 1);
     }
     if (!garbled.isEmpty()) {
@@ -361,9 +341,14 @@ QString errorInUid(const QString &uid)
 
 QStringList warningsOf(const QString &uid)
 {
+    // Its length tells nothing, since the file loses doubled slashes.
+    static const QRegularExpression usual(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
     QStringList result;
-    if (!looksLikeUid(uid))
-        result.append(QStringLiteral("%1: %2").arg(uid, strangeUid));
+    if (!usual.match(uid).hasMatch()) {
+        result.append(QStringLiteral("%1: this doesn't look like a server's unique id: those have "
+                                     "28 characters and end in =")
+                          .arg(uid));
+    }
     const QString key = storedKey(settingsKeys::excludedServer, uid);
     if (key != settingsKeys::excludedServer.of(uid)) {
         result.append(
@@ -379,9 +364,7 @@ std::optional<uint> channelIn(const QString &text)
     static const QRegularExpression digits(QStringLiteral("\\A[0-9]+\\z"));
     bool isNumber = false;
     const uint id = text.toUInt(&isNumber);
-    if (!isNumber || !digits.match(text).hasMatch())
-        return std::nullopt;
-    return id;
+    return isNumber && digits.match(text).hasMatch() ? std::optional(id) : std::nullopt;
 }
 
 QString channelRule() { return QStringLiteral("a channel is a number from 0 to 4294967295"); }
