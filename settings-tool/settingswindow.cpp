@@ -156,7 +156,6 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     // Sorted by a click only, so that no row moves while it is edited.
     table->horizontalHeader()->setSortIndicator(UidColumn, Qt::AscendingOrder);
     table->horizontalHeader()->setSortIndicatorShown(true);
-    table->horizontalHeader()->setSectionsClickable(true);
     connect(table->horizontalHeader(), &QHeaderView::sortIndicatorChanged, table,
             [table](int column, Qt::SortOrder order) {
                 table->sortItems(column, order);
@@ -169,9 +168,9 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mNotices.addButton(mUi->radioOff, int(Draft::Notice::Off));
     mNotices.addButton(mUi->radioStandard, int(Draft::Notice::Standard));
     mNotices.addButton(mUi->radioOwn, int(Draft::Notice::Own));
-    connect(&mNotices, &QButtonGroup::idClicked, this, &SettingsWindow::edited);
     connect(mUi->checkIdleDock, &QAbstractButton::clicked, this, &SettingsWindow::edited);
-    connect(&mNotices, &QButtonGroup::idClicked, mUi->lineOwn, [this](int notice) {
+    connect(&mNotices, &QButtonGroup::idClicked, this, [this](int notice) {
+        edited();
         if (notice == int(Draft::Notice::Own))
             mUi->lineOwn->setFocus();
     });
