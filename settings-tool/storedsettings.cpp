@@ -38,13 +38,9 @@ QString noFolder(const QString &folder)
 /// none. It is empty where the `key` is not per server.
 std::optional<QString> uidIn(const QString &stored, const Key &key)
 {
-    const QString start = key.text().section(QLatin1String("%1"), 0, 0);
-    const QString end = key.text().section(QLatin1String("%1"), 1);
-    const int size = stored.size() - start.size() - end.size();
-    if (!stored.startsWith(start) || !stored.endsWith(end) || size < 0
-        || (size > 0 && !key.isPerServer()))
-        return std::nullopt;
-    return stored.mid(start.size(), size);
+    const int start = key.text().section(QLatin1String("%1"), 0, 0).size();
+    const QString uid = stored.mid(start, stored.size() - key.of(QString()).size());
+    return key.of(uid) == stored ? std::optional(uid) : std::nullopt;
 }
 
 /// A key as Qt looks it up: without doubled slashes and those at its ends.
