@@ -132,6 +132,7 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
         label->setWordWrap(true);
     }
     mUi->layoutForm->setContentsMargins(0, 0, 0, 0);
+    mUi->layoutRows->addStretch();
     mUi->radioStandard->setText(
         QStringLiteral("%1: \"%2\"")
             .arg(mUi->radioStandard->text(), QLatin1String(settingsKeys::standardNotice)));
@@ -260,7 +261,7 @@ void SettingsWindow::load()
     const QString uid = current ? serverAt(current->row()).uid : QString();
     const bool isSelected = current && current->isSelected();
     const int position = table->verticalScrollBar()->value();
-    const bool hasFocus = table->hasFocus() || table->isAncestorOf(focusWidget());
+    const bool hasFocus = table->isAncestorOf(focusWidget());
     const QSignalBlocker blocker(table);
     table->setRowCount(0);
     mRemoved.clear();
@@ -292,8 +293,7 @@ void SettingsWindow::load()
             mOutcome = QStringLiteral(
                 "There are warnings about the settings file; see the end of this window (Alt+F).");
     } catch (const Error &error) {
-        mOutcome = error.message;
-        mUi->labelStatus->setText(mOutcome);
+        mUi->labelStatus->setText(error.message);
     }
     mUi->form->setEnabled(mDraft);
     mUi->labelWarnings->setVisible(mUi->listWarnings->count() > 0);
@@ -364,18 +364,16 @@ void SettingsWindow::check()
     for (int row = 0; row < table->rowCount(); ++row)
         mDraft->servers.append(serverAt(row));
     bool isModified = !mDraft->changes().isEmpty();
+    const QIcon warningSign = style()->standardIcon(QStyle::SP_MessageBoxWarning);
     QStringList hints = QStringList(mOutcome) + mDraft->warningOfNotice();
     for (int row = 0; row < table->rowCount(); ++row) {
         const QString error = mDraft->errorIn(row);
         const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
         isModified = isModified || !error.isEmpty();
-        const bool isSaid = !error.isEmpty() && mOutcome.endsWith(error);
-        if (!isSaid && (!error.isEmpty() || row == table->currentRow()))
+        if (error.isEmpty() ? row == table->currentRow() : !mOutcome.endsWith(error))
             hints += remarks;
         const QString text = remarks.join(QLatin1Char('\n'));
-        table->item(row, UidColumn)
-            ->setIcon(text.isEmpty() ? QIcon()
-                                     : style()->standardIcon(QStyle::SP_MessageBoxWarning));
+        table->item(row, UidColumn)->setIcon(text.isEmpty() ? QIcon() : warningSign);
         const QString isLeftAlone =
             QLatin1String(mDraft->servers.at(row).isLeftAlone ? "yes" : "no");
         for (int column = UidColumn; column <= ChannelColumn; ++column) {
@@ -467,13 +465,12 @@ void SettingsWindow::showFocus()
     layout()->activate(); // what is said may have taken room
     QTableWidget *table = mUi->tableServers;
     QWidget *focus = focusWidget();
-    const bool isInTable = focus && (focus == table || table->isAncestorOf(focus));
-    if (isInTable && table->currentItem()) {
+    if (table->isAncestorOf(focus) && table->currentItem()) {
         table->scrollToItem(table->currentItem());
         const QRect row = table->visualItemRect(table->currentItem());
         const QPoint middle = table->viewport()->mapTo(mUi->form, row.center());
         mUi->scrollArea->ensureVisible(middle.x(), middle.y(), 0, row.height());
-    } else if (focus && mUi->form->isAncestorOf(focus)) {
+    } else if (mUi->form->isAncestorOf(focus)) {
         mUi->scrollArea->ensureWidgetVisible(focus);
     }
 }

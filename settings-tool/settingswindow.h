@@ -37,8 +37,6 @@ protected:
     bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
-    Q_DISABLE_COPY(SettingsWindow)
-
     void load();
     /// Returns whether all is stored now.
     bool save();
