@@ -185,13 +185,12 @@ QString commands::help()
 {
     constexpr int column = 36;
     QString result = QStringLiteral("Commands:");
+    const QString nextLine = QLatin1Char('\n') + QString(column + 2, QLatin1Char(' '));
     for (const Command &one : all) {
-        const QString purpose =
-            QString(QLatin1String(one.purpose))
-                .replace(QLatin1Char('\n'),
-                         QLatin1Char('\n') + QString(column + 2, QLatin1Char(' ')));
-        result += QStringLiteral("\n  ") + QString(QLatin1String(one.usage)).leftJustified(column)
-            + purpose;
+        const QString usage = QLatin1String(one.usage);
+        QString purpose = QLatin1String(one.purpose);
+        purpose.replace(QLatin1Char('\n'), nextLine);
+        result += QStringLiteral("\n  ") + usage.leftJustified(column) + purpose;
     }
     return result;
 }

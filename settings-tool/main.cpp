@@ -60,7 +60,6 @@ int run(int &argc, char *argv[])
         QStringLiteral("The settings file, ~/.ts3client/Kestrelsoft Staybolt.ini by default."),
         QStringLiteral("FILE"),
         home.isEmpty() ? QString() : home + QStringLiteral("/.ts3client/Kestrelsoft Staybolt.ini"));
-    parser.addOption(file);
     const QString usualWait = QString::number(StoredSettings::usualPatience.count());
     const QCommandLineOption wait(
         QStringLiteral("wait"),
@@ -68,7 +67,7 @@ int run(int &argc, char *argv[])
                        "folder: 0 to %1 seconds, %2 by default.")
             .arg(QString::number(longestWait), usualWait),
         QStringLiteral("SECONDS"), usualWait);
-    parser.addOption(wait);
+    parser.addOptions({file, wait});
     parser.addPositionalArgument(
         QStringLiteral("command"),
         QStringLiteral("See above. Put -- before an id or a message that begins with a dash."),
