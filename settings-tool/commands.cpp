@@ -107,17 +107,17 @@ void setIdleDockChannel(Job &job)
 {
     const int index = serverOf(job);
     const QString text = job.words.constLast();
+    const std::optional<uint> channel = channelIn(text);
     Draft::Server &server = job.draft.servers[index];
-    if (text != QLatin1String("none")) {
-        const std::optional<uint> channel = channelIn(text);
-        if (!channel)
-            refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
+    if (channel) {
         server.channel = QString::number(*channel);
         saveServer(job, index,
                    QStringLiteral("the idleDock channel of %1 is ") + server.channel
                        + QLatin1Char('.'));
         return;
     }
+    if (text != QLatin1String("none"))
+        refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
     if (server.channel.isEmpty())
         refuse(QStringLiteral("%1 has no idleDock channel").arg(server.uid));
     server.channel.clear();

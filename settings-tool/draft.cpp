@@ -46,7 +46,7 @@ QString Draft::errorIn(int index) const
     // What the file holds already may stay, whatever it is.
     const bool isStored = server.storedUid == server.uid;
     const StoredSettings::Server held = mStoredServers.value(server.uid);
-    const QString error = errorInUid(server.uid);
+    QString error = errorInUid(server.uid);
     if ((!isStored || (server.isLeftAlone && !held.isLeftAlone)) && !error.isEmpty())
         return error;
     const auto because = [&](const QString &why) {
@@ -77,13 +77,12 @@ QStringList Draft::warningsOf(int index) const
         result.append(QStringLiteral("%1: %2").arg(server.uid, what));
     };
     const std::optional<uint> channel = channelIn(server.channel);
-    if (!server.channel.isEmpty() && !channel) {
+    if (!server.channel.isEmpty() && !channel)
         warn(QStringLiteral("\"%1\" is not a channel; %2").arg(server.channel, channelRule()));
-    } else if (channel == 0U) {
+    else if (channel == 0U)
         warn(QStringLiteral("channel 0 means that the server has no idleDock channel"));
-    } else if (server.isLeftAlone && channel) {
+    else if (server.isLeftAlone && channel)
         warn(QStringLiteral("the server is left alone, so its idleDock channel has no effect"));
-    }
     return result;
 }
 
