@@ -197,16 +197,13 @@ SettingsWindow::~SettingsWindow()
 
 void SettingsWindow::fitInto(const QSize &screen)
 {
+    const QTableWidget *table = mUi->tableServers;
+    const QSize whole = sizeHint() - mUi->scrollArea->sizeHint() + mUi->form->sizeHint();
     // Room for an id, whatever the font, and for what is beside it.
-    const QHeaderView *header = mUi->tableServers->horizontalHeader();
-    const int besides = sizeHint().width() - mUi->scrollArea->sizeHint().width()
-        + mUi->form->sizeHint().width() - mUi->tableServers->sizeHint().width();
     const QString widestId(30, QLatin1Char('N')); // and its sign
-    const QSize content(fontMetrics().horizontalAdvance(widestId)
-                            + header->sectionSize(LeftAloneColumn)
-                            + header->sectionSize(ChannelColumn) + besides,
-                        sizeHint().height() - mUi->scrollArea->sizeHint().height()
-                            + mUi->form->sizeHint().height());
+    const int columns = fontMetrics().horizontalAdvance(widestId)
+        + table->columnWidth(LeftAloneColumn) + table->columnWidth(ChannelColumn);
+    const QSize content(whole.width() - table->sizeHint().width() + columns, whole.height());
     // The window manager's frame is not known before the window is shown.
     const int frame = style()->pixelMetric(QStyle::PM_TitleBarHeight) * 3 / 2;
     resize(content.boundedTo(screen - QSize(frame, frame)));
@@ -257,7 +254,7 @@ void SettingsWindow::load()
 {
     QTableWidget *table = mUi->tableServers;
     const QTableWidgetItem *current = table->currentItem();
-    const int column = current ? current->column() : -1;
+    const int column = table->currentColumn();
     const QString uid = current ? serverAt(current->row()).uid : QString();
     const bool isSelected = current && current->isSelected();
     const int position = table->verticalScrollBar()->value();
@@ -304,7 +301,7 @@ void SettingsWindow::load()
 bool SettingsWindow::save()
 {
     const auto refuse = [this](const QString &why) {
-        mOutcome = QStringLiteral("Not saved: %1").arg(why);
+        mOutcome = QStringLiteral("Not saved: ") + why;
         check();
         return false;
     };
@@ -326,18 +323,18 @@ bool SettingsWindow::save()
     const QVariantMap values = mDraft->changes();
     if (values.isEmpty())
         return true;
-    QStringList notes{QStringLiteral("Saved.")};
+    QStringList notes;
     // Somebody else's change may take a while.
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
         const FolderLock lock(mPath, mPatience);
-        notes += mDraft->stored.change(values);
+        notes = mDraft->stored.change(values);
     } catch (const Error &error) {
         return refuse(error.message);
     }
     load();
-    mOutcome = notes.join(QLatin1Char(' '));
+    mOutcome = QStringLiteral("Saved. ") + notes.join(QLatin1Char(' '));
     check();
     return true;
 }
@@ -361,15 +358,14 @@ void SettingsWindow::check()
     QTableWidget *table = mUi->tableServers;
     const QSignalBlocker blocker(table);
     mDraft->servers.clear();
-    for (int row = 0; row < table->rowCount(); ++row)
-        mDraft->servers.append(serverAt(row));
-    bool isModified = !mDraft->changes().isEmpty();
+    bool hasError = false;
     const QIcon warningSign = style()->standardIcon(QStyle::SP_MessageBoxWarning);
     QStringList hints = QStringList(mOutcome) + mDraft->warningOfNotice();
     for (int row = 0; row < table->rowCount(); ++row) {
+        mDraft->servers.append(serverAt(row));
         const QString error = mDraft->errorIn(row);
         const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
-        isModified = isModified || !error.isEmpty();
+        hasError = hasError || !error.isEmpty();
         if (error.isEmpty() ? row == table->currentRow() : !mOutcome.endsWith(error))
             hints += remarks;
         const QString text = remarks.join(QLatin1Char('\n'));
@@ -386,6 +382,7 @@ void SettingsWindow::check()
                                                                                  : item->text()));
         }
     }
+    const bool isModified = hasError || !mDraft->changes().isEmpty();
     hints += mDraft->warningOfIdleDock();
     hints.removeAll(QString());
     mUi->labelStatus->setText(hints.join(QLatin1Char('\n')));
