@@ -9,9 +9,9 @@ namespace {
 /// A command under way.
 struct Job
 {
-    const StoredSettings &settings;
     Draft draft;
     QStringList words; // behind the command
+    QString usage; // for words that it does not understand
     QTextStream &output;
 
     void warn(const QStringList &warnings) const
@@ -26,7 +26,7 @@ struct Job
         const QVariantMap values = draft.changes();
         output << (values.isEmpty() ? "Nothing to change: " : "Saved: ") << done << '\n';
         if (!values.isEmpty())
-            output << settings.change(values).join(QLatin1Char('\n')) << '\n';
+            output << draft.stored.change(values).join(QLatin1Char('\n')) << '\n';
     }
 };
 
@@ -36,7 +36,7 @@ struct Job
 int serverOf(Job &job)
 {
     QString uid = job.words.constFirst();
-    if (!job.settings.servers().contains(uid)) {
+    if (!job.draft.stored.servers().contains(uid)) {
         uid = uid.trimmed(); // a copied id may bring blanks along
         const QString error = errorInUid(uid);
         if (!error.isEmpty())
@@ -55,11 +55,11 @@ void saveServer(Job &job, int index, const QString &done)
     job.warn(job.draft.warningsOf(index));
 }
 
-bool list(Job &job)
+void list(Job &job)
 {
-    QStringList keys = job.settings.keys();
-    job.output << "Settings in " << job.settings.path() << "\n\n";
-    job.warn(job.settings.warnings());
+    QStringList keys = job.draft.stored.keys();
+    job.output << "Settings in " << job.draft.stored.path() << "\n\n";
+    job.warn(job.draft.stored.warnings());
     if (job.words.isEmpty()) {
         job.warn(job.draft.warningOfIdleDock());
         for (int i = 0; i < job.draft.servers.size(); ++i)
@@ -72,19 +72,17 @@ bool list(Job &job)
                            storedKey(settingsKeys::idleDockTarget, uid)};
     }
     for (const QString &key : qAsConst(keys))
-        job.output << job.settings.describe(key) << '\n';
-    return true;
+        job.output << job.draft.stored.describe(key) << '\n';
 }
 
-bool exclude(Job &job)
+void exclude(Job &job)
 {
     const int index = serverOf(job);
     job.draft.servers[index].isLeftAlone = true;
     saveServer(job, index, QStringLiteral("Staybolt will leave %1 alone."));
-    return true;
 }
 
-bool include(Job &job)
+void include(Job &job)
 {
     const int index = serverOf(job);
     Draft::Server &server = job.draft.servers[index];
@@ -92,64 +90,62 @@ bool include(Job &job)
         refuse(QStringLiteral("%1 is protected already").arg(server.uid));
     server.isLeftAlone = false;
     job.save(QStringLiteral("Staybolt will protect you on %1 again.").arg(server.uid));
-    return true;
 }
 
-bool allowIdleDock(Job &job)
+void allowIdleDock(Job &job)
 {
     const QString state = job.words.constFirst();
     job.draft.allowsIdleDock = state == QLatin1String("on");
     if (!job.draft.allowsIdleDock && state != QLatin1String("off"))
-        return false;
-    job.save(job.draft.allowsIdleDock
-                 ? QStringLiteral("moves into idleDock channels will be allowed.")
-                 : QStringLiteral("moves into idleDock channels will be undone."));
+        refuse(job.usage);
+    job.save(QStringLiteral("moves into idleDock channels will be %1.")
+                 .arg(QLatin1String(job.draft.allowsIdleDock ? "allowed" : "undone")));
     job.warn(job.draft.warningOfIdleDock());
-    return true;
 }
 
-bool setIdleDockChannel(Job &job)
+void setIdleDockChannel(Job &job)
 {
     const int index = serverOf(job);
     const QString text = job.words.constLast();
+    const std::optional<uint> channel = channelIn(text);
     Draft::Server &server = job.draft.servers[index];
-    if (text != QLatin1String("none")) {
-        const std::optional<uint> channel = channelIn(text);
-        if (!channel)
-            refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
+    if (channel) {
         server.channel = QString::number(*channel);
         saveServer(job, index,
                    QStringLiteral("the idleDock channel of %1 is ") + server.channel
                        + QLatin1Char('.'));
-        return true;
+        return;
     }
+    if (text != QLatin1String("none"))
+        refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
     if (server.channel.isEmpty())
         refuse(QStringLiteral("%1 has no idleDock channel").arg(server.uid));
     server.channel.clear();
     job.save(QStringLiteral("%1 has no idleDock channel any more.").arg(server.uid));
-    return true;
 }
 
-bool setNotice(Job &job)
+void setNotice(Job &job)
 {
     const QString word = job.words.constFirst();
     Draft &draft = job.draft;
-    if (word != QLatin1String("text") && job.words.size() > 1)
-        return false;
-    if (word == QLatin1String("on") || word == QLatin1String("standard")) {
-        const bool hasOwn = job.settings.contains(settingsKeys::customNotify.text());
-        draft.notice =
-            hasOwn && word == QLatin1String("on") ? Draft::Notice::Own : Draft::Notice::Standard;
-    } else if (word == QLatin1String("text") && job.words.size() == 2) {
-        draft.notice = Draft::Notice::Own;
-        draft.ownText = job.words.constLast();
-    } else if (word == QLatin1String("text") && job.words.size() > 2) {
+    const bool isText = word == QLatin1String("text");
+    if (isText && job.words.size() > 2) {
         refuse(QStringLiteral("put the message in quotes: staybolt-settings notify text \"%1\"")
                    .arg(job.words.mid(1).join(QLatin1Char(' '))));
+    }
+    if (job.words.size() != (isText ? 2 : 1))
+        refuse(job.usage);
+    if (isText) {
+        draft.notice = Draft::Notice::Own;
+        draft.ownText = job.words.constLast();
+    } else if (word == QLatin1String("on") && job.draft.stored.ownText()) {
+        draft.notice = Draft::Notice::Own;
+    } else if (word == QLatin1String("on") || word == QLatin1String("standard")) {
+        draft.notice = Draft::Notice::Standard;
     } else if (word == QLatin1String("off")) {
         draft.notice = Draft::Notice::Off;
     } else {
-        return false;
+        refuse(job.usage);
     }
     job.save(draft.notice == Draft::Notice::Off
                  ? QStringLiteral("whoever moves you will get no message.")
@@ -159,33 +155,26 @@ bool setNotice(Job &job)
                                 : QLatin1String(settingsKeys::standardNotice)));
     if (draft.notice == Draft::Notice::Own)
         job.warn(draft.warningOfNotice());
-    return true;
 }
 
 struct Command
 {
-    const char *name;
-    const char *arguments; // as the help names them
+    const char *usage; // its name, and its arguments as the help names them
     int least;
     int most;
-    bool (*run)(Job &job); ///< returns whether it understood the arguments
+    void (*run)(Job &job);
     const char *purpose;
-
-    QString usage() const
-    {
-        return QStringLiteral("%1 %2").arg(QLatin1String(name), QLatin1String(arguments)).trimmed();
-    }
 };
 
 constexpr Command all[] = {
-    {"list", "[UID]", 0, 1, list, "show all settings, or those of one server"},
-    {"exclude", "UID", 1, 1, exclude, "leave that server alone"},
-    {"include", "UID", 1, 1, include, "protect you on that server again"},
-    {"idledock", "on|off", 1, 1, allowIdleDock,
+    {"list [UID]", 0, 1, list, "show all settings, or those of one server"},
+    {"exclude UID", 1, 1, exclude, "leave that server alone"},
+    {"include UID", 1, 1, include, "protect you on that server again"},
+    {"idledock on|off", 1, 1, allowIdleDock,
      "allow moves into idleDock channels, or undo them\nlike any other move"},
-    {"idledock-target", "UID CHANNEL|none", 2, 2, setIdleDockChannel,
+    {"idledock-target UID CHANNEL|none", 2, 2, setIdleDockChannel,
      "set the idleDock channel of that server"},
-    {"notify", "on|off|standard|text TEXT", 1, std::numeric_limits<int>::max(), setNotice,
+    {"notify on|off|standard|text TEXT", 1, std::numeric_limits<int>::max(), setNotice,
      "on: send your message, or the standard one if you have none\noff: send nothing\n"
      "standard: send the standard message, and delete yours\ntext: send TEXT"},
 };
@@ -196,12 +185,12 @@ QString commands::help()
 {
     constexpr int column = 36;
     QString result = QStringLiteral("Commands:");
+    const QString nextLine = QLatin1Char('\n') + QString(column + 2, QLatin1Char(' '));
     for (const Command &one : all) {
-        const QString purpose =
-            QString(QLatin1String(one.purpose))
-                .replace(QLatin1Char('\n'),
-                         QLatin1Char('\n') + QString(column + 2, QLatin1Char(' ')));
-        result += QStringLiteral("\n  ") + one.usage().leftJustified(column) + purpose;
+        const QString usage = QLatin1String(one.usage);
+        QString purpose = QLatin1String(one.purpose);
+        purpose.replace(QLatin1Char('\n'), nextLine);
+        result += QStringLiteral("\n  ") + usage.leftJustified(column) + purpose;
     }
     return result;
 }
@@ -211,19 +200,18 @@ void commands::run(const QString &path, std::chrono::seconds patience, QStringLi
 {
     const QString name = words.takeFirst();
     for (const Command &one : all) {
-        if (name != QLatin1String(one.name))
+        const QString form = QLatin1String(one.usage);
+        if (name != form.section(QLatin1Char(' '), 0, 0))
             continue;
-        const QString usage = QStringLiteral("Usage: staybolt-settings %1").arg(one.usage());
+        const QString usage = QStringLiteral("Usage: staybolt-settings ") + form;
         if (words.size() < one.least || words.size() > one.most)
             refuse(usage);
         // Locked before the file is read, so that a change is one to what it holds.
         std::optional<FolderLock> lock;
         if (one.run != list && !path.isEmpty())
             lock.emplace(path, patience);
-        const StoredSettings settings(path);
-        Job job{settings, Draft(settings), words, output};
-        if (!one.run(job))
-            refuse(usage);
+        Job job{Draft(path), words, usage, output};
+        one.run(job);
         return;
     }
     refuse(QStringLiteral("there is no command \"%1\". See --help.").arg(name));

@@ -8,29 +8,34 @@ using settingsKeys::idleDock;
 using settingsKeys::idleDockTarget;
 using settingsKeys::sendNotify;
 
-Draft::Draft(const StoredSettings &stored) : mStored(stored), mStoredServers(stored.servers())
+namespace {
+
+/// Whether the file has the same keys for both ids.
+bool areSame(const QString &uid, const QString &other)
 {
-    const bool hasOwnText = stored.contains(customNotify.text());
+    return storedKey(excludedServer, uid) == storedKey(excludedServer, other);
+}
+
+}
+
+Draft::Draft(const QString &path) : stored(path), mStoredServers(stored.servers())
+{
     if (stored.isOn(sendNotify))
-        notice = hasOwnText ? Notice::Own : Notice::Standard;
-    if (hasOwnText)
-        ownText = stored.notice();
+        notice = stored.ownText() ? Notice::Own : Notice::Standard;
+    ownText = stored.ownText().value_or(QString());
     allowsIdleDock = stored.isOn(idleDock);
     for (auto one = mStoredServers.begin(); one != mStoredServers.end(); ++one)
-        servers.append(
-            {one.key(), one->isLeftAlone, one->channel.value_or(QString()), true, one.key()});
+        servers.append({one.key(), one->isLeftAlone, one->channel.value_or(QString()), one.key()});
 }
 
 int Draft::indexOf(const QString &uid)
 {
-    const auto isIt = [&](const Server &one) {
-        return storedKey(excludedServer, one.uid) == storedKey(excludedServer, uid);
-    };
-    const auto found = std::find_if(servers.begin(), servers.end(), isIt);
-    const int index = int(found - servers.begin());
-    if (found == servers.end())
-        servers.append({uid, false, QString(), false, QString()});
-    return index;
+    for (int i = 0; i < servers.size(); ++i) {
+        if (areSame(servers.at(i).uid, uid))
+            return i;
+    }
+    servers.append({uid, false, QString(), std::nullopt});
+    return servers.size() - 1;
 }
 
 QString Draft::errorIn(int index) const
@@ -38,28 +43,26 @@ QString Draft::errorIn(int index) const
     const Server &server = servers.at(index);
     if (isBlank(server))
         return QString();
-    const StoredSettings::Server stored = storedFor(server);
     // What the file holds already may stay, whatever it is.
-    if (!isStored(server) || (server.isLeftAlone && !stored.isLeftAlone)) {
-        QString error = errorInUid(server.uid);
-        if (!error.isEmpty())
-            return error;
-    }
+    const bool isStored = server.storedUid == server.uid;
+    const StoredSettings::Server held = mStoredServers.value(server.uid);
+    QString error = errorInUid(server.uid);
+    if ((!isStored || (server.isLeftAlone && !held.isLeftAlone)) && !error.isEmpty())
+        return error;
     const auto because = [&](const QString &why) {
         return QStringLiteral("%1: %2").arg(server.uid, why);
     };
-    const bool isOtherChannel = !isStored(server) || server.channel != stored.channel;
+    const bool isOtherChannel = !isStored || server.channel != held.channel;
     if (!server.channel.isEmpty() && isOtherChannel && !channelIn(server.channel))
         return because(channelRule());
     for (int other = 0; other < index; ++other) {
-        const bool areStored = isStored(server) && isStored(servers.at(other));
-        if (!areStored
-            && storedKey(excludedServer, servers.at(other).uid)
-                == storedKey(excludedServer, server.uid))
+        const Server &above = servers.at(other);
+        const bool areStored = isStored && above.storedUid == above.uid;
+        if (!areStored && areSame(above.uid, server.uid))
             return because(QStringLiteral("this server is already in the list"));
     }
     // A channel that the file holds as an empty text may stay.
-    if (!server.isLeftAlone && server.channel.isEmpty() && (isOtherChannel || !stored.channel))
+    if (!server.isLeftAlone && server.channel.isEmpty() && (isOtherChannel || !held.channel))
         return because(QStringLiteral("tick \"Left alone\" or enter a channel"));
     return QString();
 }
@@ -74,19 +77,18 @@ QStringList Draft::warningsOf(int index) const
         result.append(QStringLiteral("%1: %2").arg(server.uid, what));
     };
     const std::optional<uint> channel = channelIn(server.channel);
-    if (!server.channel.isEmpty() && !channel) {
+    if (!server.channel.isEmpty() && !channel)
         warn(QStringLiteral("\"%1\" is not a channel; %2").arg(server.channel, channelRule()));
-    } else if (channel == 0U) {
+    else if (channel == 0U)
         warn(QStringLiteral("channel 0 means that the server has no idleDock channel"));
-    } else if (server.isLeftAlone && channel) {
+    else if (server.isLeftAlone && channel)
         warn(QStringLiteral("the server is left alone, so its idleDock channel has no effect"));
-    }
     return result;
 }
 
 QStringList Draft::warningOfNotice() const
 {
-    if (notice == Notice::Standard && (mStored.contains(customNotify.text()) || !ownText.isEmpty()))
+    if (notice == Notice::Standard && (stored.ownText() || !ownText.isEmpty()))
         return {QStringLiteral("Save removes your own message.")};
     if (notice == Notice::Own && ownText.isEmpty())
         return {QStringLiteral("Your message is empty.")};
@@ -110,18 +112,16 @@ QVariantMap Draft::changes() const
 {
     QVariantMap result;
     const bool isOn = notice != Notice::Off;
-    if (isOn != mStored.isOn(sendNotify))
+    if (isOn != stored.isOn(sendNotify))
         result.insert(sendNotify.text(), isOn ? 1 : 0);
-    const bool hasOwnText = mStored.contains(customNotify.text());
     if (notice == Notice::Standard) {
-        if (hasOwnText)
+        if (stored.ownText())
             result.insert(customNotify.text(), QVariant());
-    } else if ((notice == Notice::Own || !ownText.isEmpty())
-               && !(hasOwnText && ownText == mStored.notice())) {
+    } else if ((notice == Notice::Own || !ownText.isEmpty()) && stored.ownText() != ownText) {
         // While the notice is off as well, so that no text is lost.
         result.insert(customNotify.text(), ownText);
     }
-    if (allowsIdleDock != mStored.isOn(idleDock))
+    if (allowsIdleDock != stored.isOn(idleDock))
         result.insert(idleDock.text(), allowsIdleDock);
 
     // What is no longer in the list goes; what is there as before stays as it is spelled.
@@ -132,14 +132,14 @@ QVariantMap Draft::changes() const
             result.insert(storedKey(idleDockTarget, one.key()), QVariant());
     }
     for (const Server &server : servers) {
-        const StoredSettings::Server stored = mStoredServers.value(server.uid);
+        const StoredSettings::Server held = mStoredServers.value(server.uid);
         const QString leftAloneKey = storedKey(excludedServer, server.uid);
         const QString channelKey = storedKey(idleDockTarget, server.uid);
-        if (server.isLeftAlone && stored.isLeftAlone)
+        if (server.isLeftAlone && held.isLeftAlone)
             result.remove(leftAloneKey);
         else if (server.isLeftAlone)
             result.insert(leftAloneKey, true);
-        if (stored.channel && server.channel == *stored.channel)
+        if (held.channel == server.channel)
             result.remove(channelKey);
         else if (!server.channel.isEmpty())
             result.insert(channelKey, channelIn(server.channel).value_or(0));
@@ -150,11 +150,6 @@ QVariantMap Draft::changes() const
 bool Draft::isBlank(const Server &server)
 {
     // A stored one whose id was emptied is not: Save would drop what is stored without a word.
-    return !server.isKnown && !server.isLeftAlone && server.uid.isEmpty()
+    return !server.storedUid && !server.isLeftAlone && server.uid.isEmpty()
         && server.channel.isEmpty();
-}
-
-StoredSettings::Server Draft::storedFor(const Server &server) const
-{
-    return server.isKnown ? mStoredServers.value(server.storedUid) : StoredSettings::Server();
 }

@@ -16,14 +16,15 @@ public:
         bool isLeftAlone = false;
         /// The id of its idleDock channel, empty when it has none.
         QString channel;
-        /// Whether the file has keys for it, and under which unique id.
-        bool isKnown = false;
-        QString storedUid;
+        /// Under which unique id the file has keys for it, if there are any.
+        std::optional<QString> storedUid;
     };
 
-    /// What the file holds. `stored` must outlive the draft.
-    explicit Draft(const StoredSettings &stored);
+    /// Reads the settings file `path`. Throws an Error when it can't be read.
+    explicit Draft(const QString &path);
 
+    /// What the file held then.
+    const StoredSettings stored;
     Notice notice = Notice::Off;
     QString ownText;
     bool allowsIdleDock = false;
@@ -46,14 +47,5 @@ public:
     static bool isBlank(const Server &server);
 
 private:
-    /// What the file holds for a server that it knows.
-    StoredSettings::Server storedFor(const Server &server) const;
-    /// Whether it is known under the id that it has now.
-    static bool isStored(const Server &server)
-    {
-        return server.isKnown && server.storedUid == server.uid;
-    }
-
-    const StoredSettings &mStored;
     const QMap<QString, StoredSettings::Server> mStoredServers;
 };

@@ -34,10 +34,8 @@ bool hasDisplay()
 
 void print(const QString &text)
 {
-    QTextStream output(stdout);
-    output << text;
-    output.flush();
-    if (fflush(stdout) != 0 || output.status() != QTextStream::Ok) {
+    QTextStream(stdout) << text;
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
         throw Error{QStringLiteral("the output can't be written: %1")
                         .arg(QString::fromLocal8Bit(strerror(errno)))};
     }
@@ -62,15 +60,14 @@ int run(int &argc, char *argv[])
         QStringLiteral("The settings file, ~/.ts3client/Kestrelsoft Staybolt.ini by default."),
         QStringLiteral("FILE"),
         home.isEmpty() ? QString() : home + QStringLiteral("/.ts3client/Kestrelsoft Staybolt.ini"));
-    parser.addOption(file);
+    const QString usualWait = QString::number(StoredSettings::usualPatience.count());
     const QCommandLineOption wait(
         QStringLiteral("wait"),
         QStringLiteral("How long to wait while another staybolt-settings is saving in the same "
                        "folder: 0 to %1 seconds, %2 by default.")
-            .arg(QString::number(longestWait),
-                 QString::number(StoredSettings::usualPatience.count())),
-        QStringLiteral("SECONDS"), QString::number(StoredSettings::usualPatience.count()));
-    parser.addOption(wait);
+            .arg(QString::number(longestWait), usualWait),
+        QStringLiteral("SECONDS"), usualWait);
+    parser.addOptions({file, wait});
     parser.addPositionalArgument(
         QStringLiteral("command"),
         QStringLiteral("See above. Put -- before an id or a message that begins with a dash."),

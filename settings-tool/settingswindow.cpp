@@ -132,6 +132,7 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
         label->setWordWrap(true);
     }
     mUi->layoutForm->setContentsMargins(0, 0, 0, 0);
+    mUi->layoutRows->addStretch();
     mUi->radioStandard->setText(
         QStringLiteral("%1: \"%2\"")
             .arg(mUi->radioStandard->text(), QLatin1String(settingsKeys::standardNotice)));
@@ -156,7 +157,6 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     // Sorted by a click only, so that no row moves while it is edited.
     table->horizontalHeader()->setSortIndicator(UidColumn, Qt::AscendingOrder);
     table->horizontalHeader()->setSortIndicatorShown(true);
-    table->horizontalHeader()->setSectionsClickable(true);
     connect(table->horizontalHeader(), &QHeaderView::sortIndicatorChanged, table,
             [table](int column, Qt::SortOrder order) {
                 table->sortItems(column, order);
@@ -169,9 +169,9 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mNotices.addButton(mUi->radioOff, int(Draft::Notice::Off));
     mNotices.addButton(mUi->radioStandard, int(Draft::Notice::Standard));
     mNotices.addButton(mUi->radioOwn, int(Draft::Notice::Own));
-    connect(&mNotices, &QButtonGroup::idClicked, this, &SettingsWindow::edited);
     connect(mUi->checkIdleDock, &QAbstractButton::clicked, this, &SettingsWindow::edited);
-    connect(&mNotices, &QButtonGroup::idClicked, mUi->lineOwn, [this](int notice) {
+    connect(&mNotices, &QButtonGroup::idClicked, this, [this](int notice) {
+        edited();
         if (notice == int(Draft::Notice::Own))
             mUi->lineOwn->setFocus();
     });
@@ -197,16 +197,13 @@ SettingsWindow::~SettingsWindow()
 
 void SettingsWindow::fitInto(const QSize &screen)
 {
+    const QTableWidget *table = mUi->tableServers;
+    const QSize whole = sizeHint() - mUi->scrollArea->sizeHint() + mUi->form->sizeHint();
     // Room for an id, whatever the font, and for what is beside it.
-    const QHeaderView *header = mUi->tableServers->horizontalHeader();
-    const int besides = sizeHint().width() - mUi->scrollArea->sizeHint().width()
-        + mUi->form->sizeHint().width() - mUi->tableServers->sizeHint().width();
     const QString widestId(30, QLatin1Char('N')); // and its sign
-    const QSize content(fontMetrics().horizontalAdvance(widestId)
-                            + header->sectionSize(LeftAloneColumn)
-                            + header->sectionSize(ChannelColumn) + besides,
-                        sizeHint().height() - mUi->scrollArea->sizeHint().height()
-                            + mUi->form->sizeHint().height());
+    const int columns = fontMetrics().horizontalAdvance(widestId)
+        + table->columnWidth(LeftAloneColumn) + table->columnWidth(ChannelColumn);
+    const QSize content(whole.width() - table->sizeHint().width() + columns, whole.height());
     // The window manager's frame is not known before the window is shown.
     const int frame = style()->pixelMetric(QStyle::PM_TitleBarHeight) * 3 / 2;
     resize(content.boundedTo(screen - QSize(frame, frame)));
@@ -257,19 +254,18 @@ void SettingsWindow::load()
 {
     QTableWidget *table = mUi->tableServers;
     const QTableWidgetItem *current = table->currentItem();
-    const int column = current ? current->column() : -1;
+    const int column = table->currentColumn();
     const QString uid = current ? serverAt(current->row()).uid : QString();
     const bool isSelected = current && current->isSelected();
     const int position = table->verticalScrollBar()->value();
-    const bool hasFocus = table->hasFocus() || table->isAncestorOf(focusWidget());
+    const bool hasFocus = table->isAncestorOf(focusWidget());
     const QSignalBlocker blocker(table);
     table->setRowCount(0);
     mRemoved.clear();
     mDraft.reset();
     mUi->listWarnings->clear();
     try {
-        mStored.reset(new StoredSettings(mPath));
-        mDraft.reset(new Draft(*mStored));
+        mDraft.reset(new Draft(mPath));
         mNotices.button(int(mDraft->notice))->setChecked(true);
         mUi->lineOwn->setText(mDraft->ownText);
         mUi->checkIdleDock->setChecked(mDraft->allowsIdleDock);
@@ -289,13 +285,12 @@ void SettingsWindow::load()
         table->scrollToItem(table->currentItem());
         if (hasFocus)
             table->setFocus(); // which went with an open editor
-        mUi->listWarnings->addItems(mStored->warnings());
+        mUi->listWarnings->addItems(mDraft->stored.warnings());
         if (mUi->listWarnings->count() > 0)
             mOutcome = QStringLiteral(
                 "There are warnings about the settings file; see the end of this window (Alt+F).");
     } catch (const Error &error) {
-        mOutcome = error.message;
-        mUi->labelStatus->setText(mOutcome);
+        mUi->labelStatus->setText(error.message);
     }
     mUi->form->setEnabled(mDraft);
     mUi->labelWarnings->setVisible(mUi->listWarnings->count() > 0);
@@ -306,7 +301,7 @@ void SettingsWindow::load()
 bool SettingsWindow::save()
 {
     const auto refuse = [this](const QString &why) {
-        mOutcome = QStringLiteral("Not saved: %1").arg(why);
+        mOutcome = QStringLiteral("Not saved: ") + why;
         check();
         return false;
     };
@@ -328,18 +323,18 @@ bool SettingsWindow::save()
     const QVariantMap values = mDraft->changes();
     if (values.isEmpty())
         return true;
-    QStringList notes{QStringLiteral("Saved.")};
+    QStringList notes;
     // Somebody else's change may take a while.
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
         const FolderLock lock(mPath, mPatience);
-        notes += mStored->change(values);
+        notes = mDraft->stored.change(values);
     } catch (const Error &error) {
         return refuse(error.message);
     }
     load();
-    mOutcome = notes.join(QLatin1Char(' '));
+    mOutcome = QStringLiteral("Saved. ") + notes.join(QLatin1Char(' '));
     check();
     return true;
 }
@@ -363,21 +358,18 @@ void SettingsWindow::check()
     QTableWidget *table = mUi->tableServers;
     const QSignalBlocker blocker(table);
     mDraft->servers.clear();
-    for (int row = 0; row < table->rowCount(); ++row)
-        mDraft->servers.append(serverAt(row));
-    bool isModified = !mDraft->changes().isEmpty();
+    bool hasError = false;
+    const QIcon warningSign = style()->standardIcon(QStyle::SP_MessageBoxWarning);
     QStringList hints = QStringList(mOutcome) + mDraft->warningOfNotice();
     for (int row = 0; row < table->rowCount(); ++row) {
+        mDraft->servers.append(serverAt(row));
         const QString error = mDraft->errorIn(row);
         const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
-        isModified = isModified || !error.isEmpty();
-        const bool isSaid = !error.isEmpty() && mOutcome.endsWith(error);
-        if (!isSaid && (!error.isEmpty() || row == table->currentRow()))
+        hasError = hasError || !error.isEmpty();
+        if (error.isEmpty() ? row == table->currentRow() : !mOutcome.endsWith(error))
             hints += remarks;
         const QString text = remarks.join(QLatin1Char('\n'));
-        table->item(row, UidColumn)
-            ->setIcon(text.isEmpty() ? QIcon()
-                                     : style()->standardIcon(QStyle::SP_MessageBoxWarning));
+        table->item(row, UidColumn)->setIcon(text.isEmpty() ? QIcon() : warningSign);
         const QString isLeftAlone =
             QLatin1String(mDraft->servers.at(row).isLeftAlone ? "yes" : "no");
         for (int column = UidColumn; column <= ChannelColumn; ++column) {
@@ -390,6 +382,7 @@ void SettingsWindow::check()
                                                                                  : item->text()));
         }
     }
+    const bool isModified = hasError || !mDraft->changes().isEmpty();
     hints += mDraft->warningOfIdleDock();
     hints.removeAll(QString());
     mUi->labelStatus->setText(hints.join(QLatin1Char('\n')));
@@ -405,7 +398,8 @@ void SettingsWindow::insertRow(int row, const Draft::Server &server)
     const QSignalBlocker blocker(table);
     table->insertRow(row);
     auto *uid = new ServerItem(server.uid);
-    uid->setData(storedRole, server.isKnown ? server.storedUid : QVariant());
+    if (server.storedUid)
+        uid->setData(storedRole, *server.storedUid);
     table->setItem(row, UidColumn, uid);
     auto *leftAlone = new ServerItem;
     leftAlone->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
@@ -422,7 +416,8 @@ Draft::Server SettingsWindow::serverAt(int row) const
     // A copied id may bring blanks along.
     return {stored == uid ? uid : uid.trimmed(),
             table->item(row, LeftAloneColumn)->checkState() == Qt::Checked,
-            table->item(row, ChannelColumn)->text().trimmed(), stored.isValid(), stored.toString()};
+            table->item(row, ChannelColumn)->text().trimmed(),
+            stored.isValid() ? std::optional(stored.toString()) : std::nullopt};
 }
 
 void SettingsWindow::addServer()
@@ -467,13 +462,12 @@ void SettingsWindow::showFocus()
     layout()->activate(); // what is said may have taken room
     QTableWidget *table = mUi->tableServers;
     QWidget *focus = focusWidget();
-    const bool isInTable = focus && (focus == table || table->isAncestorOf(focus));
-    if (isInTable && table->currentItem()) {
+    if (table->isAncestorOf(focus) && table->currentItem()) {
         table->scrollToItem(table->currentItem());
         const QRect row = table->visualItemRect(table->currentItem());
         const QPoint middle = table->viewport()->mapTo(mUi->form, row.center());
         mUi->scrollArea->ensureVisible(middle.x(), middle.y(), 0, row.height());
-    } else if (focus && mUi->form->isAncestorOf(focus)) {
+    } else if (mUi->form->isAncestorOf(focus)) {
         mUi->scrollArea->ensureWidgetVisible(focus);
     }
 }

@@ -37,8 +37,6 @@ protected:
     bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
-    Q_DISABLE_COPY(SettingsWindow)
-
     void load();
     /// Returns whether all is stored now.
     bool save();
@@ -57,9 +55,7 @@ private:
     QButtonGroup mNotices;
     const QString mPath;
     const std::chrono::seconds mPatience;
-    /// What the file held when it was last read.
-    QScopedPointer<StoredSettings> mStored;
-    /// What it should hold; null if the file can't be read.
+    /// What the file should hold; null if it can't be read.
     QScopedPointer<Draft> mDraft;
     /// The rows taken out by each Remove, until the next load.
     QStack<QMap<int, Draft::Server>> mRemoved;

@@ -5,7 +5,6 @@
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QMap>
 #include <QRegularExpression>
 #include <QSaveFile>
 #include <QSettings>
@@ -17,18 +16,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 using settingsKeys::Key;
 using settingsKeys::Kind;
 
 namespace {
-
-const QString strangeUid =
-    QStringLiteral("this doesn't look like a server's unique id: those have 28 characters and end "
-                   "in =");
-
-QString systemWords(int error) { return QString::fromLocal8Bit(strerror(error)); }
 
 /// The folder of the file itself, where the path is a link to it.
 QString folderOf(const QString &path)
@@ -46,13 +38,9 @@ QString noFolder(const QString &folder)
 /// none. It is empty where the `key` is not per server.
 std::optional<QString> uidIn(const QString &stored, const Key &key)
 {
-    const QString start = key.text().section(QLatin1String("%1"), 0, 0);
-    const QString end = key.text().section(QLatin1String("%1"), 1);
-    const int size = stored.size() - start.size() - end.size();
-    if (!stored.startsWith(start) || !stored.endsWith(end) || size < 0
-        || (size > 0 && !key.isPerServer()))
-        return std::nullopt;
-    return stored.mid(start.size(), size);
+    const int start = key.text().section(QLatin1String("%1"), 0, 0).size();
+    const QString uid = stored.mid(start, stored.size() - key.of(QString()).size());
+    return key.of(uid) == stored ? std::optional(uid) : std::nullopt;
 }
 
 /// A key as Qt looks it up: without doubled slashes and those at its ends.
@@ -75,13 +63,6 @@ const Key *settingOf(const QString &stored)
     return found;
 }
 
-bool looksLikeUid(const QString &uid)
-{
-    // Its length tells nothing, since the file loses doubled slashes.
-    static const QRegularExpression pattern(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
-    return pattern.match(uid).hasMatch();
-}
-
 /// Why a file can't be written, empty when nothing seems to be in the way.
 QString whyNotWritten(const QString &path)
 {
@@ -100,16 +81,13 @@ QString whyNotWritten(const QString &path)
 /// "Line 1 is", "Lines 1, 2 and 10 are".
 QString linesAre(const QList<int> &lines)
 {
-    QString result;
-    for (int i = 0; i < lines.size(); ++i) {
-        const bool isLast = i == lines.size() - 1;
-        result += QLatin1String(i == 0       ? ""
-                                    : isLast ? " and "
-                                             : ", ")
-            + QString::number(lines.at(i));
-    }
-    return (lines.size() == 1 ? QStringLiteral("Line %1 is") : QStringLiteral("Lines %1 are"))
-        .arg(result);
+    QStringList numbers;
+    for (const int line : lines)
+        numbers.append(QString::number(line));
+    const QString last = numbers.takeLast();
+    return numbers.isEmpty()
+        ? QStringLiteral("Line %1 is").arg(last)
+        : QStringLiteral("Lines %1 and %2 are").arg(numbers.join(QStringLiteral(", ")), last);
 }
 
 }
@@ -147,28 +125,27 @@ StoredSettings::StoredSettings(const QString &path) : mPath(path)
         throw Error{QStringLiteral("HOME is not set; name the settings file with --file")};
     QFile file(path);
     const QFileInfo info(path);
-    const auto refuse = [&](const QString &why) {
-        throw Error{QStringLiteral("%1 can't be read: %2").arg(path, why)};
-    };
+    QString why;
     if (info.isDir())
-        refuse(systemWords(EISDIR));
-    if (info.exists() && !info.isFile())
-        refuse(QStringLiteral("it is not an ordinary file"));
-    if (info.exists() && !file.open(QIODevice::ReadOnly))
-        refuse(file.errorString());
-    if (file.isOpen())
+        why = qt_error_string(EISDIR);
+    else if (info.exists() && !info.isFile())
+        why = QStringLiteral("it is not an ordinary file");
+    else if (info.exists() && !file.open(QIODevice::ReadOnly))
+        why = file.errorString();
+    else if (info.exists())
         mBytes = file.readAll();
+    if (!why.isEmpty())
+        throw Error{QStringLiteral("%1 can't be read: %2").arg(path, why)};
     const QSettings settings(path, QSettings::IniFormat);
     const QStringList keys = settings.allKeys();
     for (const QString &key : keys)
         mValues.insert(key, settings.value(key));
 }
 
-QString StoredSettings::notice() const
+std::optional<QString> StoredSettings::ownText() const
 {
-    const QString key = settingsKeys::customNotify.text();
-    return contains(key) ? mValues.value(key).toString()
-                         : QLatin1String(settingsKeys::standardNotice);
+    const auto found = mValues.find(settingsKeys::customNotify.text());
+    return found == mValues.end() ? std::nullopt : std::optional(found->toString());
 }
 
 QMap<QString, StoredSettings::Server> StoredSettings::servers() const
@@ -192,10 +169,8 @@ QStringList StoredSettings::keys() const
         if (!key->isPerServer())
             result.append(key->text());
     }
-    for (auto one = mValues.begin(); one != mValues.end(); ++one) {
-        if (!result.contains(one.key()))
-            result.append(one.key());
-    }
+    result += mValues.keys();
+    result.removeDuplicates();
     return result;
 }
 
@@ -206,7 +181,7 @@ QString StoredSettings::describe(const QString &key) const
     if (setting && setting->isPerServer())
         lines.append(QStringLiteral("server: ") + *uidIn(key, *setting));
     lines.append(QStringLiteral("in the file: ")
-                 + (contains(key) ? textOf(key) : QStringLiteral("(not set)")));
+                 + (mValues.contains(key) ? textOf(key) : QStringLiteral("(not set)")));
     lines.append(QStringLiteral("the plug-in uses: ")
                  + (setting ? effectOf(*setting, key) : QStringLiteral("nothing")));
     return lines.join(QStringLiteral("\n    "));
@@ -227,13 +202,14 @@ QString StoredSettings::effectOf(const Key &key, const QString &stored) const
     case Kind::Switch:
         return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
     case Kind::Text:
-        return QStringLiteral("\"%1\"").arg(notice());
+        return QStringLiteral("\"%1\"").arg(
+            ownText().value_or(QLatin1String(settingsKeys::standardNotice)));
     case Kind::Channel:
         return QStringLiteral("channel %1").arg(value.toUInt());
     case Kind::Presence:
         break;
     }
-    return contains(stored) ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
+    return mValues.contains(stored) ? QStringLiteral("left alone") : QLatin1String(key.whenAbsent);
 }
 
 QStringList StoredSettings::warnings() const
@@ -255,8 +231,8 @@ QStringList StoredSettings::warnings() const
     QList<int> garbled;
     const QList<QByteArray> lines = settingsFile::lines(mBytes);
     for (int i = 0; i < lines.size() && !settingsFile::hasByteOrderMark(mBytes); ++i) {
-        if (std::any_of(lines.at(i).begin(), lines.at(i).end(),
-                        [](char c) { return static_cast<uchar>(c) > 0x7f; }))
+        const QByteArray &line = lines.at(i);
+        if (std::any_of(line.begin(), line.end(), [](uchar c) { return c > 0x7f; }))
             garbled.append(i + 1);
     }
     if (!garbled.isEmpty()) {
@@ -361,9 +337,14 @@ QString errorInUid(const QString &uid)
 
 QStringList warningsOf(const QString &uid)
 {
+    // Its length tells nothing, since the file loses doubled slashes.
+    static const QRegularExpression usual(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
     QStringList result;
-    if (!looksLikeUid(uid))
-        result.append(QStringLiteral("%1: %2").arg(uid, strangeUid));
+    if (!usual.match(uid).hasMatch()) {
+        result.append(QStringLiteral("%1: this doesn't look like a server's unique id: those have "
+                                     "28 characters and end in =")
+                          .arg(uid));
+    }
     const QString key = storedKey(settingsKeys::excludedServer, uid);
     if (key != settingsKeys::excludedServer.of(uid)) {
         result.append(
@@ -379,9 +360,7 @@ std::optional<uint> channelIn(const QString &text)
     static const QRegularExpression digits(QStringLiteral("\\A[0-9]+\\z"));
     bool isNumber = false;
     const uint id = text.toUInt(&isNumber);
-    if (!isNumber || !digits.match(text).hasMatch())
-        return std::nullopt;
-    return id;
+    return isNumber && digits.match(text).hasMatch() ? std::optional(id) : std::nullopt;
 }
 
 QString channelRule() { return QStringLiteral("a channel is a number from 0 to 4294967295"); }

@@ -53,10 +53,9 @@ public:
     explicit StoredSettings(const QString &path);
 
     const QString &path() const { return mPath; }
-    bool contains(const QString &key) const { return mValues.contains(key); }
     bool isOn(const settingsKeys::Key &key) const { return mValues.value(key.text()).toBool(); }
-    /// What movers are told when the notice is on.
-    QString notice() const;
+    /// The user's own notice, nothing if there is none.
+    std::optional<QString> ownText() const;
     /// The servers that the file has keys for, by their unique ids.
     QMap<QString, Server> servers() const;
 
