@@ -365,9 +365,11 @@ void SettingsWindow::check()
         mDraft->servers.append(serverAt(row));
         const QString error = mDraft->errorIn(row);
         const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
-        hasError = hasError || !error.isEmpty();
-        if (error.isEmpty() ? row == table->currentRow() : !mOutcome.endsWith(error))
+        // Of other rows the first error alone, so that there is room for the buttons.
+        const bool isHere = row == table->currentRow() || (!hasError && !error.isEmpty());
+        if (isHere && (error.isEmpty() || !mOutcome.endsWith(error)))
             hints += remarks;
+        hasError = hasError || !error.isEmpty();
         const QString text = remarks.join(QLatin1Char('\n'));
         table->item(row, UidColumn)->setIcon(text.isEmpty() ? QIcon() : warningSign);
         const QString isLeftAlone =
