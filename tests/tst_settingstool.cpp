@@ -65,17 +65,15 @@ private Q_SLOTS:
     {
         QFETCH(QString, uid);
         const auto play = [&](const QByteArray &expectations) {
-            QFile scenario(mFolder->filePath("a.scn"));
-            QVERIFY(scenario.open(QIODevice::WriteOnly));
-            scenario.write("server S '" + uid.toUtf8()
-                           + "'\nchannel S 1 Lobby\nchannel S 2 Dungeon\nuser S 7 Robin Lobby\n"
-                             "client S 8 Mallory Lobby\nload\nconnect S\nmove S Robin Lobby\n"
-                             "moved S Robin Dungeon by Mallory\n"
-                           + expectations);
-            scenario.close();
-            const QStringList arguments{"--quiet", "--config", mFolder->path(),
-                                        scenario.fileName()};
-            const int status = run(STAYBOLT_HOST, arguments);
+            const QString scenario = mFolder->filePath("a.scn");
+            writeFile(scenario,
+                      "server S '" + uid.toUtf8()
+                          + "'\nchannel S 1 Lobby\nchannel S 2 Dungeon\nuser S 7 Robin Lobby\n"
+                            "client S 8 Mallory Lobby\nload\nconnect S\nmove S Robin Lobby\n"
+                            "moved S Robin Dungeon by Mallory\n"
+                          + expectations);
+            const int status =
+                run(STAYBOLT_HOST, {"--quiet", "--config", mFolder->path(), scenario});
             QVERIFY2(status == 0, qPrintable(mError));
         };
         QCOMPARE(tool({"exclude", uid}), 0);

@@ -1,3 +1,5 @@
+#include "tests/files.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -22,10 +24,8 @@ private:
     static void play(const QByteArray &scenario, const QStringList &options, int status,
                      const QString &error)
     {
-        QTemporaryDir folder;
-        QFile file(folder.filePath("a.scn"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenario) == scenario.size());
-        file.close();
+        const QTemporaryDir folder;
+        writeFile(folder.filePath("a.scn"), scenario);
         QProcess host;
         host.setWorkingDirectory(folder.path());
         host.start(STAYBOLT_HOST, QStringList{"--quiet", "a.scn"} + options);
