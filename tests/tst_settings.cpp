@@ -335,9 +335,9 @@ private Q_SLOTS:
         for (const char *style : {"Fusion", "Windows"}) {
             for (int points : {9, 12, 13, 36}) {
                 for (bool isInPixels : {false, true}) {
-                    const QString name = QString("%1, %2 points%3").arg(style).arg(points);
-                    QTest::newRow(qPrintable(name.arg(isInPixels ? " in pixels" : "")))
-                        << style << points << isInPixels;
+                    const char *unit = isInPixels ? "points in pixels" : "points";
+                    QTest::addRow("%s, %d %s", style, points, unit)
+                        << QString(style) << points << isInPixels;
                 }
             }
         }
