@@ -2,7 +2,6 @@
 #include "tests/files.h"
 
 #include <QApplication>
-#include <QDialog>
 #include <QPushButton>
 #include <QtTest>
 
