@@ -1,7 +1,7 @@
 #include "standin/scenario.h"
+#include "tests/files.h"
 
 #include <QApplication>
-#include <QDialog>
 #include <QPushButton>
 #include <QtTest>
 
@@ -60,7 +60,10 @@ private Q_SLOTS:
         auto **dialog = static_cast<QObject **>(dlsym(library, "gConfig"));
         QVERIFY(module && dialog);
         QCOMPARE((*module)->metaObject()->className(), "staybolt");
+        // It stays the same one, and stands beside the host's windows.
+        play("configure\nconfigure");
         QCOMPARE(*dialog, Stage::dialog());
+        QVERIFY(!Stage::dialog()->isModal() && !Stage::dialog()->parent());
         mPlugin->shutdown();
         QVERIFY(!*module && !*dialog);
         dlclose(library);
@@ -81,20 +84,6 @@ private Q_SLOTS:
         QCOMPARE(printed([&] { mPlugin->shutdown(); }), "PLUGIN: shutdown\n");
         QCOMPARE(printed([&] { mPlugin->shutdown(); }), "PLUGIN: shutdown\n");
         QCOMPARE(printed([&] { QCOMPARE(mPlugin->init(), 0); }), QString());
-    }
-
-    void showsOneDialog()
-    {
-        QPointer<QWidget> dialog = Stage::dialog();
-        QVERIFY(dialog && !dialog->isVisible());
-        mPlugin->configure(nullptr, nullptr);
-        mPlugin->configure(nullptr, nullptr);
-        QCOMPARE(Stage::dialog(), dialog.data());
-        QVERIFY(dialog->isVisible() && !dialog->isModal() && !dialog->parent());
-        dialog->close();
-        QVERIFY(dialog && !dialog->isVisible());
-        mStage->unload();
-        QVERIFY(!dialog);
     }
 
     void startsAnewWithASecondInit()
@@ -190,7 +179,7 @@ private Q_SLOTS:
     void survivesADisconnectionFromInsideAnyCall()
     {
         // A settings file from which a copy is kept, so that saving calls the host as well.
-        QFile file(mStage->settingsFile());
+        const QString file = mStage->settingsFile();
         const Happening happenings[] = {
             [](Plugin &p) { p.onConnectStatusChangeEvent(1, 4, 0); },
             [](Plugin &p) { p.onClientMoveEvent(1, 7, 2, 1, 1, ""); },
@@ -207,9 +196,8 @@ private Q_SLOTS:
             [](Plugin &p) { p.onMenuItemEvent(1, 2, 1, 8); },
             [](Plugin &p) { p.onHotkeyEvent("x"); },
             [&](Plugin &) {
-                file.remove();
-                QVERIFY(file.open(QIODevice::WriteOnly) && file.write("; mine\n") > 0);
-                file.close();
+                QFile::remove(file);
+                writeFile(file, "; mine\n");
                 Stage::dialog()->findChild<QPushButton *>("buttonApply")->click();
             }};
         Host &host = mStage->host;

@@ -154,8 +154,6 @@ private Q_SLOTS:
                                 << QString(hint) << "[General]\nkey=value\n" + after;
         };
         const QByteArray mine = "staybolt.customNotify=mine\n";
-        row("own text again", mine + "staybolt.sendNotify=0\n", "press radioOwn",
-            mine + "staybolt.sendNotify=1\n");
         row("standard", mine, "press radioStandard", "staybolt.sendNotify=1\n",
             "Save removes your own message.");
         row("standard after all", "", "press radioOwn; type mine; press radioStandard",
@@ -205,9 +203,6 @@ private Q_SLOTS:
             "press radioOff; select 1; key Del; select 1; key Del; press buttonUndo; press "
             "buttonUndo",
             servers + "staybolt.sendNotify=0\n");
-        row("other channel", servers, "channel 1 43",
-            "module.idleDock.abd%3D.target=43\nstaybolt.abc%3D=1\n"
-            "staybolt.abe%3D=3\n");
         row("a blank line", servers, "press buttonAdd; alone 0; alone 0; channel 1 43",
             "module.idleDock.abd%3D.target=43\nstaybolt.abc%3D=1\nstaybolt.abe%3D=3\n");
         row("other id", servers, "id 1 abf=",
@@ -223,10 +218,6 @@ private Q_SLOTS:
                 "abc=: this server is already in the list");
         refused(servers,
                 "press buttonAdd; type abf=", "abf=: tick \"Left alone\" or enter a channel");
-        refused(
-            servers, "press buttonAdd; type My Server=; alone 3",
-            "\"My Server=\" is not a unique id. Unique ids contain only letters, digits, +, / and "
-            "=. To find it, click the server's name in the client and look at the info panel.");
         // Its other key is there, but belongs to nobody.
         refused("module.idleDock.customNotify.target=6\nstaybolt.customNotify=mine\n", "alone 0",
                 "customNotify: this id clashes with the name of a setting");

@@ -1,3 +1,5 @@
+#include "tests/files.h"
+
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -22,10 +24,8 @@ private:
     static void play(const QByteArray &scenario, const QStringList &options, int status,
                      const QString &error)
     {
-        QTemporaryDir folder;
-        QFile file(folder.filePath("a.scn"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(scenario) == scenario.size());
-        file.close();
+        const QTemporaryDir folder;
+        writeFile(folder.filePath("a.scn"), scenario);
         QProcess host;
         host.setWorkingDirectory(folder.path());
         host.start(STAYBOLT_HOST, QStringList{"--quiet", "a.scn"} + options);
@@ -213,31 +213,27 @@ private Q_SLOTS:
 
     void runsWithoutADisplay()
     {
-        const auto run = [](const QStringList &environment, const QStringList &arguments) {
+        // A display that is set but out of reach.
+        const QStringList start{"-u", "QT_QPA_PLATFORM", "DISPLAY=:77", STAYBOLT_HOST};
+        const auto run = [&](const QStringList &arguments) {
             QProcess host;
-            QProcessEnvironment all = QProcessEnvironment::systemEnvironment();
-            all.remove("QT_QPA_PLATFORM");
-            for (const QString &one : environment)
-                all.insert(one.section('=', 0, 0), one.section('=', 1));
-            host.setProcessEnvironment(all);
-            host.start(STAYBOLT_HOST, arguments);
+            host.start("env", start + arguments);
             host.closeWriteChannel();
             return host.waitForFinished(-1) && host.exitStatus() == QProcess::NormalExit
                 ? host.exitCode()
                 : -1;
         };
-        // A display that is set but out of reach.
-        QCOMPARE(run({"DISPLAY=:77"}, {"--quiet", SOURCE_FOLDER "/scenarios/demo.scn"}), 0);
+        QCOMPARE(run({"--quiet", SOURCE_FOLDER "/scenarios/demo.scn"}), 0);
         for (const char *number : {"x", "0", "-1", "3000000000", ""})
-            QCOMPARE(run({}, {"--random", number}), 2);
-        QCOMPARE(run({}, {"--random", "1", "--seed", "x"}), 2);
+            QCOMPARE(run({"--random", number}), 2);
+        QCOMPARE(run({"--random", "1", "--seed", "x"}), 2);
         // What would be ignored is refused.
         for (const QStringList &words : {QStringList{"--random", "1", "-"},
                                          {"--bytes", "/dev/null", "-"},
                                          {"--seed", "1"},
                                          {"--random", "1", "--bytes", "/dev/null"},
                                          {"--random", "1", "--config", "/"}})
-            QVERIFY2(run({}, words) == 2, qPrintable(words.join(' ')));
+            QVERIFY2(run(words) == 2, qPrintable(words.join(' ')));
     }
 };
 

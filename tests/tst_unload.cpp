@@ -3,7 +3,6 @@
 #include <QDir>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QSettings>
 #include <QtTest>
 
 #include <malloc.h>
@@ -45,15 +44,6 @@ class TestUnload : public QObject
             play(lines.arg(server));
     }
 
-    void addServers()
-    {
-        playOnAll("server %1 uid=\n"
-                  "channel %1 1 Lobby\n"
-                  "channel %1 2 Dungeon\n"
-                  "user %1 7 Robin Lobby\n"
-                  "client %1 8 Mallory Lobby");
-    }
-
     void unload()
     {
         QVERIFY(isMapped());
@@ -82,19 +72,15 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(file)); // Qt writes later
         unload();
         QTRY_VERIFY(QFile::exists(file));
-        QVERIFY(QFile::copy(file, file + "2"));
-        const QSettings settings(file + "2", QSettings::IniFormat);
-        QCOMPARE(settings.value("staybolt.customNotify").toString(), text);
-        QCOMPARE(settings.value("staybolt.sendNotify").toInt(), 1);
+        play("expect setting staybolt.customNotify '" + text
+             + "'\nexpect setting staybolt.sendNotify 1");
 
         // Removing is a change that waits as well.
         play("load\nexpect field text '" + text + "'");
         field<QPushButton>("buttonRemove")->click();
         unload();
         QTest::qWait(20);
-        QVERIFY(QFile::copy(file, file + "3"));
-        QCOMPARE(QSettings(file + "3", QSettings::IniFormat).allKeys(),
-                 (QStringList{"staybolt.permitIdleDock", "staybolt.sendNotify"}));
+        play("expect setting staybolt.customNotify\nexpect setting staybolt.sendNotify 1");
     }
 
     void takesAnOpenDialogAlong()
@@ -123,25 +109,15 @@ private Q_SLOTS:
         mStage->plugin.close();
     }
 
-    void takesAModelAlong()
-    {
-        addServers();
-        play("load");
-        playOnAll("connect %1");
-        unload();
-        // Loaded again, it starts from scratch: neither user nor mover is known any more.
-        play("load\nmoved C Robin Dungeon by Mallory");
-        QCOMPARE(mStage->host.takeRequests(),
-                 (QStringList{"move client (7) to channel (0) on connection (0)",
-                              "log at level 2 for connection (0): \"unknown connection\""}));
-        unload();
-    }
-
     void staysFlatOverManyLoads()
     {
         // The three singletons stay by contract, the function table of 1,680 bytes among them.
         constexpr size_t bytesPerLoad = 6000;
-        addServers();
+        playOnAll("server %1 uid=\n"
+                  "channel %1 1 Lobby\n"
+                  "channel %1 2 Dungeon\n"
+                  "user %1 7 Robin Lobby\n"
+                  "client %1 8 Mallory Lobby");
         size_t bytes = 0;
         int files = 0;
         for (int i = 0; i < 220; ++i) {
