@@ -168,7 +168,7 @@ struct Command
 
 constexpr Command all[] = {
     {"list [UID]", 0, 1, list, "show all settings, or those of one server"},
-    {"exclude UID", 1, 1, exclude, "leave that server alone"},
+    {"exclude UID", 1, 1, exclude, "leave the server with that unique id alone"},
     {"include UID", 1, 1, include, "protect you on that server again"},
     {"idledock on|off", 1, 1, allowIdleDock,
      "allow moves into idleDock channels, or undo them\nlike any other move"},

@@ -287,8 +287,8 @@ void SettingsWindow::load()
             table->setFocus(); // which went with an open editor
         mUi->listWarnings->addItems(mDraft->stored.warnings());
         if (mUi->listWarnings->count() > 0)
-            mOutcome = QStringLiteral(
-                "There are warnings about the settings file; see the end of this window (Alt+F).");
+            mOutcome = QStringLiteral("There are warnings about the settings file; see the bottom "
+                                      "of this window (Alt+F).");
     } catch (const Error &error) {
         mUi->labelStatus->setText(error.message);
     }

@@ -325,9 +325,10 @@ QString errorInUid(const QString &uid)
     if (key == settingsKeys::excludedServer.of(QString()))
         return QStringLiteral("the server's unique id is missing");
     if (foreign.match(uid).hasMatch()) {
-        return QStringLiteral("\"%1\" is not a unique id. Unique ids contain only letters, digits, "
-                              "+, / and =. To find it, click the server's name in the client and "
-                              "look at the info panel.")
+        return QStringLiteral(
+                   "\"%1\" is not a unique id. Unique ids contain only letters, digits, "
+                   "+, / and =. To find a server's id, click the server's name in the client and "
+                   "look at the info panel.")
             .arg(uid);
     }
     if (settingOf(key) != &settingsKeys::excludedServer)

@@ -109,7 +109,8 @@ private Q_SLOTS:
                 QByteArray("\"") + uid
                     + "\" is not a unique id. Unique ids contain only letters, digits, +, / and =. "
                       "To "
-                      "find it, click the server's name in the client and look at the info panel.");
+                      "find a server's id, click the server's name in the client and look at the "
+                      "info panel.");
         }
         row({"idledock-target", "abc=", "none"}, "abc= has no idleDock channel");
         for (const char *channel : {"4294967296", "five", "+5", ""}) {
