@@ -9,7 +9,7 @@
 /// The commands of staybolt-settings; each call runs one.
 namespace commands {
 
-/// The commands and what each does, a line each.
+/// The commands and what each does, for --help.
 QString help();
 
 /// Runs a command on the settings file `path` and reports the result in `output`. Waits up to

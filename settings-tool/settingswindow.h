@@ -10,9 +10,8 @@
 class Ui_SettingsWindow;
 
 /// The settings in a window: the notice, the idleDock switch and the servers. It says what is wrong
-/// with the file and with what is typed, writes the keys that were changed on Save, and asks before
-/// it drops changes. If there is nothing to show, it
-/// says why.
+/// with the file and with what is typed. Save writes only the keys that were changed. The window
+/// asks before it drops changes. If there is nothing to show, it says why.
 class SettingsWindow : public QDialog
 {
     Q_OBJECT

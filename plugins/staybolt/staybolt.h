@@ -17,7 +17,7 @@ enum moduleEvents : int {
 namespace eventKeys {
 /// channel: the channel left by a move.
 inline QString source() { return QStringLiteral("source"); }
-/// channel: the channel entered by a move, or the channel on whose menu an item was chosen.
+/// channel: the channel entered by a move, or the channel from whose menu an item was chosen.
 inline QString dest() { return QStringLiteral("dest"); }
 /// channel: the own client's channel when an item was chosen or a hotkey pressed.
 inline QString src() { return QStringLiteral("src"); }
@@ -25,7 +25,7 @@ inline QString src() { return QStringLiteral("src"); }
 inline QString own() { return QStringLiteral("own"); }
 /// client: who moved the own client; the own client itself for a menu item or a hotkey.
 inline QString executor() { return QStringLiteral("executor"); }
-/// client: the client on whose menu an item was chosen.
+/// client: the client from whose menu an item was chosen.
 inline QString affected() { return QStringLiteral("affected"); }
 /// server: what was chosen, the entry's "cmd" value or the hotkey's keyword.
 inline QString cmd() { return QStringLiteral("cmd"); }

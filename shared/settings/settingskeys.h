@@ -2,8 +2,8 @@
 
 #include <QString>
 
-/// Keys of the settings file, one table from which the plug-in, staybolt-settings and the documents
-/// take them.
+/// Keys of the settings file, one table for the plug-in and staybolt-settings. A test compares the
+/// documents with it.
 namespace settingsKeys {
 
 /// What the mover is told where the user has no text of their own. Its translation context is the
