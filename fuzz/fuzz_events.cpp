@@ -15,8 +15,6 @@ using namespace standin;
 
 namespace {
 
-constexpr int longestRun = 200;
-
 void play(const QByteArray &bytes)
 {
     static int argc = 1;
@@ -24,8 +22,7 @@ void play(const QByteArray &bytes)
     static char *argv[] = {name, nullptr};
     static QApplication application(argc, argv);
 
-    Choices choices(bytes);
-    const QByteArray scenario = scenarioOf(draw(choices, longestRun));
+    const QByteArray scenario = scenarioOf(draw(Choices(bytes)));
     QString problem;
     QTextStream errors(&problem);
     QStringList complaints;

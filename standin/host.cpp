@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <utility>
+#include <limits>
 
 namespace standin {
 
@@ -30,12 +30,16 @@ T *untouchable()
     return reinterpret_cast<T *>(size_t{0x10});
 }
 
-constexpr int returnedBlocksKept = 4096;
-
 /// Texts by the number of the property that they are.
 using Texts = QMap<size_t, QByteArray>;
 
 QString text(unsigned long number) { return QString::number(number); }
+
+/// What a description ends with where there is such a text.
+QString suffix(const char *words, const QByteArray &text)
+{
+    return text.isEmpty() ? QString() : QLatin1String(words) + quoted(text);
+}
 
 QString text(const char *bytes) { return bytes ? quoted(bytes) : QStringLiteral("null"); }
 
@@ -49,24 +53,6 @@ QString quoted(const QByteArray &text)
 }
 
 QString withId(const QString &name, Id id) { return QStringLiteral("%1 (%2)").arg(name).arg(id); }
-
-Channel *Server::channel(Id id)
-{
-    for (int i = 0; i < channels.size(); ++i) {
-        const int at = (lastChannel + i) % channels.size();
-        if (channels.at(at).id == id) {
-            lastChannel = at;
-            return &channels[at];
-        }
-    }
-    return nullptr;
-}
-
-Client *Server::client(ClientId id)
-{
-    const auto found = clients.find(id);
-    return found == clients.end() ? nullptr : &*found;
-}
 
 /// The functions of the table that do something, and the traps in the other places.
 struct HostFunctions
@@ -82,10 +68,8 @@ struct HostFunctions
             theHost->judgeLastBlock();
             ++theHost->callCount;
             if (theHost->called) {
-                QStringList texts;
-                (texts.append(text(arguments)), ...);
-                theHost->called(QStringLiteral("%1(%2)").arg(QLatin1String(function),
-                                                             texts.join(QLatin1String(", "))));
+                const QString texts = QStringList{text(arguments)...}.join(QLatin1String(", "));
+                theHost->called(QStringLiteral("%1(%2)").arg(QLatin1String(function), texts));
             }
         }
 
@@ -132,7 +116,7 @@ struct HostFunctions
         }
 
         /// Takes a request, and refuses it where the function is told to or for the reason given.
-        unsigned int answer(const Request &request, const char *returnCode = nullptr,
+        unsigned int answer(const QString &request, const char *returnCode = nullptr,
                             ErrorCode error = ok) const
         {
             if (returnCode)
@@ -174,16 +158,16 @@ struct HostFunctions
     };
 
     /// Who a client is on an open connection, null when there is none.
-    static const Client *find(Id connection, ClientId client)
+    static Client *findClient(Id connection, ClientId client)
     {
         Server *server = theHost->server(connection);
-        return server ? server->client(client) : nullptr;
+        return server ? find(server->clients, client) : nullptr;
     }
 
-    static const Channel *find(Id connection, Id channel)
+    static Channel *findChannel(Id connection, Id channel)
     {
         Server *server = theHost->server(connection);
-        return server ? server->channel(channel) : nullptr;
+        return server ? find(server->channels, channel) : nullptr;
     }
 
     static unsigned int getErrorMessage(unsigned int code, char **text)
@@ -201,27 +185,25 @@ struct HostFunctions
     static unsigned int logMessage(const char *message, int level, const char *channel, Id logId)
     {
         const Call call(__func__, message, Id(level), channel, logId);
-        Request request{Request::Log, logId};
-        request.text = call.taken(message);
-        request.level = level;
-        request.logChannel = call.taken(channel);
-        return call.answer(request);
+        const QByteArray text = call.taken(message);
+        return call.answer(theHost->describeLog(logId, text, level, call.taken(channel)));
     }
 
     static unsigned int requestClientMove(Id connection, ClientId client, Id channel,
                                           const char *password, const char *returnCode)
     {
         const Call call(__func__, connection, client, channel, password, returnCode);
-        const Request request{Request::Move, connection, client, channel, call.taken(password)};
-        Server *server = theHost->server(connection);
-        Client *moved = server ? server->client(client) : nullptr;
-        const Channel *target = find(connection, channel);
-        const ErrorCode error = !server        ? unknownConnection
-            : !moved                           ? unknownClient
-            : !target                          ? unknownChannel
-            : target->password != request.text ? wrongPassword
-                                               : ok;
-        const unsigned int code = call.answer(request, returnCode, error);
+        const QByteArray key = call.taken(password);
+        const Server *server = theHost->server(connection);
+        Client *moved = findClient(connection, client);
+        const Channel *target = findChannel(connection, channel);
+        const ErrorCode error = !server ? unknownConnection
+            : !moved                    ? unknownClient
+            : !target                   ? unknownChannel
+            : target->password != key   ? wrongPassword
+                                        : ok;
+        const unsigned int code =
+            call.answer(theHost->describeMove(connection, client, channel, key), returnCode, error);
         if (code != ok)
             return code;
 
@@ -239,11 +221,11 @@ struct HostFunctions
                                                   ClientId client, const char *returnCode)
     {
         const Call call(__func__, connection, message, client, returnCode);
-        const Request request{Request::Message, connection, client, 0, call.taken(message)};
-        return call.answer(request, returnCode,
-                           !theHost->server(connection)    ? unknownConnection
-                               : !find(connection, client) ? unknownClient
-                                                           : ok);
+        const ErrorCode error = !theHost->server(connection) ? unknownConnection
+            : !findClient(connection, client)                ? unknownClient
+                                                             : ok;
+        return call.answer(theHost->describeMessage(connection, client, call.taken(message)),
+                           returnCode, error);
     }
 
     static unsigned int getClientID(Id connection, ClientId *id)
@@ -257,7 +239,7 @@ struct HostFunctions
                                                int *value)
     {
         const Call call(__func__, connection, client, property);
-        const Client *found = find(connection, client);
+        const Client *found = findClient(connection, client);
         return call.give(found && property == 40 ? &found->type : nullptr, value, unknownClient);
     }
 
@@ -266,7 +248,7 @@ struct HostFunctions
     {
         const Call call(__func__, connection, client, property);
         Texts texts;
-        if (const Client *found = find(connection, client))
+        if (const Client *found = findClient(connection, client))
             texts = {{0, found->uid}, {1, found->name}, {2, found->version}, {3, found->platform}};
         return call.give(texts, property, value, unknownClient);
     }
@@ -274,7 +256,7 @@ struct HostFunctions
     static unsigned int getChannelOfClient(Id connection, ClientId client, Id *channel)
     {
         const Call call(__func__, connection, client);
-        const Client *found = find(connection, client);
+        const Client *found = findClient(connection, client);
         return call.give(found ? &found->channel : nullptr, channel, unknownClient);
     }
 
@@ -282,7 +264,7 @@ struct HostFunctions
                                                 int *value)
     {
         const Call call(__func__, connection, channel, property);
-        const Channel *found = find(connection, channel);
+        const Channel *found = findChannel(connection, channel);
         return call.give(found && property == 11 ? &found->isDefault : nullptr, value,
                          unknownChannel);
     }
@@ -292,7 +274,7 @@ struct HostFunctions
     {
         const Call call(__func__, connection, channel, property);
         Texts texts;
-        if (const Channel *found = find(connection, channel))
+        if (const Channel *found = findChannel(connection, channel))
             texts = {{0, found->name}};
         return call.give(texts, property, value, unknownChannel);
     }
@@ -301,16 +283,14 @@ struct HostFunctions
     {
         const Call call(__func__, connection);
         const Server *server = theHost->server(connection);
-        QList<Id> list;
-        for (const Channel &channel : server ? server->channels : QList<Channel>())
-            list.append(channel.id);
+        const QList<Id> list = server ? server->channels.keys() : QList<Id>();
         return call.give(server, list, ids, unknownConnection);
     }
 
     static unsigned int getChannelClientList(Id connection, Id channel, ClientId **ids)
     {
         const Call call(__func__, connection, channel);
-        const bool isKnown = find(connection, channel);
+        const bool isKnown = findChannel(connection, channel);
         const Server server = theHost->servers.value(connection);
         QList<ClientId> list;
         for (const Client &client : server.clients) {
@@ -357,13 +337,17 @@ struct HostFunctions
     static unsigned int requestServerGroupList(Id connection, const char *returnCode)
     {
         const Call call(__func__, connection, returnCode);
-        return call.answer({Request::ServerGroups, connection}, returnCode);
+        return call.answer(QStringLiteral("list the server groups of ")
+                               + theHost->describeServer(connection),
+                           returnCode);
     }
 
     static unsigned int requestChannelGroupList(Id connection, const char *returnCode)
     {
         const Call call(__func__, connection, returnCode);
-        return call.answer({Request::ChannelGroups, connection}, returnCode);
+        return call.answer(QStringLiteral("list the channel groups of ")
+                               + theHost->describeServer(connection),
+                           returnCode);
     }
 
     static void getAppPath(char *path, size_t size)
@@ -396,7 +380,9 @@ struct HostFunctions
     static void printMessageToCurrentTab(const char *message)
     {
         const Call call(__func__, message);
-        call.answer({Request::TabText, theHost->currentConnection, 0, 0, call.taken(message)});
+        const QString tab = theHost->describeServer(theHost->currentConnection);
+        call.answer(
+            QStringLiteral("show in the tab of %1: %2").arg(tab, quoted(call.taken(message))));
     }
 
     template<size_t position>
@@ -442,65 +428,49 @@ Server *Host::server(Id connection)
     return found == servers.end() || found->status == 0 ? nullptr : &*found;
 }
 
-QString Host::serverName(Id connection) const
+QString Host::describeServer(Id connection) const
 {
     const QByteArray name = servers.value(connection).name;
-    return name.isEmpty() ? QStringLiteral("connection") : quoted(name);
+    return withId(name.isEmpty() ? QStringLiteral("connection") : quoted(name), connection);
 }
 
 QString Host::channelName(Id connection, Id channel) const
 {
-    Server server = servers.value(connection);
-    const Channel *found = server.channel(channel);
-    return found && !found->name.isEmpty() ? quoted(found->name) : QStringLiteral("channel");
+    const QByteArray name = servers.value(connection).channels.value(channel).name;
+    return name.isEmpty() ? QStringLiteral("channel") : quoted(name);
 }
 
 QString Host::clientName(Id connection, Id client) const
 {
-    const auto server = servers.constFind(connection);
-    if (server == servers.constEnd() || client > 0xffff)
-        return QStringLiteral("client");
-    if (client == server->own && client != 0)
+    const Server server = servers.value(connection);
+    if (client == server.own && client != 0)
         return QStringLiteral("you");
-    const QByteArray name = server->clients.value(static_cast<ClientId>(client)).name;
+    const bool isClientId = client <= std::numeric_limits<ClientId>::max();
+    const QByteArray name = isClientId ? server.clients.value(ClientId(client)).name : QByteArray();
     return name.isEmpty() ? QStringLiteral("client") : QString::fromUtf8(name);
 }
 
-QString Host::describe(const Request &request) const
+QString Host::describeMove(Id connection, Id client, Id channel, const QByteArray &password) const
 {
-    const Id connection = request.connection;
-    const QString server = withId(serverName(connection), connection);
-    const QString client = withId(clientName(connection, request.client), request.client);
-    const auto suffix = [](const char *word, const QByteArray &text) {
-        return text.isEmpty() ? QString() : QLatin1String(word) + quoted(text);
-    };
-    switch (request.kind) {
-    case Request::Move:
-        return QStringLiteral("move %1 to %2 on %3%4")
-            .arg(client, withId(channelName(connection, request.channel), request.channel), server,
-                 suffix(" with password ", request.text));
-    case Request::Message:
-        return QStringLiteral("tell %1 on %2: %3").arg(client, server, quoted(request.text));
-    case Request::Log:
-        return QStringLiteral("log at level %1 for %2%3: %4")
-            .arg(QString::number(request.level), server, suffix(" under ", request.logChannel),
-                 quoted(request.text));
-    case Request::TabText:
-        return QStringLiteral("show in the tab of %1: %2").arg(server, quoted(request.text));
-    case Request::ServerGroups:
-        return QStringLiteral("list the server groups of %1").arg(server);
-    case Request::ChannelGroups:
-        return QStringLiteral("list the channel groups of %1").arg(server);
-    }
-    return QString();
+    return QStringLiteral("move %1 to %2 on %3%4")
+        .arg(withId(clientName(connection, client), client),
+             withId(channelName(connection, channel), channel), describeServer(connection),
+             suffix(" with password ", password));
 }
 
-QStringList Host::takeRequests()
+QString Host::describeMessage(Id connection, Id client, const QByteArray &text) const
 {
-    QStringList lines;
-    for (const Request &request : std::exchange(requests, {}))
-        lines.append(describe(request));
-    return lines;
+    return QStringLiteral("tell %1 on %2: %3")
+        .arg(withId(clientName(connection, client), client), describeServer(connection),
+             quoted(text));
+}
+
+QString Host::describeLog(Id connection, const QByteArray &text, int level,
+                          const QByteArray &channel) const
+{
+    return QStringLiteral("log at level %1 for %2%3: %4")
+        .arg(QString::number(level), describeServer(connection), suffix(" under ", channel),
+             quoted(text));
 }
 
 bool Host::knows(const QByteArray &function)
@@ -533,24 +503,20 @@ void Host::complain(const QString &complaint)
 QStringList Host::complaints() const
 {
     QStringList complaints = mComplaints;
-    if (mLastBlock) {
-        complaints.append(QStringLiteral("a block of %1 was not given back (%2)")
-                              .arg(mLastBlockFunction, mLastBlockWhere));
-    }
+    if (mLastBlock)
+        complaints.append(mLastBlockOrigin + QStringLiteral(" was not given back"));
     return complaints;
 }
 
 QByteArray Host::errorText(unsigned int code) const
 {
-    static const QByteArray texts[] = {"ok",
-                                       "",
-                                       "unknown connection",
-                                       "unknown client",
-                                       "unknown channel",
-                                       "wrong channel password"};
-    return code == refused      ? refusal
-        : code <= wrongPassword ? texts[code]
-                                : QByteArray("unknown code");
+    static const QByteArrayList texts{"ok",
+                                      "",
+                                      "unknown connection",
+                                      "unknown client",
+                                      "unknown channel",
+                                      "wrong channel password"};
+    return code == refused ? refusal : texts.value(int(code), "unknown code");
 }
 
 void Host::judgeCall(const char *function)
@@ -569,19 +535,16 @@ void Host::judgeLastBlock()
 {
     if (!mLastBlock)
         return;
-    complain(QStringLiteral("a block of %1 was not given back before the next call, from %2")
-                 .arg(mLastBlockFunction, mLastBlockWhere));
+    complain(mLastBlockOrigin + QStringLiteral(" was not given back before the next call"));
     mLastBlock = nullptr; // told once
 }
 
 void *Host::handOut(const void *data, size_t size, const char *function)
 {
     mLastBlock = malloc(size);
-    mLastBlockFunction = QLatin1String(function);
-    mLastBlockWhere = where();
+    mLastBlockOrigin = QStringLiteral("a block of %1, %2,").arg(QLatin1String(function), where());
     memcpy(mLastBlock, data, size);
     mBlocks.insert(mLastBlock, {size, false});
-    ++mBlocksHandedOut;
     return mLastBlock;
 }
 
@@ -596,16 +559,8 @@ void Host::takeBack(void *block)
     }
     if (block == mLastBlock)
         mLastBlock = nullptr;
-    // A returned block is kept for a while, so that its address is not used again and whoever
-    // still reads it reads nonsense.
     found->isReturned = true;
     memset(block, 0xdd, found->size);
-    mReturned.append(block);
-    if (mReturned.size() > returnedBlocksKept) {
-        void *oldest = mReturned.takeFirst();
-        mBlocks.remove(oldest);
-        free(oldest);
-    }
 }
 
 }

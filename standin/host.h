@@ -10,28 +10,13 @@
 #include <QStringList>
 
 #include <functional>
+#include <utility>
 
 namespace standin {
 
-/// Something that the plug-in asked the host to do.
-struct Request
-{
-    enum Kind { Move, Message, Log, TabText, ServerGroups, ChannelGroups };
-
-    Kind kind;
-    Id connection;
-    Id client = 0;
-    Id channel = 0;
-    /// The password of a move, the text of a message, of a log line or of a chat tab.
-    QByteArray text = {};
-    int level = 0;
-    /// The channel of a log line.
-    QByteArray logChannel = {};
-};
-
 struct Channel
 {
-    Id id;
+    Id id = 0;
     QByteArray name = {};
     QByteArray password = {};
     int isDefault = 0;
@@ -57,14 +42,17 @@ struct Server
     QByteArray version = "3.13";
     int status = 0; ///< 0 is disconnected, 4 established
     ClientId own = 0;
-    QList<Channel> channels = {};
+    QMap<Id, Channel> channels = {};
     QMap<ClientId, Client> clients = {};
-    /// Where the last channel was found: a plug-in asks for one after the other.
-    int lastChannel = 0;
-
-    Channel *channel(Id id);
-    Client *client(ClientId id);
 };
+
+/// What has that id, null when nothing has.
+template<typename Key, typename T>
+T *find(QMap<Key, T> &all, Key id)
+{
+    const auto found = all.find(id);
+    return found == all.end() ? nullptr : &*found;
+}
 
 /// How a function of the table answers when it is told to misbehave.
 enum class Fault {
@@ -103,14 +91,17 @@ public:
     /// Told of each call of the plug-in, releases left out, before it is answered.
     std::function<void(const QString &call)> called;
     /// Told of each request as it comes, with the error code that it is answered with.
-    std::function<void(const Request &request, unsigned int code)> asked;
-    QList<Request> requests;
-    /// A request in one line, with all that is in it: names where there are any, and ids.
-    QString describe(const Request &request) const;
-    /// All requests since the last call of takeRequests(), described.
-    QStringList takeRequests();
+    std::function<void(const QString &request, unsigned int code)> asked;
+    /// What the plug-in asked for since the last call of takeRequests(), a line each with all that
+    /// is in it: names where there are any, and ids.
+    QStringList requests;
+    QStringList takeRequests() { return std::exchange(requests, {}); }
+    QString describeMove(Id connection, Id client, Id channel, const QByteArray &password) const;
+    QString describeMessage(Id connection, Id client, const QByteArray &text) const;
+    QString describeLog(Id connection, const QByteArray &text, int level,
+                        const QByteArray &channel = QByteArray()) const;
 
-    QString serverName(Id connection) const;
+    QString describeServer(Id connection) const;
     QString channelName(Id connection, Id channel) const;
     /// The client's name; "you" for the user.
     QString clientName(Id connection, Id client) const;
@@ -127,7 +118,7 @@ public:
     void complain(const QString &complaint);
     /// What the plug-in did wrong so far, blocks that it still holds included; empty when nothing.
     QStringList complaints() const;
-    int blocksHandedOut() const { return mBlocksHandedOut; }
+    int blocksHandedOut() const { return mBlocks.size(); }
 
     /// The text of an error code.
     QByteArray errorText(unsigned int code) const;
@@ -152,14 +143,12 @@ private:
     void takeBack(void *block);
 
     QStringList mComplaints;
+    /// All blocks ever handed out. None is freed before the end, so that no address comes twice and
+    /// whoever still reads a returned block reads nonsense.
     QHash<void *, Block> mBlocks;
-    /// Blocks that came back, the one that did so first in front.
-    QList<void *> mReturned;
     /// The block that the plug-in holds and about which nothing was said yet, null for none.
     void *mLastBlock = nullptr;
-    QString mLastBlockFunction;
-    QString mLastBlockWhere;
-    int mBlocksHandedOut = 0;
+    QString mLastBlockOrigin;
     int mCallNumber = 0;
     QList<std::function<void()>> mWaiting;
     Qt::HANDLE mThread;

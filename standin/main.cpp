@@ -15,20 +15,11 @@
 #include <unistd.h>
 
 #include <limits>
-#include <memory>
 #include <optional>
 
 using namespace standin;
 
 namespace {
-
-struct Options
-{
-    QString library;
-    QString config;
-    bool isQuiet;
-    QString picture;
-};
 
 QTextStream output(stdout);
 QTextStream errors(stderr);
@@ -78,7 +69,7 @@ int writePicture(const QString &file)
 }
 
 /// Unloads the plug-in, says what is to be said of it, and returns what came of it all.
-int finish(Scenario &scenario, int outcome, bool isQuiet)
+int finish(Scenario &scenario, int outcome)
 {
     if (scenario.plugin.isOpen())
         scenario.unload();
@@ -87,7 +78,7 @@ int finish(Scenario &scenario, int outcome, bool isQuiet)
         errors << "The plug-in broke a rule: " << complaint << '\n' << Qt::flush;
     if (outcome == Scenario::Held && !complaints.isEmpty())
         return Scenario::Failed;
-    if (outcome == Scenario::Held && !isQuiet) {
+    if (outcome == Scenario::Held) {
         output << "The plug-in made " << scenario.host.callCount << " calls and gave back all "
                << scenario.host.blocksHandedOut() << " blocks it was handed.\n"
                << Qt::flush;
@@ -95,29 +86,17 @@ int finish(Scenario &scenario, int outcome, bool isQuiet)
     return outcome;
 }
 
-int playAll(const Options &options, const QStringList &files)
+/// Plays the scenarios one after the other on one stage, up to the first that doesn't hold.
+int playAll(Scenario &scenario, const QStringList &files, const QString &picture)
 {
-    std::unique_ptr<Scenario> scenario;
+    scenario.tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
     int outcome = Scenario::Held;
-    for (const QString &file : files) {
-        const bool isInput = file == QLatin1String("-");
-        if (!scenario || !isInput) {
-            if (scenario)
-                outcome = finish(*scenario, outcome, options.isQuiet);
-            if (outcome != Scenario::Held)
-                return outcome;
-            scenario.reset(); // there is one host at a time
-            scenario = std::make_unique<Scenario>(options.library, errors, options.config);
-            if (!options.isQuiet)
-                scenario->tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
-        }
-        outcome = isInput ? playInput(*scenario) : scenario->playFile(file);
-        if (outcome != Scenario::Held)
-            break;
+    for (auto file = files.begin(); file != files.end() && outcome == Scenario::Held; ++file) {
+        outcome = *file == QLatin1String("-") ? playInput(scenario) : scenario.playFile(*file);
     }
-    if (outcome == Scenario::Held && !options.picture.isEmpty())
-        outcome = writePicture(options.picture);
-    return finish(*scenario, outcome, options.isQuiet);
+    if (outcome == Scenario::Held && !picture.isEmpty())
+        outcome = writePicture(picture);
+    return finish(scenario, outcome);
 }
 
 [[noreturn]] void refuse(const QString &why)
@@ -183,7 +162,6 @@ int main(int argc, char *argv[])
                QApplication::applicationDirPath() + QStringLiteral("/libstaybolt.so.1"));
     const auto config =
         option("config", "The host's configuration folder, by default an empty one.", "FOLDER");
-    const auto quiet = option("quiet", "Don't tell the story.");
     const auto picture = option(
         "settings-picture", "Write a picture of the settings dialog as it is at the end.", "FILE");
     const auto random = option("random",
@@ -195,9 +173,8 @@ int main(int argc, char *argv[])
     const auto bytes =
         option("bytes", "Make up events from a file, such as the fuzzer leaves.", "FILE");
     parser.addPositionalArgument(QStringLiteral("scenario"),
-                                 QStringLiteral("A scenario, - for standard input. Each is played "
-                                                "on a stage of its own; - goes on where the one "
-                                                "before it ended."),
+                                 QStringLiteral("A scenario, - for standard input. Each goes on "
+                                                "where the one before it ended."),
                                  QStringLiteral("[scenario...]"));
     parser.process(application);
 
@@ -228,8 +205,8 @@ int main(int argc, char *argv[])
         const QStringList files = parser.positionalArguments();
         // Somebody who names no scenario wants to look.
         const QStringList welcome{QStringLiteral(":/welcome.scn"), QStringLiteral("-")};
-        return playAll({plugin, parser.value(config), parser.isSet(quiet), parser.value(picture)},
-                       files.isEmpty() ? welcome : files);
+        Scenario scenario(plugin, errors, parser.value(config));
+        return playAll(scenario, files.isEmpty() ? welcome : files, parser.value(picture));
     };
     // Everything happens inside the event loop, as in any program, where closing the last window is
     // the end.

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <map>
+#include <random>
 #include <sstream>
 
 namespace standin {
@@ -193,26 +194,23 @@ QByteArray written(const Line &line)
     return text + '\n';
 }
 
-/// Plays runs in a child process, so that a crash is seen, each from a file of its own, and returns
-/// what came of it. One that ends in no time or by a signal failed.
-int play(const QString &library, const std::vector<Lines> &runs, QString *error)
+/// Plays a run in a child process, so that a crash is seen, and returns what came of it. One that
+/// ends in no time or by a signal failed.
+int play(const QString &library, const Lines &lines, QString *error)
 {
     const QTemporaryDir folder;
-    QStringList arguments{QStringLiteral("--quiet"), QStringLiteral("--library"), library};
-    for (const Lines &lines : runs) {
-        arguments.append(QStringLiteral("run-%1.scn").arg(arguments.size() - 2));
-        QFile file(folder.filePath(arguments.last()));
-        if (!file.open(QIODevice::WriteOnly) || file.write(scenarioOf(lines)) < 0) {
-            *error = QStringLiteral("%1: %2\n").arg(file.fileName(), file.errorString());
-            return Scenario::Unplayable;
-        }
+    QFile file(folder.filePath(QStringLiteral("run.scn")));
+    if (!file.open(QIODevice::WriteOnly) || file.write(scenarioOf(lines)) < 0 || !file.flush()) {
+        *error = QStringLiteral("%1: %2\n").arg(file.fileName(), file.errorString());
+        return Scenario::Unplayable;
     }
     constexpr int longestRunMs = 30000;
     QProcess host;
     host.setWorkingDirectory(folder.path());
-    host.start(QCoreApplication::applicationFilePath(), arguments);
+    host.start(QCoreApplication::applicationFilePath(),
+               {QStringLiteral("--library"), library, QStringLiteral("run.scn")});
     host.closeWriteChannel();
-    const bool isOver = host.waitForFinished(longestRunMs * int(runs.size()));
+    const bool isOver = host.waitForFinished(longestRunMs);
     *error = QString::fromUtf8(host.readAllStandardError());
     if (!isOver)
         *error += QStringLiteral("It did not end.\n");
@@ -221,15 +219,15 @@ int play(const QString &library, const std::vector<Lines> &runs, QString *error)
     return isOver && host.exitStatus() == QProcess::NormalExit ? host.exitCode() : Scenario::Failed;
 }
 
-/// Plays a run alone; prints the shortest scenario that goes wrong in the same way if it does.
+/// Plays a run; prints the shortest scenario that goes wrong in the same way if it does.
 int playOne(const QString &library, const Lines &lines, QTextStream &output, QTextStream &errors)
 {
     QString error;
-    const int outcome = play(library, {lines}, &error);
+    const int outcome = play(library, lines, &error);
     if (outcome == Scenario::Failed) {
         errors << "Something went wrong; looking for the shortest way there ...\n" << Qt::flush;
         const auto fails = [&](const Lines &some) {
-            return play(library, {some}, &error) == Scenario::Failed;
+            return play(library, some, &error) == Scenario::Failed;
         };
         const Lines shortest = shrink(lines, fails);
         fails(shortest);
@@ -239,26 +237,27 @@ int playOne(const QString &library, const Lines &lines, QTextStream &output, QTe
     return outcome;
 }
 
-Lines run(quint64 seed)
-{
-    Choices source(seed);
-    return draw(source, runLength);
 }
 
+Choices Choices::seeded(quint64 seed)
+{
+    std::mt19937_64 random(seed);
+    QByteArray bytes(2000, '\0');
+    for (char &byte : bytes)
+        byte = char(random());
+    return Choices(bytes);
 }
 
 unsigned Choices::below(unsigned count)
 {
-    if (mIsSeeded)
-        return unsigned(mRandom() % count);
     return atEnd() ? 0 : static_cast<unsigned char>(mBytes.at(mPosition++)) % count;
 }
 
-Lines draw(Choices &source, int length)
+Lines draw(Choices source)
 {
     Author author(source);
     author.setTheStage();
-    for (int i = 0; i < length && !source.atEnd(); ++i)
+    for (int i = 0; i < runLength && !source.atEnd(); ++i)
         author.addEvent();
     author.leave();
     return author.lines;
@@ -308,30 +307,15 @@ Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails)
 int playRandom(const QString &library, int eventCount, quint64 seed, QTextStream &output,
                QTextStream &errors)
 {
-    constexpr int runsAtOnce = 20;
     const int count = (eventCount + runLength - 1) / runLength;
-    for (int first = 0; first < count; first += runsAtOnce) {
+    for (int i = 0; i < count; ++i) {
         // A person wants to see that something goes on.
         if (isatty(STDERR_FILENO) != 0)
-            errors << "\r" << first << " of " << count << " runs held" << Qt::flush;
-        std::vector<Lines> runs;
-        for (int i = first; i < std::min(first + runsAtOnce, count); ++i)
-            runs.push_back(run(seed + quint64(i)));
-        QString error;
-        if (play(library, runs, &error) == Scenario::Held)
-            continue;
-        if (isatty(STDERR_FILENO) != 0)
-            errors << '\n';
-        for (const Lines &lines : runs) {
-            if (const int outcome = playOne(library, lines, output, errors))
-                return outcome;
-        }
-        errors << "Something went wrong that does not come again when a run is played alone:\n"
-               << error << Qt::flush;
-        return Scenario::Failed;
+            errors << i << " of " << count << " runs held\r" << Qt::flush;
+        const Lines lines = draw(Choices::seeded(seed + quint64(i)));
+        if (const int outcome = playOne(library, lines, output, errors))
+            return outcome;
     }
-    if (isatty(STDERR_FILENO) != 0)
-        errors << '\r' << Qt::flush;
     output << count << " runs of up to " << runLength << " events held, from seed " << seed
            << " on\n"
            << Qt::flush;
@@ -341,8 +325,7 @@ int playRandom(const QString &library, int eventCount, quint64 seed, QTextStream
 int playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
               QTextStream &errors)
 {
-    Choices source(bytes);
-    if (const int outcome = playOne(library, draw(source, runLength), output, errors))
+    if (const int outcome = playOne(library, draw(Choices(bytes)), output, errors))
         return outcome;
     output << "The run that these " << bytes.size() << " bytes stand for held.\n" << Qt::flush;
     return Scenario::Held;

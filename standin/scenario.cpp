@@ -96,17 +96,12 @@ std::optional<quint64> idOf(const List &list, const QString &word, quint64 highe
     return number(word, highest);
 }
 
-/// The line of the story for what a statement means: names stand in place of capital words, and of
-/// go/goes the verb that fits the subject.
+/// The line of the story for what a statement means: names stand in place of capital words.
 QString told(const char *meaning, const QMap<QString, QString> &names)
 {
     QStringList words = QString::fromLatin1(meaning).split(QLatin1Char(' '));
-    const int verb = names.value(words.first()) == QLatin1String("you") ? 0 : 1;
-    for (QString &word : words) {
-        if (word.contains(QLatin1Char('/')))
-            word = word.section(QLatin1Char('/'), verb, verb);
+    for (QString &word : words)
         word = names.value(word, word);
-    }
     QString line = words.join(QLatin1Char(' '));
     line[0] = line.at(0).toUpper();
     return line;
@@ -117,9 +112,6 @@ constexpr int disconnected = 0;
 constexpr int established = 4;
 enum Visibility { enters = 0, retains = 1, leaves = 2 };
 
-constexpr const char *invoker = "somebody";
-constexpr const char *invokerUid = "invoker=";
-
 }
 
 /// The words behind a statement's name, by the names that the statement gives them.
@@ -128,8 +120,7 @@ class Scenario::Words
 public:
     /// Takes `words` as `pattern` says: SERVER, NUMBER and what ends in CHANNEL or CLIENT stand for
     /// an id, FUNCTION for one of the table's, other names for a text, NAME:a|b for one of several
-    /// words, TEXT... for all that is left; what is in small letters stands for itself, and what is
-    /// in brackets may be missing.
+    /// words; what is in small letters stands for itself, and what is in brackets may be missing.
     Words(const Host &host, const QString &pattern, QStringList words)
     {
         bool isSkipping = false;
@@ -175,10 +166,6 @@ private:
 
 void Scenario::Words::take(const Host &host, const QString &token, QStringList &words)
 {
-    if (token.endsWith(QLatin1String("..."))) {
-        mTexts.insert(token, std::exchange(words, {}).join(QLatin1String(", ")));
-        return;
-    }
     if (words.isEmpty())
         refuse(QStringLiteral("%1 is missing").arg(token));
     const QString word = words.takeFirst();
@@ -254,8 +241,9 @@ const QList<Scenario::Statement> &Scenario::statements()
          }},
         {"channel", "SERVER CHANNEL NAME [default] [password TEXT]", "it has a channel", always,
          [](S s, W w) {
-             s.server(w).channels.append(
-                 {w.channel(), w.bytes("NAME"), w.bytes("TEXT"), w.has("default") ? 1 : 0});
+             const int isDefault = w.has("default") ? 1 : 0;
+             s.server(w).channels.insert(
+                 w.channel(), {w.channel(), w.bytes("NAME"), w.bytes("TEXT"), isDefault});
          }},
         {"client", "SERVER CLIENT NAME CHANNEL [UID]", "somebody is there, or comes", always,
          [](S s, W w) { s.addClient(w, false); }},
@@ -278,7 +266,7 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"unload", "", "the host unloads it", loaded, [](S s, W) { s.unload(); }},
 
         // What happens on the servers.
-        {"connect", "SERVER", "you connect to SERVER", event,
+        {"connect", "SERVER", "you connected to SERVER", event,
          [](S s, W w) {
              Server &server = s.server(w);
              s.host.currentConnection = server.connection;
@@ -287,7 +275,7 @@ const QList<Scenario::Statement> &Scenario::statements()
                  s.call(&Plugin::onConnectStatusChangeEvent, server.connection, status, 0);
              }
          }},
-        {"disconnect", "SERVER [error NUMBER]", "the connection to SERVER ends", event,
+        {"disconnect", "SERVER [error NUMBER]", "the connection to SERVER ended", event,
          [](S s, W w) {
              s.server(w).status = disconnected;
              s.call(&Plugin::onConnectStatusChangeEvent, w.server(), disconnected,
@@ -295,86 +283,79 @@ const QList<Scenario::Statement> &Scenario::statements()
          }},
         {"tab", "SERVER", "the host shows the tab of SERVER", always,
          [](S s, W w) { s.host.currentConnection = w.server(); }},
-        {"move", "SERVER CLIENT CHANNEL [VIEW:enters|leaves]",
-         "CLIENT go/goes to CHANNEL on SERVER", event,
+        {"move", "SERVER CLIENT CHANNEL [VIEW:enters|leaves]", "CLIENT went to CHANNEL on SERVER",
+         event,
          [](S s, W w) {
              const Id oldChannel = s.put(w);
              s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, w.channel(),
                     w.view(), "");
          }},
         {"moved", "SERVER CLIENT CHANNEL by OTHER-CLIENT [VIEW:enters|leaves]",
-         "OTHER-CLIENT move/moves CLIENT to CHANNEL on SERVER", event,
+         "OTHER-CLIENT moved CLIENT to CHANNEL on SERVER", event,
          [](S s, W w) {
              const Id oldChannel = s.put(w);
              s.call(&Plugin::onClientMoveMovedEvent, w.server(), w.client(), oldChannel,
-                    w.channel(), w.view(), w.client("OTHER-CLIENT"), invoker, invokerUid, "");
+                    w.channel(), w.view(), w.client("OTHER-CLIENT"), "", "", "");
          }},
-        {"leave", "SERVER CLIENT", "CLIENT leave/leaves SERVER", event,
+        {"leave", "SERVER CLIENT", "CLIENT left SERVER", event,
          [](S s, W w) {
              const Id oldChannel = s.server(w).clients.take(w.client()).channel;
              s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, 0, leaves, "");
          }},
-        {"rename", "SERVER CLIENT NAME", "CLIENT take/takes the name NAME", event,
+        {"rename", "SERVER CLIENT NAME", "CLIENT took the name NAME", event,
          [](S s, W w) {
-             if (Client *client = s.server(w).client(w.client()))
+             if (Client *client = find(s.server(w).clients, w.client()))
                  client->name = w.bytes("NAME");
-             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client(), invoker,
-                    invokerUid);
+             s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client(), "", "");
          }},
-        {"news", "SERVER CLIENT by OTHER-CLIENT", "there is news of CLIENT", event,
+        {"news", "SERVER CLIENT by OTHER-CLIENT", "there was news of CLIENT", event,
          [](S s, W w) {
              s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client("OTHER-CLIENT"),
-                    invoker, invokerUid);
+                    "", "");
          }},
-        {"create", "SERVER CHANNEL NAME", "the channel NAME is created on SERVER", event,
+        {"create", "SERVER CHANNEL NAME", "the channel NAME was created on SERVER", event,
          [](S s, W w) {
-             s.server(w).channels.append({w.channel(), w.bytes("NAME")});
-             s.call(&Plugin::onNewChannelCreatedEvent, w.server(), w.channel(), 0, 0, invoker,
-                    invokerUid);
+             s.server(w).channels.insert(w.channel(), {w.channel(), w.bytes("NAME")});
+             s.call(&Plugin::onNewChannelCreatedEvent, w.server(), w.channel(), 0, 0, "", "");
          }},
-        {"edit", "SERVER CHANNEL NAME", "the channel CHANNEL is given the name NAME", event,
+        {"edit", "SERVER CHANNEL NAME", "the channel CHANNEL was given the name NAME", event,
          [](S s, W w) {
-             if (Channel *channel = s.server(w).channel(w.channel()))
+             if (Channel *channel = find(s.server(w).channels, w.channel()))
                  channel->name = w.bytes("NAME");
-             s.call(&Plugin::onUpdateChannelEditedEvent, w.server(), w.channel(), 0, invoker,
-                    invokerUid);
+             s.call(&Plugin::onUpdateChannelEditedEvent, w.server(), w.channel(), 0, "", "");
          }},
-        {"update", "SERVER CHANNEL", "there is news of the channel CHANNEL", event,
+        {"update", "SERVER CHANNEL", "there was news of the channel CHANNEL", event,
          [](S s, W w) { s.call(&Plugin::onUpdateChannelEvent, w.server(), w.channel()); }},
         {"reorder", "SERVER CHANNEL PARENT-CHANNEL",
-         "the channel CHANNEL moves elsewhere in the tree", event,
+         "the channel CHANNEL moved elsewhere in the tree", event,
          [](S s, W w) {
              s.call(&Plugin::onChannelMoveEvent, w.server(), w.channel(), w.id("PARENT-CHANNEL"), 0,
-                    invoker, invokerUid);
+                    "", "");
          }},
-        {"delete", "SERVER CHANNEL", "the channel CHANNEL is deleted", event,
+        {"delete", "SERVER CHANNEL", "the channel CHANNEL was deleted", event,
          [](S s, W w) {
-             QList<Channel> &channels = s.server(w).channels;
-             for (int i = channels.size() - 1; i >= 0; --i) {
-                 if (channels.at(i).id == w.channel())
-                     channels.removeAt(i);
-             }
-             s.call(&Plugin::onDelChannelEvent, w.server(), w.channel(), 0, invoker, invokerUid);
+             s.server(w).channels.remove(w.channel());
+             s.call(&Plugin::onDelChannelEvent, w.server(), w.channel(), 0, "", "");
          }},
 
         // What the user does in the host and in the plug-in's dialog.
         {"menu", "SERVER NUMBER [channel CHANNEL] [client CLIENT]",
-         "you choose NUMBER in the plug-in's menu", event,
+         "you chose NUMBER in the plug-in's menu", event,
          [](S s, W w) {
              const int type = w.has("channel") ? 1 : w.has("client") ? 2 : 0;
              s.call(&Plugin::onMenuItemEvent, w.server(), type, int(w.id("NUMBER")),
                     type == 1 ? w.channel() : w.client());
          }},
-        {"hotkey", "KEYWORD", "you press the hotkey KEYWORD", event,
+        {"hotkey", "KEYWORD", "you pressed the hotkey KEYWORD", event,
          [](S s, W w) { s.call(&Plugin::onHotkeyEvent, w.bytes("KEYWORD").constData()); }},
-        {"configure", "", "you open the plug-in's settings", event,
+        {"configure", "", "you opened the plug-in's settings", event,
          [](S s, W) {
              // The dialog has to open on the thread of the host's windows.
              if (s.call(&Plugin::offersConfigure) != 2)
                  s.host.complain(QStringLiteral("the settings are not offered on this thread"));
              s.call(&Plugin::configure, nullptr, nullptr);
          }},
-        {"press", "BUTTON:save|remove|reload|close", "you press BUTTON in the dialog", event,
+        {"press", "BUTTON:save|remove|reload|close", "you pressed BUTTON in the dialog", event,
          [](S, W w) {
              if (!w.is("BUTTON", "close"))
                  control<QPushButton>(w.text("BUTTON"))->click();
@@ -390,7 +371,7 @@ const QList<Scenario::Statement> &Scenario::statements()
                  refuse(QStringLiteral("on or off is due, not %1").arg(value));
              control<QSlider>(w.text("FIELD"))->setValue(w.is("VALUE", "on") ? 1 : 0);
          }},
-        {"window", "STATE:shown|hidden", "the host's window is STATE", event,
+        {"window", "STATE:shown|hidden", "the host's window was STATE", event,
          [](S s, W w) { s.showWindow(w.is("STATE", "shown")); }},
 
         // How the host answers.
@@ -420,17 +401,18 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"expect move", "SERVER CLIENT CHANNEL [password TEXT]", "the plug-in asked for a move",
          always,
          [](S s, W w) {
-             s.expectRequest({Request::Move, w.server(), w.client(), w.channel(), w.bytes("TEXT")});
+             s.expectRequest(
+                 s.host.describeMove(w.server(), w.client(), w.channel(), w.bytes("TEXT")));
          }},
         {"expect message", "SERVER CLIENT TEXT", "it asked for a message to somebody", always,
          [](S s, W w) {
-             s.expectRequest({Request::Message, w.server(), w.client(), 0, w.bytes("TEXT")});
+             s.expectRequest(s.host.describeMessage(w.server(), w.client(), w.bytes("TEXT")));
          }},
         {"expect log", "SERVER TEXT [level NUMBER]", "it wrote to the log, as a warning (2)",
          always,
          [](S s, W w) {
              const int level = w.has("level") ? int(w.id("NUMBER")) : 2;
-             s.expectRequest({Request::Log, w.server(), 0, 0, w.bytes("TEXT"), level});
+             s.expectRequest(s.host.describeLog(w.server(), w.bytes("TEXT"), level));
          }},
         {"expect nothing", "", "it asked for nothing more", always,
          [](S s, W) { s.expectRequest(nothing); }},
@@ -447,10 +429,10 @@ const QList<Scenario::Statement> &Scenario::statements()
              for (int itemType : {0, 1, 2})
                  s.expect(w.text("TEXT"), s.info(itemType));
          }},
-        {"expect menu", "TEXT...", "the plug-in's menu", loaded,
-         [](S s, W w) { s.expect(w.text("TEXT..."), s.menu()); }},
-        {"expect hotkeys", "TEXT...", "its hotkeys", loaded,
-         [](S s, W w) { s.expect(w.text("TEXT..."), s.hotkeys()); }},
+        {"expect menu", "[TEXT]", "the plug-in's menu", loaded,
+         [](S s, W w) { s.expect(w.text("TEXT"), s.menu()); }},
+        {"expect hotkeys", "[TEXT]", "its hotkeys", loaded,
+         [](S s, W w) { s.expect(w.text("TEXT"), s.hotkeys()); }},
         {"expect dialog", "STATE:open|closed", "its dialog", always,
          [](S s, W w) {
              const bool isOpen = Stage::dialog() && Stage::dialog()->isVisible();
@@ -575,7 +557,7 @@ Server &Scenario::server(const Words &words) { return host.servers[words.server(
 /// there.
 Id Scenario::put(const Words &words)
 {
-    Client *client = server(words).client(words.client());
+    Client *client = find(server(words).clients, words.client());
     return client ? std::exchange(client->channel, words.channel()) : 0;
 }
 
@@ -594,7 +576,7 @@ void Scenario::addClient(const Words &words, bool isUser)
         server.own = client.id;
     if (!isEvent)
         return;
-    tell(told("NAME comes to CHANNEL on SERVER", words.names()));
+    tell(told("NAME came to CHANNEL on SERVER", words.names()));
     call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters, "");
 }
 
@@ -602,7 +584,7 @@ void Scenario::show()
 {
     for (const Server &server : qAsConst(host.servers)) {
         const Id connection = server.connection;
-        tell(withId(host.serverName(connection), connection)
+        tell(host.describeServer(connection)
              + QLatin1String(server.status == disconnected ? ", not connected" : ""));
         for (const Channel &channel : server.channels) {
             QStringList clients;
@@ -626,8 +608,7 @@ void Scenario::expect(const QString &expected, const QString &came)
 
 void Scenario::expectRequest(const QString &expected)
 {
-    QList<Request> &requests = host.requests;
-    expect(expected, requests.isEmpty() ? nothing : host.describe(requests.takeFirst()));
+    expect(expected, host.requests.isEmpty() ? nothing : host.requests.takeFirst());
 }
 
 }

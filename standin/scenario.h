@@ -44,7 +44,6 @@ private:
     Id put(const Words &words);
     void show();
     void expect(const QString &expected, const QString &came);
-    void expectRequest(const Request &request) { expectRequest(host.describe(request)); }
     void expectRequest(const QString &expected);
 
     QString mLibrary;

@@ -11,14 +11,15 @@ namespace standin {
 Stage::Stage(const QString &configFolder)
 {
     host.configPath = QFile::encodeName(configFolder.isEmpty() ? mFolder.path() : configFolder);
-    host.asked = [this](const Request &request, unsigned int code) {
+    host.asked = [this](const QString &request, unsigned int code) {
         const QString outcome = code == 0
             ? QString()
             : QStringLiteral(" - refused: ") + QString::fromUtf8(host.errorText(code));
-        tell(QStringLiteral("    Staybolt: ") + host.describe(request) + outcome);
+        tell(QStringLiteral("    Staybolt: ") + request + outcome);
     };
     host.moved = [this](Id connection, ClientId client, Id oldChannel, Id newChannel) {
-        tell(QStringLiteral("You are in %1 again").arg(host.channelName(connection, newChannel)));
+        tell(QStringLiteral("You were moved back to %1")
+                 .arg(host.channelName(connection, newChannel)));
         constexpr int staysInView = 1;
         call(&Plugin::onClientMoveEvent, connection, client, oldChannel, newChannel, staysInView,
              "");
@@ -43,7 +44,7 @@ QString Stage::load(const QString &library)
             .arg(library)
             .arg(version);
     }
-    tell(QStringLiteral("The host loads the plug-in %1 %2")
+    tell(QStringLiteral("The host loaded the plug-in %1 %2")
              .arg(quoted(plugin.name()), QString::fromUtf8(plugin.version())));
     host.accepts = true;
     call(&Plugin::setFunctionPointers, host.functions());
@@ -57,7 +58,7 @@ QString Stage::load(const QString &library)
 
 void Stage::unload()
 {
-    tell(QStringLiteral("The host unloads the plug-in"));
+    tell(QStringLiteral("The host unloaded the plug-in"));
     call(&Plugin::shutdown);
     host.accepts = false;
     plugin.close();

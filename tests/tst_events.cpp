@@ -68,7 +68,7 @@ private Q_SLOTS:
         one.name = "Northgate";
         one.status = 4;
         one.own = robin;
-        one.channels = {{lobby, "Lobby"}, {den, "Den"}};
+        one.channels = {{lobby, {lobby, "Lobby"}}, {den, {den, "Den"}}};
         one.clients[robin] = {robin, "", "Robin", "", "", lobby};
         one.clients[mallory] = {mallory, "", "Mallory", "", "", lobby};
         mHost->servers.insert(connection, one);

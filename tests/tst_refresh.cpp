@@ -41,7 +41,7 @@ private Q_SLOTS:
         one.connection = connection;
         one.status = 4;
         one.own = 7;
-        one.channels = {{1, "Löbby 🐦", {}, 1}, {2, "Den", {}, 0}};
+        one.channels = {{1, {1, "Löbby 🐦", {}, 1}}, {2, {2, "Den", {}, 0}}};
         one.clients[7] = {7, "seven=", "Rob€n", "Lin\xffx", "3.1", 1}; // not quite UTF-8
         one.clients[8] = {8, "eight=", "Mällory", "Linux", "3.1", 1};
         mHost->servers.insert(connection, one);
@@ -126,9 +126,9 @@ private Q_SLOTS:
 
     void takesOverChannels()
     {
-        host().channels[0].isDefault = 0;
-        host().channels[1].name = "";
-        host().channels.append({1UL << 40, "Den", {}, 1});
+        host().channels[1].isDefault = 0;
+        host().channels[2].name = "";
+        host().channels.insert(1UL << 40, {1UL << 40, "Den", {}, 1});
         refreshChannels(connection);
         QCOMPARE(channel("1"), (Record{{"id", "1"}, {"name", "Löbby 🐦"}, {"default", false}}));
         QCOMPARE(channel("2"), (Record{{"id", "2"}, {"name", ""}, {"default", false}}));
@@ -141,7 +141,7 @@ private Q_SLOTS:
         const Record robin = client("7");
         const Record lobby = channel("1");
         host().clients[8].name = "Mallory";
-        host().channels[1].name = "Cave";
+        host().channels[2].name = "Cave";
         refreshChannelClients(connection, 1);
         refreshChannels(connection);
         QVERIFY(client("7").isSharedWith(robin));

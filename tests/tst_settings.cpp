@@ -106,7 +106,7 @@ private Q_SLOTS:
 
         // ... and after it. The client's log is told of the copy when all is done.
         bool isSet = false;
-        mHost->asked = [&](const standin::Request &, unsigned int) {
+        mHost->asked = [&](const QString &, unsigned int) {
             isSet = configuration::instance()->contains(permit);
         };
         configuration::instance()->set(permit, 1);
@@ -207,7 +207,7 @@ private Q_SLOTS:
         writeFile(mFile, "a=2\n; mine\n");
         // The client may call us from inside its log, and then there is a store again.
         bool isOpenWhenTold = false;
-        mHost->asked = [&](const standin::Request &, unsigned) {
+        mHost->asked = [&](const QString &, unsigned) {
             isOpenWhenTold = configuration::instance()->contains("a");
         };
         open(); // writes what is pending

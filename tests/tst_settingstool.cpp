@@ -72,8 +72,7 @@ private Q_SLOTS:
                             "client S 8 Mallory Lobby\nload\nconnect S\nmove S Robin Lobby\n"
                             "moved S Robin Dungeon by Mallory\n"
                           + expectations);
-            const int status =
-                run(STAYBOLT_HOST, {"--quiet", "--config", mFolder->path(), scenario});
+            const int status = run(STAYBOLT_HOST, {"--config", mFolder->path(), scenario});
             QVERIFY2(status == 0, qPrintable(mError));
         };
         QCOMPARE(tool({"exclude", uid}), 0);

@@ -28,7 +28,7 @@ private:
         writeFile(folder.filePath("a.scn"), scenario);
         QProcess host;
         host.setWorkingDirectory(folder.path());
-        host.start(STAYBOLT_HOST, QStringList{"--quiet", "a.scn"} + options);
+        host.start(STAYBOLT_HOST, QStringList{"a.scn"} + options);
         QVERIFY(host.waitForFinished(-1));
         const QString came = QString::fromUtf8(host.readAllStandardError());
         if (error.startsWith("The plug-in broke a rule"))
@@ -48,10 +48,10 @@ private Q_SLOTS:
         };
         row("trap",
             "the member at position 184 of the function table was called (call 8, a.scn:5)");
-        row("leak", "a block of getServerVariableAsString was not given back (call 9, a.scn:5)");
+        row("leak", "a block of getServerVariableAsString, call 9, a.scn:5, was not given back");
         row("keep",
-            "a block of getServerVariableAsString was not given back before the next call, from "
-            "call 9, a.scn:5 (call 10, a.scn:5)");
+            "a block of getServerVariableAsString, call 9, a.scn:5, was not given back before the "
+            "next call (call 10, a.scn:5)");
         row("twice", "a block was given back twice (call 11, a.scn:5)");
         row("foreign", "a block was given back that is not the host's (call 9, a.scn:5)");
         row("thread",
@@ -157,15 +157,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("library");
         QTest::addColumn<int>("lines");
-        QTest::addColumn<QByteArray>("last");
         QTest::addColumn<QByteArray>("error");
         QTest::newRow("crash") << MISBEHAVING_LIBRARY << 4
-                               << QByteArray("expect field idledock off")
                                << QByteArray("It ended with signal 6.\n");
 #ifndef __SANITIZE_ADDRESS__ // hundreds of programs are started, which takes minutes there
         // What was known of the server before is not known after it.
         QTest::newRow("a server that is not dropped")
-            << UNDROPPING_LIBRARY << 30 << QByteArray("expect ") << QByteArray("run-1.scn:");
+            << UNDROPPING_LIBRARY << 30 << QByteArray("run.scn:");
 #endif
     }
 
@@ -173,7 +171,6 @@ private Q_SLOTS:
     {
         QFETCH(QString, library);
         QFETCH(int, lines);
-        QFETCH(QByteArray, last);
         QFETCH(QByteArray, error);
         qputenv("MISBEHAVIOUR", QTest::currentDataTag());
         QProcess host;
@@ -184,7 +181,6 @@ private Q_SLOTS:
         QVERIFY2(errors.contains(error), errors);
         const QByteArray found = host.readAllStandardOutput();
         QVERIFY2(found.count('\n') <= lines, found);
-        QVERIFY2(found.trimmed().split('\n').last().startsWith(last), found);
     }
 
     void helpsAPersonAtATerminal()
@@ -195,7 +191,7 @@ private Q_SLOTS:
             return;
         }
         QProcess host;
-        host.start("script", {"-qec", STAYBOLT_HOST " --quiet", "/dev/null"});
+        host.start("script", {"-qec", STAYBOLT_HOST, "/dev/null"});
         host.write("move Northgate Robin Nowhere\njump\nhelp mov\nmove Northgate Robin Den now\n"
                    "expect in Northgate Robin Lobby\nrename Northgate Robin R\u00f6bin\nshow\n"
                    "expect in Northgate R\u00f6bin Lobby\nquit\n");
@@ -223,7 +219,7 @@ private Q_SLOTS:
                 ? host.exitCode()
                 : -1;
         };
-        QCOMPARE(run({"--quiet", SOURCE_FOLDER "/scenarios/demo.scn"}), 0);
+        QCOMPARE(run({SOURCE_FOLDER "/scenarios/demo.scn"}), 0);
         for (const char *number : {"x", "0", "-1", "3000000000", ""})
             QCOMPARE(run({"--random", number}), 2);
         QCOMPARE(run({"--random", "1", "--seed", "x"}), 2);

@@ -36,7 +36,8 @@ private Q_SLOTS:
         server.version = "3.1²";
         server.status = 4;
         server.own = own;
-        server.channels = {{channel, "Löbby", {}, 1}, {7, "Two", {}, 2}, {3, "Zero", {}, 0}};
+        server.channels = {
+            {channel, {channel, "Löbby", {}, 1}}, {7, {7, "Two", {}, 2}}, {3, {3, "Zero", {}, 0}}};
         server.clients[own] = {own, "clïuid", "R🐦", "ÖS", "5ß", channel};
         server.clients[4] = {4, "clïuid", "R🐦", "ÖS", "5ß", channel};
         mHost->servers = {{connection, server}};
@@ -221,7 +222,7 @@ private Q_SLOTS:
 
     void readsIdLists()
     {
-        QCOMPARE(mWrapper.getChannels(connection), (QList<uint64>{channel, 7, 3}));
+        QCOMPARE(mWrapper.getChannels(connection), (QList<uint64>{3, 7, channel}));
         QCOMPARE(mWrapper.getChannelClients(connection, channel), (QList<anyID>{4, own}));
         QCOMPARE(mWrapper.getChannelClients(connection, 7), QList<anyID>());
         QCOMPARE(mWrapper.getConnectionHandlerList(), (QList<uint64>{12, connection}));
