@@ -65,7 +65,11 @@ struct HostFunctions
         explicit Call(const char *function, Arguments... arguments) : mFunction(function)
         {
             theHost->judgeCall(function);
-            theHost->judgeLastBlock();
+            if (theHost->mLastBlock) {
+                theHost->complain(theHost->mLastBlockOrigin
+                                  + QStringLiteral(" was not given back before the next call"));
+            }
+            theHost->mLastBlock = nullptr; // told once
             ++theHost->callCount;
             if (theHost->called) {
                 const QString texts = QStringList{text(arguments)...}.join(QLatin1String(", "));
@@ -136,8 +140,7 @@ struct HostFunctions
 
         bool has(Fault fault) const
         {
-            const auto found = theHost->faults.constFind(mFunction);
-            return found != theHost->faults.constEnd() && *found == fault;
+            return theHost->faults.contains(mFunction) && theHost->faults.value(mFunction) == fault;
         }
 
         template<typename T>
@@ -424,8 +427,8 @@ Table Host::functions() const
 
 Server *Host::server(Id connection)
 {
-    const auto found = servers.find(connection);
-    return found == servers.end() || found->status == 0 ? nullptr : &*found;
+    Server *found = find(servers, connection);
+    return found && found->status != 0 ? found : nullptr;
 }
 
 QString Host::describeServer(Id connection) const
@@ -531,36 +534,25 @@ void Host::judgeCall(const char *function)
         complain(QLatin1String(function) + QStringLiteral(" was called from another thread"));
 }
 
-void Host::judgeLastBlock()
-{
-    if (!mLastBlock)
-        return;
-    complain(mLastBlockOrigin + QStringLiteral(" was not given back before the next call"));
-    mLastBlock = nullptr; // told once
-}
-
 void *Host::handOut(const void *data, size_t size, const char *function)
 {
     mLastBlock = malloc(size);
     mLastBlockOrigin = QStringLiteral("a block of %1, %2,").arg(QLatin1String(function), where());
     memcpy(mLastBlock, data, size);
-    mBlocks.insert(mLastBlock, {size, false});
+    mBlocks.insert(mLastBlock, size);
     return mLastBlock;
 }
 
 void Host::takeBack(void *block)
 {
-    const auto found = mBlocks.find(block);
-    if (found == mBlocks.end() || found->isReturned) {
-        complain(found == mBlocks.end()
-                     ? QStringLiteral("a block was given back that is not the host's")
-                     : QStringLiteral("a block was given back twice"));
-        return;
-    }
+    const auto size = mBlocks.find(block);
+    if (size == mBlocks.end())
+        return complain(QStringLiteral("a block was given back that is not the host's"));
+    if (*size == 0)
+        return complain(QStringLiteral("a block was given back twice"));
     if (block == mLastBlock)
         mLastBlock = nullptr;
-    found->isReturned = true;
-    memset(block, 0xdd, found->size);
+    memset(block, 0xdd, std::exchange(*size, 0));
 }
 
 }

@@ -128,25 +128,17 @@ public:
 private:
     friend struct HostFunctions;
 
-    struct Block
-    {
-        size_t size;
-        bool isReturned;
-    };
-
     QString where() const;
     /// Judges what goes for all calls of the plug-in.
     void judgeCall(const char *function);
-    /// A block has to come back before the next call that is no release.
-    void judgeLastBlock();
     void *handOut(const void *data, size_t size, const char *function);
     void takeBack(void *block);
 
     QStringList mComplaints;
-    /// All blocks ever handed out. None is freed before the end, so that no address comes twice and
-    /// whoever still reads a returned block reads nonsense.
-    QHash<void *, Block> mBlocks;
-    /// The block that the plug-in holds and about which nothing was said yet, null for none.
+    /// All blocks ever handed out, by their sizes, and 0 once they came back. None is freed before
+    /// the end, so that no address comes twice and whoever still reads it reads nonsense.
+    QHash<void *, size_t> mBlocks;
+    /// The block that has to come back before the next call that is no release, null for none.
     void *mLastBlock = nullptr;
     QString mLastBlockOrigin;
     int mCallNumber = 0;

@@ -178,11 +178,10 @@ int main(int argc, char *argv[])
                                  QStringLiteral("[scenario...]"));
     parser.process(application);
 
-    const bool isMadeUp = parser.isSet(random) || parser.isSet(bytes);
     const bool isStory =
         parser.isSet(config) || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
-    const bool isTwofold = (isMadeUp && isStory) || (parser.isSet(random) && parser.isSet(bytes));
-    if (isTwofold || (parser.isSet(seed) && !parser.isSet(random)))
+    const int ways = int(isStory) + int(parser.isSet(random)) + int(parser.isSet(bytes));
+    if (ways > 1 || (parser.isSet(seed) && !parser.isSet(random)))
         refuse(
             QStringLiteral("--random with its --seed, --bytes, and scenarios exclude each other"));
 

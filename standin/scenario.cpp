@@ -24,11 +24,6 @@ struct Problem
 
 [[noreturn]] void refuse(const QString &why) { throw Problem{Scenario::Unplayable, why}; }
 
-[[noreturn]] void refuseStatement(const QString &name)
-{
-    refuse(QStringLiteral("there is no statement \"%1\"; say \"help\"").arg(name));
-}
-
 /// Splits a line at blanks; double or single quotes keep blanks together, and a # outside of them
 /// starts a comment.
 QStringList split(const QString &line)
@@ -96,17 +91,6 @@ std::optional<quint64> idOf(const List &list, const QString &word, quint64 highe
     return number(word, highest);
 }
 
-/// The line of the story for what a statement means: names stand in place of capital words.
-QString told(const char *meaning, const QMap<QString, QString> &names)
-{
-    QStringList words = QString::fromLatin1(meaning).split(QLatin1Char(' '));
-    for (QString &word : words)
-        word = names.value(word, word);
-    QString line = words.join(QLatin1Char(' '));
-    line[0] = line.at(0).toUpper();
-    return line;
-}
-
 // The host's values of the connection status, and of how a move relates to the user's view.
 constexpr int disconnected = 0;
 constexpr int established = 4;
@@ -140,11 +124,11 @@ public:
             refuse(QStringLiteral("too much: %1").arg(words.join(QLatin1Char(' '))));
     }
 
-    bool has(const char *name) const { return mTexts.contains(QLatin1String(name)); }
-    QString text(const char *name) const { return mTexts.value(QLatin1String(name)); }
+    bool has(const char *name) const { return mWords.contains(QLatin1String(name)); }
+    QString text(const char *name) const { return word(name).text; }
     QByteArray bytes(const char *name) const { return text(name).toUtf8(); }
     bool is(const char *name, const char *word) const { return text(name) == QLatin1String(word); }
-    quint64 id(const char *name) const { return mIds.value(QLatin1String(name)); }
+    quint64 id(const char *name) const { return word(name).id; }
     Id server() const { return id("SERVER"); }
     Id channel() const { return id("CHANNEL"); }
     ClientId client(const char *name = "CLIENT") const { return ClientId(id(name)); }
@@ -152,16 +136,30 @@ public:
     {
         return is("VIEW", "enters") ? enters : is("VIEW", "leaves") ? leaves : retains;
     }
-    /// What the story calls them.
-    const QMap<QString, QString> &names() const { return mNames; }
+    /// The line of the story for what a statement means: names stand in place of capital words.
+    QString told(const char *meaning) const
+    {
+        QStringList words = QString::fromLatin1(meaning).split(QLatin1Char(' '));
+        for (QString &word : words)
+            word = mWords.value(word, {QString(), word}).name;
+        QString line = words.join(QLatin1Char(' '));
+        line[0] = line.at(0).toUpper();
+        return line;
+    }
 
 private:
+    struct Word
+    {
+        QString text;
+        QString name; ///< what the story calls it
+        quint64 id = 0;
+    };
+
+    Word word(const char *name) const { return mWords.value(QLatin1String(name)); }
     static bool isFixed(const QString &token) { return token.at(0).isLower(); }
     void take(const Host &host, const QString &token, QStringList &words);
 
-    QMap<QString, QString> mTexts;
-    QMap<QString, quint64> mIds;
-    QMap<QString, QString> mNames;
+    QMap<QString, Word> mWords;
 };
 
 void Scenario::Words::take(const Host &host, const QString &token, QStringList &words)
@@ -173,8 +171,9 @@ void Scenario::Words::take(const Host &host, const QString &token, QStringList &
     const QString choices = token.section(QLatin1Char(':'), -1);
     if ((isFixed(token) || name != token) && !choices.split(QLatin1Char('|')).contains(word))
         refuse(QStringLiteral("%1 is due, not %2").arg(choices, word));
-    mTexts.insert(name, word);
-    mNames.insert(name, quoted(word.toUtf8()));
+    Word &taken = mWords[name];
+    taken.text = word;
+    taken.name = quoted(word.toUtf8());
 
     const Server server = host.servers.value(this->server());
     std::optional<quint64> id;
@@ -185,10 +184,10 @@ void Scenario::Words::take(const Host &host, const QString &token, QStringList &
         }
     } else if (name.endsWith(QLatin1String("CHANNEL"))) {
         id = idOf(server.channels, word, std::numeric_limits<Id>::max());
-        mNames.insert(name, host.channelName(server.connection, id.value_or(0)));
+        taken.name = host.channelName(server.connection, id.value_or(0));
     } else if (name.endsWith(QLatin1String("CLIENT"))) {
         id = idOf(server.clients, word, std::numeric_limits<ClientId>::max());
-        mNames.insert(name, host.clientName(server.connection, id.value_or(0)));
+        taken.name = host.clientName(server.connection, id.value_or(0));
     } else if (name == QLatin1String("NUMBER")) {
         id = number(word, std::numeric_limits<quint64>::max());
     } else if (name != QLatin1String("FUNCTION") || Host::knows(word.toUtf8())) {
@@ -196,7 +195,7 @@ void Scenario::Words::take(const Host &host, const QString &token, QStringList &
     }
     if (!id)
         refuse(QStringLiteral("there is no %1 \"%2\"").arg(name, word));
-    mIds.insert(name, *id);
+    taken.id = *id;
 }
 
 /// One statement of the language: its name, its words, what it means and does, and when it may be
@@ -246,9 +245,12 @@ const QList<Scenario::Statement> &Scenario::statements()
                  w.channel(), {w.channel(), w.bytes("NAME"), w.bytes("TEXT"), isDefault});
          }},
         {"client", "SERVER CLIENT NAME CHANNEL [UID]", "somebody is there, or comes", always,
-         [](S s, W w) { s.addClient(w, false); }},
+         [](S s, W w) { s.addClient(w); }},
         {"user", "SERVER CLIENT NAME CHANNEL", "you will be there", always,
-         [](S s, W w) { s.addClient(w, true); }},
+         [](S s, W w) {
+             s.server(w).own = w.client();
+             s.addClient(w);
+         }},
         {"setting", "KEY [VALUE]", "the settings file holds that, or nothing", unloaded,
          [](S s, W w) {
              QSettings settings(s.settingsFile(), QSettings::IniFormat);
@@ -372,7 +374,7 @@ const QList<Scenario::Statement> &Scenario::statements()
              control<QSlider>(w.text("FIELD"))->setValue(w.is("VALUE", "on") ? 1 : 0);
          }},
         {"window", "STATE:shown|hidden", "the host's window was STATE", event,
-         [](S s, W w) { s.showWindow(w.is("STATE", "shown")); }},
+         [](S s, W w) { s.window.setVisible(w.is("STATE", "shown")); }},
 
         // How the host answers.
         {"refuse", "FUNCTION [TEXT]", "a function of the host fails", always,
@@ -465,13 +467,12 @@ QString Scenario::help(const QString &word)
     for (const Statement &statement : statements()) {
         const QString name = QLatin1String(statement.name);
         if (word.isEmpty() || name.startsWith(word)) {
-            text += QStringLiteral("  %1 %2\n      %3\n")
-                        .arg(name, QLatin1String(statement.pattern), told(statement.meaning, {}));
+            text +=
+                QStringLiteral("  %1 %2\n      %3\n")
+                    .arg(name, QLatin1String(statement.pattern), QLatin1String(statement.meaning));
         }
     }
-    if (text.isEmpty())
-        refuseStatement(word);
-    return text;
+    return text.isEmpty() ? help() : text;
 }
 
 void Scenario::play(const QString &line)
@@ -497,13 +498,13 @@ void Scenario::play(const QString &line)
         if (statement.when == Statement::Unloaded && isLoaded)
             refuse(QStringLiteral("the plug-in is loaded already; say \"unload\" first"));
         if (statement.when == Statement::Event)
-            tell(told(statement.meaning, arguments.names()));
+            tell(arguments.told(statement.meaning));
         mStatement = name;
         statement.play(*this, arguments);
         QCoreApplication::processEvents();
         return;
     }
-    refuseStatement(name);
+    refuse(QStringLiteral("there is no statement \"%1\"; say \"help\"").arg(name));
 }
 
 Scenario::Outcome Scenario::playLine(const QString &line, const QString &place)
@@ -561,22 +562,17 @@ Id Scenario::put(const Words &words)
     return client ? std::exchange(client->channel, words.channel()) : 0;
 }
 
-void Scenario::addClient(const Words &words, bool isUser)
+void Scenario::addClient(const Words &words)
 {
     Server &server = this->server(words);
     Client client{words.client(), words.bytes("UID"), words.bytes("NAME")};
     client.channel = words.channel();
     if (!words.has("UID"))
         client.uid = client.name.toBase64();
-    const bool isEvent = server.status != disconnected && plugin.isOpen();
-    if (isEvent && isUser)
-        refuse(QStringLiteral("the user must be there before the server is connected"));
     server.clients.insert(client.id, client);
-    if (isUser)
-        server.own = client.id;
-    if (!isEvent)
+    if (server.status == disconnected || !plugin.isOpen())
         return;
-    tell(told("NAME came to CHANNEL on SERVER", words.names()));
+    tell(words.told("NAME came to CHANNEL on SERVER"));
     call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters, "");
 }
 

@@ -30,7 +30,7 @@ public:
     /// Whether the statement "quit" came.
     bool isOver() const { return mIsOver; }
 
-    /// All statements with their words, or those that begin with `word`.
+    /// The statements with their words: those that begin with `word`, all where none does.
     static QString help(const QString &word = QString());
 
 private:
@@ -40,7 +40,7 @@ private:
 
     void play(const QString &line);
     Server &server(const Words &words);
-    void addClient(const Words &words, bool isUser);
+    void addClient(const Words &words);
     Id put(const Words &words);
     void show();
     void expect(const QString &expected, const QString &came);

@@ -11,6 +11,10 @@ namespace standin {
 Stage::Stage(const QString &configFolder)
 {
     host.configPath = QFile::encodeName(configFolder.isEmpty() ? mFolder.path() : configFolder);
+    window.setWindowTitle(QStringLiteral("Stand-in host"));
+    QObject::connect(qApp, &QGuiApplication::lastWindowClosed, &window, [this] {
+        host.complain(QStringLiteral("the closing of a window ended the host"));
+    });
     host.asked = [this](const QString &request, unsigned int code) {
         const QString outcome = code == 0
             ? QString()
@@ -74,9 +78,8 @@ void Stage::giveBack(void *block)
 {
     Dl_info info;
     if (dladdr(block, &info) != 0) {
-        host.complain(QStringLiteral("something was handed out that lies in a library, where a "
-                                     "block is due"));
-        return;
+        return host.complain(QStringLiteral("something was handed out that lies in a library, "
+                                            "where a block is due"));
     }
     plugin.freeMemory(block);
 }
@@ -134,18 +137,6 @@ QString Stage::info(int itemType)
     QString info = QString::fromUtf8(text);
     giveBack(text);
     return info;
-}
-
-void Stage::showWindow(bool isShown)
-{
-    if (!mWindow) {
-        mWindow.reset(new QWidget);
-        mWindow->setWindowTitle(QStringLiteral("Stand-in host"));
-        QObject::connect(qApp, &QGuiApplication::lastWindowClosed, mWindow.data(), [this] {
-            host.complain(QStringLiteral("the closing of a window ended the host"));
-        });
-    }
-    mWindow->setVisible(isShown);
 }
 
 QWidget *Stage::dialog()

@@ -4,10 +4,9 @@
 #include "standin/plugin.h"
 
 #include <QTemporaryDir>
+#include <QWidget>
 
 #include <type_traits>
-
-class QWidget;
 
 namespace standin {
 
@@ -53,9 +52,8 @@ public:
     /// The text of the plug-in's section in the info panel, for a server (0), channel (1) or client
     /// (2).
     QString info(int itemType = 0);
-    /// Shows or hides the host's own window, which is hidden at first. As in any program, closing
-    /// the last window ends it.
-    void showWindow(bool isShown);
+    /// The host's own window, hidden at first. As in any program, closing the last window ends it.
+    QWidget window;
     /// The settings dialog that the plug-in has made, null when there is none.
     static QWidget *dialog();
 
@@ -65,7 +63,6 @@ private:
     void giveBack(void *block);
 
     QTemporaryDir mFolder;
-    QScopedPointer<QWidget> mWindow;
 };
 
 }
