@@ -10,9 +10,6 @@
 
 using namespace standin;
 
-using Happening = std::function<void(Plugin &plugin)>;
-Q_DECLARE_METATYPE(Happening)
-
 /// The built library, driven through its exports.
 class TestLibrary : public QObject
 {
@@ -119,7 +116,7 @@ private Q_SLOTS:
 
     void asksInThisOrder_data()
     {
-        QTest::addColumn<Happening>("happen");
+        QTest::addColumn<QString>("statement");
         QTest::addColumn<QStringList>("calls");
         const auto client = [](int id) {
             QStringList calls;
@@ -139,72 +136,50 @@ private Q_SLOTS:
         for (int property : {0, 1, 3, 4})
             server.append(QString("getServerVariableAsString(1, %1)").arg(property));
 
-        QTest::newRow("establishment")
-            << Happening([](Plugin &p) { p.onConnectStatusChangeEvent(1, 4, 0); })
-            << own + place + server + lobby + channels;
-        QTest::newRow("unknown status")
-            << Happening([](Plugin &p) { p.onConnectStatusChangeEvent(1, 5, 0); }) << QStringList();
-        QTest::newRow("own move") << Happening([](Plugin &p) {
-            p.onClientMoveEvent(1, 7, 2, 1, 1, "");
-        }) << own + place + lobby;
-        QTest::newRow("forced move")
-            << Happening([](Plugin &p) { p.onClientMoveMovedEvent(1, 7, 2, 1, 1, 8, "", "", ""); })
-            << own + client(7) + lobby
+        const auto row = [](const char *statement, const QStringList &calls) {
+            QTest::newRow(statement) << QString(statement) << calls;
+        };
+        row("connect Northgate", own + place + server + lobby + channels);
+        row("disconnect Northgate", {});
+        row("move Northgate Robin Lobby", own + place + lobby);
+        row("moved Northgate Robin Lobby by Mallory",
+            own + client(7) + lobby
                 + QStringList{"requestClientMove(1, 7, 0, \"\", null)", "getErrorMessage(4)",
-                              "logMessage(\"unknown channel\", 2, \"\", 1)"};
-        QTest::newRow("channel event")
-            << Happening([](Plugin &p) { p.onDelChannelEvent(1, 2, 0, "", ""); }) << channels;
-        QTest::newRow("client update")
-            << Happening([](Plugin &p) { p.onUpdateClientEvent(1, 8, 7, "", ""); })
-            << client(8) + client(7);
-        QTest::newRow("menu") << Happening([](Plugin &p) { p.onMenuItemEvent(1, 1, 1, 2); })
-                              << own + place;
-        QTest::newRow("hotkey") << Happening([](Plugin &p) {
-            p.onHotkeyEvent("x");
-        }) << QStringList("getCurrentServerConnectionHandlerID()") + own + place;
+                              "logMessage(\"unknown channel\", 2, \"\", 1)"});
+        row("update Northgate Dungeon", channels);
+        row("news Northgate Mallory by Robin", client(8) + client(7));
+        row("menu Northgate 1 channel Dungeon", own + place);
+        row("hotkey x", QStringList("getCurrentServerConnectionHandlerID()") + own + place);
     }
 
     void asksInThisOrder()
     {
-        QFETCH(Happening, happen);
+        QFETCH(QString, statement);
         QFETCH(QStringList, calls);
         play("connect Northgate");
         QStringList came;
         mStage->host.called = [&](const QString &call) { came.append(call); };
-        happen(*mPlugin);
+        play(statement);
         mStage->host.called = nullptr;
         QCOMPARE(came.join('\n'), calls.join('\n'));
     }
 
     void survivesADisconnectionFromInsideAnyCall()
     {
-        // A settings file from which a copy is kept, so that saving calls the host as well.
-        const QString file = mStage->settingsFile();
-        const Happening happenings[] = {
-            [](Plugin &p) { p.onConnectStatusChangeEvent(1, 4, 0); },
-            [](Plugin &p) { p.onClientMoveEvent(1, 7, 2, 1, 1, ""); },
-            [](Plugin &p) { p.onClientMoveEvent(1, 8, 2, 1, 1, ""); },
-            [](Plugin &p) { p.onClientMoveMovedEvent(1, 7, 2, 1, 1, 8, "", "", ""); },
-            [](Plugin &p) { p.onClientMoveMovedEvent(1, 8, 2, 1, 1, 7, "", "", ""); },
-            [](Plugin &p) { p.onChannelMoveEvent(1, 1, 0, 0, "", ""); },
-            [](Plugin &p) { p.onNewChannelCreatedEvent(1, 1, 0, 0, "", ""); },
-            [](Plugin &p) { p.onUpdateChannelEditedEvent(1, 1, 0, "", ""); },
-            [](Plugin &p) { p.onDelChannelEvent(1, 1, 0, "", ""); },
-            [](Plugin &p) { p.onUpdateChannelEvent(1, 1); },
-            [](Plugin &p) { p.onUpdateClientEvent(1, 8, 7, "", ""); },
-            [](Plugin &p) { p.onMenuItemEvent(1, 1, 1, 2); },
-            [](Plugin &p) { p.onMenuItemEvent(1, 2, 1, 8); },
-            [](Plugin &p) { p.onHotkeyEvent("x"); },
-            [&](Plugin &) {
-                QFile::remove(file);
-                writeFile(file, "; mine\n");
-                Stage::dialog()->findChild<QPushButton *>("buttonApply")->click();
-            }};
         Host &host = mStage->host;
-        for (const Happening &happening : happenings) {
+        for (const char *statement :
+             {"connect Northgate", "move Northgate Robin Lobby", "move Northgate Mallory Lobby",
+              "moved Northgate Robin Lobby by Mallory", "moved Northgate Mallory Lobby by Robin",
+              "reorder Northgate Lobby 0", "create Northgate 3 New", "edit Northgate 3 Other",
+              "update Northgate Lobby", "delete Northgate 3", "news Northgate Mallory by Robin",
+              "menu Northgate 1 channel Dungeon", "menu Northgate 1 client Mallory", "hotkey x",
+              "press save"}) {
             bool isOver = false;
             for (int wanted = 1; !isOver; ++wanted) {
                 play("connect Northgate\nmove Northgate Robin Dungeon");
+                // A copy is kept of such a file, so that saving calls the host as well.
+                QFile::remove(mStage->settingsFile());
+                writeFile(mStage->settingsFile(), "; mine\n");
                 int calls = 0;
                 host.called = [&](const QString &) {
                     if (++calls != wanted)
@@ -212,8 +187,7 @@ private Q_SLOTS:
                     host.servers[1].status = 0;
                     mPlugin->onConnectStatusChangeEvent(1, 0, 0);
                 };
-                happening(*mPlugin);
-                host.deliver();
+                play(statement);
                 host.called = nullptr;
                 isOver = calls < wanted;
                 host.requests.clear();
@@ -245,9 +219,9 @@ private Q_SLOTS:
     }
 
 private:
-    void play(const char *lines)
+    void play(const QString &lines)
     {
-        for (const QString &line : QString(lines).split('\n'))
+        for (const QString &line : lines.split('\n'))
             QVERIFY2(mStage->playLine(line, line) == Scenario::Held, qPrintable(line));
     }
 
