@@ -70,10 +70,6 @@ void misbehave(Id connection)
         std::thread(askAnything).join();
     if (shall("null password"))
         ask<unsigned int>(48, connection, ClientId(7), Id(1), none, none);
-    if (shall("null message"))
-        ask<unsigned int>(54, connection, none, ClientId(7), none);
-    if (shall("null log channel"))
-        ask<unsigned int>(6, "text", 2, none, connection);
     if (shall("return code"))
         ask<unsigned int>(54, connection, "text", ClientId(7), "code");
 }
@@ -142,16 +138,11 @@ EXPORT_FUNCTION(void, initMenus, (MenuItem * **items, char **icon))
     if (shall("icon of the menu"))
         *icon = block<char>();
 }
-EXPORT_FUNCTION(void, initHotkeys, (Hotkey * **hotkeys))
-{
-    static Hotkey *none = nullptr;
-    *hotkeys = shall("static hotkeys") ? &none : block<Hotkey *>();
-}
+EXPORT_FUNCTION(void, initHotkeys, (Hotkey * **hotkeys)) { *hotkeys = block<Hotkey *>(); }
 EXPORT_FUNCTION(void, onMenuItemEvent, (Id, int, int, Id)) { }
 EXPORT_FUNCTION(void, onHotkeyEvent, (const char *)) { }
 EXPORT_FUNCTION(const char *, infoTitle, ()) { return ""; }
 EXPORT_FUNCTION(void, infoData, (Id, Id, int, char **text))
 {
-    static char fixed[] = "";
-    *text = shall("static info") ? fixed : shall("no info") ? nullptr : block<char>();
+    *text = shall("no info") ? nullptr : block<char>();
 }

@@ -77,10 +77,9 @@ private Q_SLOTS:
         row("a letter more", "Mälloryy", "3.1", [](auto &s) { s.clients[8].name += 'y'; });
         row("a letter less", "Mällor", "3.1", [](auto &s) { s.clients[8].name.chop(1); });
         row("as many bytes", "Mallôry", "3.1", [](auto &s) { s.clients[8].name = "Mallôry"; });
-        row("as many bytes as letters before", "Mïm", "3.1", renamed("MMMM", "Mïm"));
+        row("its bytes were the letters before", "ï", "3.1", renamed("Ã¯", "ï"));
         row("empty", "", "3.1", [](auto &s) { s.clients[8].name.clear(); });
         row("no longer empty", "x", "3.1", renamed("", "x"));
-        row("one of a pair", "🐧", "3.1", renamed("🐦", "🐧"));
         row("the last text", "Mällory", "4", [](auto &s) { s.clients[8].version = "4"; });
         row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(8); });
         row("back", "Mällory", "3.1", [](auto &s) {

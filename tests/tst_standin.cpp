@@ -62,21 +62,14 @@ private Q_SLOTS:
         row("null password",
             "requestClientMove was given a null pointer where an empty text is due (call 9, "
             "a.scn:5)");
-        row("null message",
-            "requestSendPrivateTextMsg was given a null pointer where an empty text is due (call "
-            "9, a.scn:5)");
-        row("null log channel",
-            "logMessage was given a null pointer where an empty text is due (call 9, a.scn:5)");
         row("return code",
             "requestSendPrivateTextMsg was given a return code, for which the plug-in has no "
             "callback (call 9, a.scn:5)");
         row("icon of the menu", "the menu's icon was written (call 9, a.scn:6)");
         row("icon of an item", "a menu item has an icon (call 9, a.scn:6)");
-        const QString fixed = "something was handed out that lies in a library, where a block is "
-                              "due (call %1, a.scn:%2)";
-        row("static menu item", qPrintable(fixed.arg(9).arg(6)));
-        row("static hotkeys", qPrintable(fixed.arg(10).arg(7)));
-        row("static info", qPrintable(fixed.arg(11).arg(8)));
+        row("static menu item",
+            "something was handed out that lies in a library, where a block is due (call 9, "
+            "a.scn:6)");
         row("no info", "no text for the info panel was handed out (call 11, a.scn:8)");
         row("offer", "the settings are not offered on this thread (call 14, a.scn:9)");
     }

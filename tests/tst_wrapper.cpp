@@ -123,14 +123,7 @@ private Q_SLOTS:
         QCOMPARE(mWrapper.getOwnClientID(connection), anyID(0));
         QCOMPARE(mWrapper.getChannelID(connection, own), uint64(0));
         QCOMPARE(mWrapper.getConnectionStatus(connection), 0);
-        static int lines;
-        lines = 0;
-        qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext &, const QString &) { ++lines; });
-        const bool isVoiceClient = mWrapper.getClientType(connection, 99);
-        qInstallMessageHandler(nullptr);
-        QVERIFY(!isVoiceClient);
-        QCOMPARE(lines, 0);
+        QVERIFY(!mWrapper.getClientType(connection, 99));
     }
 
     void readsPathsAndErrors()
@@ -153,12 +146,10 @@ private Q_SLOTS:
 
     void logsFailedRequests()
     {
-        const QStringList lines{"move you (65535) to \"Löbby\" (1250999896491) on " + here,
-                                "tell you (65535) on " + here + ": \"\"",
+        const QStringList lines{"tell you (65535) on " + here + ": \"\"",
                                 "list the server groups of " + here,
                                 "list the channel groups of " + here};
         const auto askAll = [&] {
-            mWrapper.requestClientMove(connection, own, channel, QString());
             mWrapper.txtToUser(connection, own, QString());
             mWrapper.requestServerGroups(connection);
             mWrapper.requestChannelGroups(connection);
@@ -172,9 +163,8 @@ private Q_SLOTS:
         };
         QCOMPARE(askAll(), lines);
         // The client's log may fail as well; nobody logs that.
-        for (const char *function :
-             {"requestClientMove", "requestSendPrivateTextMsg", "requestServerGroupList",
-              "requestChannelGroupList", "logMessage"}) {
+        for (const char *function : {"requestSendPrivateTextMsg", "requestServerGroupList",
+                                     "requestChannelGroupList", "logMessage"}) {
             mHost->faults.insert(function, Fault::Refuse);
         }
         QCOMPARE(askAll(),
@@ -254,16 +244,6 @@ private Q_SLOTS:
         QCOMPARE(clients.value(0), client);
         client["clId"] = QVariant::fromValue(own);
         QCOMPARE(clients.value(1), client);
-
-        QCOMPARE(mWrapper.readChannels(connection).size(), 3);
-
-        // What the client can't answer is filled in all the same.
-        client = {{"uid", "Unknown"},
-                  {"name", "Unknown"},
-                  {"platform", "Unknown"},
-                  {"version", "Unknown"},
-                  {"clId", QVariant::fromValue(anyID(65))}};
-        QCOMPARE(mWrapper.readClient(77, 65), client);
     }
 };
 
