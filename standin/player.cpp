@@ -26,8 +26,8 @@ const std::map<std::string, Line> choices{
     // Mostly servers that are there.
     {"SERVER", {"A", "B", "C", "A", "B", "C", "A", "B", "C", "Nowhere", "None"}},
     {"CHANNEL", {"1", "4294967297", "18446744073709551615", "2", "3", "0"}},
-    {"CLIENT", {"7", "8", "9", "10", "65535"}},
-    {"MOVED", {"7", "7", "7", "7", "8", "65535"}},
+    {"CLIENT", {"1", "8", "9", "10", "65535"}},
+    {"MOVED", {"1", "1", "1", "1", "8", "65535"}},
     {"VISIBILITY", {"", "", "", "", "", "enters", "leaves"}},
     {"UID", {"uid=", "a/b+c=", "50%1=", "Unknown", ""}},
     {"VALUE", {"0", "1", "false", "False", "true", "empty", "no", "4294967298", "true"}},
