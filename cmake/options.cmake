@@ -1,4 +1,4 @@
-# How everything of ours is compiled, whichever room it is in.
+# How everything of ours is compiled, whichever folder it is in.
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "Debug, Release, RelWithDebInfo or MinSizeRel" FORCE)

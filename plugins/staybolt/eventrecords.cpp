@@ -8,10 +8,10 @@ namespace {
 
 /// What the model holds of one connection, wrapped for event records. Lives between two calls of
 /// the host, as its tables go with the server.
-class Model
+class ConnectionRecords
 {
 public:
-    explicit Model(uint64 connection) :
+    explicit ConnectionRecords(uint64 connection) :
         mId(idText(connection)), mClients(::server::instance()->getClientsObj(mId)),
         mChannels(::server::instance()->getChannelObj(mId))
     {
@@ -42,28 +42,29 @@ private:
 
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel)
 {
-    return Model(connection).moveRecords(own, oldChannel, newChannel);
+    return ConnectionRecords(connection).moveRecords(own, oldChannel, newChannel);
 }
 
 EventRecords forcedMoveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel,
                                anyID mover)
 {
-    const Model model(connection);
-    EventRecords records = model.moveRecords(own, oldChannel, newChannel);
-    records.client.insert(eventKeys::executor(), model.client(mover));
+    const ConnectionRecords known(connection);
+    EventRecords records = known.moveRecords(own, oldChannel, newChannel);
+    records.client.insert(eventKeys::executor(), known.client(mover));
     return records;
 }
 
 EventRecords choiceRecords(uint64 connection, const QVariant &cmd)
 {
     EventRecords records;
-    records.server = Model(connection).server();
+    records.server = ConnectionRecords(connection).server();
     records.server.insert(eventKeys::cmd(), cmd);
     const anyID own = funcwrapper::instance()->getOwnClientID(connection);
     const uint64 ownChannel = funcwrapper::instance()->getChannelID(connection, own);
-    const Model model(connection);
-    records.channel.insert(eventKeys::src(), model.channel(ownChannel));
-    records.client.insert(eventKeys::executor(), model.client(own));
+    // Not those of above: the host may have ended the connection while it answered.
+    const ConnectionRecords known(connection);
+    records.channel.insert(eventKeys::src(), known.channel(ownChannel));
+    records.client.insert(eventKeys::executor(), known.client(own));
     return records;
 }
 
@@ -72,8 +73,9 @@ EventRecords choiceRecords(uint64 connection, const QVariant &cmd, PluginMenuTyp
 {
     EventRecords records = choiceRecords(connection, cmd);
     if (type == PLUGIN_MENU_TYPE_CHANNEL)
-        records.channel.insert(eventKeys::dest(), Model(connection).channel(selected));
+        records.channel.insert(eventKeys::dest(), ConnectionRecords(connection).channel(selected));
     else if (type == PLUGIN_MENU_TYPE_CLIENT)
-        records.client.insert(eventKeys::affected(), Model(connection).client(selected));
+        records.client.insert(eventKeys::affected(),
+                              ConnectionRecords(connection).client(selected));
     return records;
 }

@@ -30,10 +30,13 @@ QList<QByteArray> linesInSections(const QByteArray &bytes)
     return result;
 }
 
-bool write(const QString &path, const QByteArray &bytes)
+/// Returns what went wrong, nothing if all is well.
+QString write(const QString &path, const QByteArray &bytes)
 {
     QSaveFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    const bool isWritten =
+        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    return isWritten ? QString() : file.errorString();
 }
 
 }
@@ -52,7 +55,7 @@ std::optional<QList<int>> settingsFile::linesThatChange(const QByteArray &bytes)
 {
     const QTemporaryDir folder;
     const QString path = folder.path() + QLatin1String("/copy.ini");
-    if (!folder.isValid() || !write(path, bytes))
+    if (!folder.isValid() || !write(path, bytes).isEmpty())
         return std::nullopt;
     {
         QSettings settings(path, QSettings::IniFormat);
@@ -130,9 +133,6 @@ settingsFile::Kept settingsFile::keep(const QString &path, const QByteArray &byt
         } else if (errno == EEXIST) {
             continue;
         }
-        QSaveFile file(copy);
-        const bool isKept =
-            file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
-        return {copy, isKept ? QString() : file.errorString()};
+        return {copy, write(copy, bytes)};
     }
 }
