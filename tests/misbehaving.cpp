@@ -1,5 +1,6 @@
-// A plug-in that breaks the rule named by the environment variable MISBEHAVIOUR, so that the
-// stand-in host can be seen to notice. It does nothing else, least of all what it should.
+// The plug-in with some exports replaced. It breaks the rule named by the environment variable
+// MISBEHAVIOUR, so that the stand-in host can be seen to notice, and does nothing of what it
+// should.
 
 #include "standin/interface.h"
 
@@ -76,59 +77,35 @@ void misbehave(Id connection)
 
 }
 
-#define EXPORT extern "C" __attribute__((visibility("default")))
-EXPORT void *gConfig;
-void *gConfig = nullptr;
-EXPORT void *stayboltObj;
-void *stayboltObj = nullptr;
+#define EXPORT(Result) extern "C" __attribute__((visibility("default"))) Result
 
-#define EXPORT_FUNCTION(Result, name, parameters) EXPORT Result ts3plugin_##name parameters
+EXPORT(int) ts3plugin_apiVersion() { return shall("version") ? 21 : 22; }
 
-EXPORT_FUNCTION(const char *, name, ()) { return "Misbehaving"; }
-EXPORT_FUNCTION(const char *, version, ()) { return "1"; }
-EXPORT_FUNCTION(int, apiVersion, ()) { return shall("version") ? 21 : 22; }
-EXPORT_FUNCTION(const char *, author, ()) { return ""; }
-EXPORT_FUNCTION(const char *, description, ()) { return ""; }
-EXPORT_FUNCTION(void, setFunctionPointers, (Table functions)) { table = functions; }
-EXPORT_FUNCTION(int, init, ())
+EXPORT(void) ts3plugin_setFunctionPointers(Table functions) { table = functions; }
+
+EXPORT(int) ts3plugin_init()
 {
     if (shall("crash"))
         abort();
     return shall("init") ? 1 : 0;
 }
-EXPORT_FUNCTION(void, shutdown, ())
+
+EXPORT(void) ts3plugin_shutdown()
 {
     // The host's handle on the library is closed next, and this runs after shutdown.
     if (shall("late"))
         atexit(askAnything);
 }
-EXPORT_FUNCTION(void, registerPluginID, (const char *)) { }
-EXPORT_FUNCTION(int, offersConfigure, ()) { return shall("offer") ? 0 : 2; }
-EXPORT_FUNCTION(void, configure, (void *, void *)) { }
-EXPORT_FUNCTION(const char *, commandKeyword, ()) { return nullptr; }
-EXPORT_FUNCTION(int, processCommand, (Id, const char *)) { return 1; }
-EXPORT_FUNCTION(int, requestAutoload, ()) { return 0; }
-EXPORT_FUNCTION(void, freeMemory, (void *data)) { free(data); }
-EXPORT_FUNCTION(void, onConnectStatusChangeEvent, (Id connection, int status, unsigned int))
+
+EXPORT(int) ts3plugin_offersConfigure() { return shall("offer") ? 0 : 2; }
+
+EXPORT(void) ts3plugin_onConnectStatusChangeEvent(Id connection, int status, unsigned int)
 {
     if (status == 4)
         misbehave(connection);
 }
-EXPORT_FUNCTION(void, onClientMoveEvent, (Id, ClientId, Id, Id, int, const char *)) { }
-EXPORT_FUNCTION(void, onClientMoveMovedEvent,
-                (Id, ClientId, Id, Id, int, ClientId, const char *, const char *, const char *))
-{
-}
-EXPORT_FUNCTION(void, onChannelMoveEvent, (Id, Id, Id, ClientId, const char *, const char *)) { }
-EXPORT_FUNCTION(void, onNewChannelCreatedEvent, (Id, Id, Id, ClientId, const char *, const char *))
-{
-}
-EXPORT_FUNCTION(void, onUpdateChannelEditedEvent, (Id, Id, ClientId, const char *, const char *)) {
-}
-EXPORT_FUNCTION(void, onDelChannelEvent, (Id, Id, ClientId, const char *, const char *)) { }
-EXPORT_FUNCTION(void, onUpdateChannelEvent, (Id, Id)) { }
-EXPORT_FUNCTION(void, onUpdateClientEvent, (Id, ClientId, ClientId, const char *, const char *)) { }
-EXPORT_FUNCTION(void, initMenus, (MenuItem * **items, char **icon))
+
+EXPORT(void) ts3plugin_initMenus(MenuItem ***items, char **icon)
 {
     static MenuItem fixed;
     *items = block<MenuItem *>(2);
@@ -138,11 +115,8 @@ EXPORT_FUNCTION(void, initMenus, (MenuItem * **items, char **icon))
     if (shall("icon of the menu"))
         *icon = block<char>();
 }
-EXPORT_FUNCTION(void, initHotkeys, (Hotkey * **hotkeys)) { *hotkeys = block<Hotkey *>(); }
-EXPORT_FUNCTION(void, onMenuItemEvent, (Id, int, int, Id)) { }
-EXPORT_FUNCTION(void, onHotkeyEvent, (const char *)) { }
-EXPORT_FUNCTION(const char *, infoTitle, ()) { return ""; }
-EXPORT_FUNCTION(void, infoData, (Id, Id, int, char **text))
+
+EXPORT(void) ts3plugin_infoData(Id, Id, int, char **text)
 {
     *text = shall("no info") ? nullptr : block<char>();
 }
