@@ -84,23 +84,17 @@ private Q_SLOTS:
              QString("The plug-in broke a rule: %1\n").arg(complaint));
     }
 
-    void refusesPluginsThatItCannotUse_data()
-    {
-        QTest::addColumn<QString>("library");
-        QTest::addColumn<QString>("why");
-        QTest::newRow("version") << MISBEHAVING_LIBRARY
-                                 << "is for version 21 of the interface, not for 22";
-        QTest::newRow("init") << MISBEHAVING_LIBRARY << "refused to start";
-        QTest::newRow("lacking") << LACKING_LIBRARY << "lacks ts3plugin_infoData";
-    }
-
     void refusesPluginsThatItCannotUse()
     {
-        QFETCH(QString, library);
-        QFETCH(QString, why);
-        qputenv("MISBEHAVIOUR", QTest::currentDataTag());
-        play("load\n", {"--library", library}, 2,
-             QString("a.scn:1: the plug-in %1 %2\n").arg(library, why));
+        const auto refuse = [](const char *library, const QString &why) {
+            play("load\n", {"--library", library}, 2,
+                 QString("a.scn:1: the plug-in %1 %2\n").arg(library, why));
+        };
+        refuse(LACKING_LIBRARY, "lacks ts3plugin_infoData");
+        qputenv("MISBEHAVIOUR", "version");
+        refuse(MISBEHAVING_LIBRARY, "is for version 21 of the interface, not for 22");
+        qputenv("MISBEHAVIOUR", "init");
+        refuse(MISBEHAVING_LIBRARY, "refused to start");
     }
 
     void judgesScenarios_data()

@@ -197,10 +197,6 @@ private Q_SLOTS:
                  QStringList("tell R🐦 (4) on " + here + ": \"Täxt 🐦\""));
         QCOMPARE(requests("logMessage", {"Täxt"}),
                  QStringList("log at level 4 for connection (0): \"Täxt\""));
-    }
-
-    void passesPasswordsAndTabTextsOn()
-    {
         mWrapper.requestClientMove(connection, 4, channel, "sésame");
         mWrapper.txtToCurrent("Täxt");
         QCOMPARE(mHost->takeRequests(),
