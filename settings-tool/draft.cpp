@@ -1,5 +1,7 @@
 #include "settings-tool/draft.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
 
 using settingsKeys::customNotify;
@@ -10,28 +12,28 @@ using settingsKeys::sendNotify;
 
 namespace {
 
-/// Whether the file has the same keys for both ids.
-bool areSame(const QString &uid, const QString &other)
+QString about(const Draft::Server &server, const QString &what)
 {
-    return storedKey(excludedServer, uid) == storedKey(excludedServer, other);
+    return QStringLiteral("%1: %2").arg(server.uid, what);
 }
 
 }
 
-Draft::Draft(const QString &path) : stored(path), mStoredServers(stored.servers())
+Draft::Draft(const QString &path) : stored(path)
 {
     if (stored.isOn(sendNotify))
         notice = stored.ownText() ? Notice::Own : Notice::Standard;
     ownText = stored.ownText().value_or(QString());
     allowsIdleDock = stored.isOn(idleDock);
-    for (auto one = mStoredServers.begin(); one != mStoredServers.end(); ++one)
+    const auto &held = stored.servers();
+    for (auto one = held.begin(); one != held.end(); ++one)
         servers.append({one.key(), one->isLeftAlone, one->channel.value_or(QString()), one.key()});
 }
 
 int Draft::indexOf(const QString &uid)
 {
     for (int i = 0; i < servers.size(); ++i) {
-        if (areSame(servers.at(i).uid, uid))
+        if (uidAsStored(servers.at(i).uid) == uidAsStored(uid))
             return i;
     }
     servers.append({uid, false, QString(), std::nullopt});
@@ -45,25 +47,22 @@ QString Draft::errorIn(int index) const
         return QString();
     // What the file holds already may stay, whatever it is.
     const bool isStored = server.storedUid == server.uid;
-    const StoredSettings::Server held = mStoredServers.value(server.uid);
+    const StoredSettings::Server held = stored.servers().value(server.uid);
     QString error = errorInUid(server.uid);
     if ((!isStored || (server.isLeftAlone && !held.isLeftAlone)) && !error.isEmpty())
         return error;
-    const auto because = [&](const QString &why) {
-        return QStringLiteral("%1: %2").arg(server.uid, why);
-    };
     const bool isOtherChannel = !isStored || server.channel != held.channel;
     if (!server.channel.isEmpty() && isOtherChannel && !channelIn(server.channel))
-        return because(channelRule());
+        return about(server, channelRule());
     for (int other = 0; other < index; ++other) {
         const Server &above = servers.at(other);
         const bool areStored = isStored && above.storedUid == above.uid;
-        if (!areStored && areSame(above.uid, server.uid))
-            return because(QStringLiteral("this server is already in the list"));
+        if (!areStored && uidAsStored(above.uid) == uidAsStored(server.uid))
+            return about(server, QStringLiteral("this server is already in the list"));
     }
     // A channel that the file holds as an empty text may stay.
     if (!server.isLeftAlone && server.channel.isEmpty() && (isOtherChannel || !held.channel))
-        return because(QStringLiteral("tick \"Left alone\" or enter a channel"));
+        return about(server, QStringLiteral("tick \"Left alone\" or enter a channel"));
     return QString();
 }
 
@@ -72,10 +71,19 @@ QStringList Draft::warningsOf(int index) const
     const Server &server = servers.at(index);
     if (isBlank(server))
         return {};
-    QStringList result = ::warningsOf(server.uid);
-    const auto warn = [&](const QString &what) {
-        result.append(QStringLiteral("%1: %2").arg(server.uid, what));
-    };
+    QStringList result;
+    const auto warn = [&](const QString &what) { result.append(about(server, what)); };
+    // Its length tells nothing, since the file loses doubled slashes.
+    static const QRegularExpression usual(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
+    if (!usual.match(server.uid).hasMatch()) {
+        warn(QStringLiteral("this doesn't look like a server's unique id: those have 28 characters "
+                            "and end in ="));
+    }
+    const QString same = uidAsStored(server.uid);
+    if (same != server.uid) {
+        warn(QStringLiteral("the file can't tell this id from %1, so the setting applies to both")
+                 .arg(same));
+    }
     const std::optional<uint> channel = channelIn(server.channel);
     if (!server.channel.isEmpty() && !channel)
         warn(QStringLiteral("\"%1\" is not a channel; %2").arg(server.channel, channelRule()));
@@ -125,21 +133,22 @@ QVariantMap Draft::changes() const
         result.insert(idleDock.text(), allowsIdleDock);
 
     // What is no longer in the list goes; what is there as before stays as it is spelled.
-    for (auto one = mStoredServers.begin(); one != mStoredServers.end(); ++one) {
+    const auto &held = stored.servers();
+    for (auto one = held.begin(); one != held.end(); ++one) {
         if (one->isLeftAlone)
             result.insert(storedKey(excludedServer, one.key()), QVariant());
         if (one->channel)
             result.insert(storedKey(idleDockTarget, one.key()), QVariant());
     }
     for (const Server &server : servers) {
-        const StoredSettings::Server held = mStoredServers.value(server.uid);
+        const StoredSettings::Server before = held.value(server.uid);
         const QString leftAloneKey = storedKey(excludedServer, server.uid);
         const QString channelKey = storedKey(idleDockTarget, server.uid);
-        if (server.isLeftAlone && held.isLeftAlone)
+        if (server.isLeftAlone && before.isLeftAlone)
             result.remove(leftAloneKey);
         else if (server.isLeftAlone)
             result.insert(leftAloneKey, true);
-        if (held.channel == server.channel)
+        if (before.channel == server.channel)
             result.remove(channelKey);
         else if (!server.channel.isEmpty())
             result.insert(channelKey, channelIn(server.channel).value_or(0));

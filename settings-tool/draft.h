@@ -45,7 +45,4 @@ public:
 
     /// Whether this is a new server for which nothing has been entered.
     static bool isBlank(const Server &server);
-
-private:
-    const QMap<QString, StoredSettings::Server> mStoredServers;
 };

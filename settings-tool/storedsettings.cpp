@@ -63,6 +63,15 @@ const Key *settingOf(const QString &stored)
     return found;
 }
 
+QVariantMap valuesOf(const QSettings &settings)
+{
+    QVariantMap result;
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys)
+        result.insert(key, settings.value(key));
+    return result;
+}
+
 /// Why a file can't be written, empty when nothing seems to be in the way.
 QString whyNotWritten(const QString &path)
 {
@@ -78,16 +87,18 @@ QString whyNotWritten(const QString &path)
     return QString();
 }
 
-/// "Line 1 is", "Lines 1, 2 and 10 are".
-QString linesAre(const QList<int> &lines)
+/// "Line 1 is read", "Lines 1, 2 and 10 are read": what happens to the lines, if there are any.
+QStringList linesAre(const QString &what, const QList<int> &lines)
 {
+    if (lines.isEmpty())
+        return {};
     QStringList numbers;
     for (const int line : lines)
         numbers.append(QString::number(line));
     const QString last = numbers.takeLast();
-    return numbers.isEmpty()
-        ? QStringLiteral("Line %1 is").arg(last)
-        : QStringLiteral("Lines %1 and %2 are").arg(numbers.join(QStringLiteral(", ")), last);
+    return {numbers.isEmpty() ? QStringLiteral("Line %1 is %2").arg(last, what)
+                              : QStringLiteral("Lines %1 and %2 are %3")
+                                    .arg(numbers.join(QStringLiteral(", ")), last, what)};
 }
 
 }
@@ -136,30 +147,21 @@ StoredSettings::StoredSettings(const QString &path) : mPath(path)
         mBytes = file.readAll();
     if (!why.isEmpty())
         throw Error{QStringLiteral("%1 can't be read: %2").arg(path, why)};
-    const QSettings settings(path, QSettings::IniFormat);
-    const QStringList keys = settings.allKeys();
-    for (const QString &key : keys)
-        mValues.insert(key, settings.value(key));
+    mValues = valuesOf(QSettings(path, QSettings::IniFormat));
+    const QStringList keys = mValues.keys();
+    for (const QString &key : keys) {
+        const Key *setting = settingOf(key);
+        if (setting == &settingsKeys::excludedServer)
+            mServers[*uidIn(key, *setting)].isLeftAlone = true;
+        else if (setting == &settingsKeys::idleDockTarget)
+            mServers[*uidIn(key, *setting)].channel = textOf(key);
+    }
 }
 
 std::optional<QString> StoredSettings::ownText() const
 {
     const auto found = mValues.find(settingsKeys::customNotify.text());
     return found == mValues.end() ? std::nullopt : std::optional(found->toString());
-}
-
-QMap<QString, StoredSettings::Server> StoredSettings::servers() const
-{
-    QMap<QString, Server> result;
-    const QStringList keys = mValues.keys();
-    for (const QString &key : keys) {
-        const Key *setting = settingOf(key);
-        if (setting == &settingsKeys::excludedServer)
-            result[*uidIn(key, *setting)].isLeftAlone = true;
-        else if (setting == &settingsKeys::idleDockTarget)
-            result[*uidIn(key, *setting)].channel = textOf(key);
-    }
-    return result;
 }
 
 QStringList StoredSettings::keys() const
@@ -222,11 +224,10 @@ QStringList StoredSettings::warnings() const
     if (!changing) {
         result.append(QStringLiteral("No temporary file can be created, so it is unknown what the "
                                      "next save drops. It keeps a copy of the old file."));
-    } else if (!changing->isEmpty()) {
-        result.append(
-            QStringLiteral("%1 ignored or rewritten; the next save keeps a copy of the old "
-                           "file.")
-                .arg(linesAre(*changing)));
+    } else {
+        result += linesAre(QStringLiteral("ignored or rewritten; the next save keeps a copy of the "
+                                          "old file."),
+                           *changing);
     }
     QList<int> garbled;
     const QList<QByteArray> lines = settingsFile::lines(mBytes);
@@ -235,11 +236,9 @@ QStringList StoredSettings::warnings() const
         if (std::any_of(line.begin(), line.end(), [](uchar c) { return c > 0x7f; }))
             garbled.append(i + 1);
     }
-    if (!garbled.isEmpty()) {
-        result.append(QStringLiteral("%1 read with garbled non-ASCII letters. Text that you enter "
-                                     "in Staybolt Settings is saved correctly.")
-                          .arg(linesAre(garbled)));
-    }
+    result += linesAre(QStringLiteral("read with garbled non-ASCII letters. Text that you enter in "
+                                      "Staybolt Settings is saved correctly."),
+                       garbled);
     for (auto one = mValues.begin(); one != mValues.end(); ++one) {
         const Key *key = settingOf(one.key());
         if (!key) {
@@ -270,22 +269,18 @@ QStringList StoredSettings::change(const QVariantMap &values) const
     }
     QSettings file(mPath, QSettings::IniFormat);
     settingsFile::readAll(file);
-    const QStringList keys = file.allKeys();
+    const QVariantMap before = valuesOf(file);
     for (auto one = values.begin(); one != values.end(); ++one) {
-        if (one->isValid()) {
+        if (one->isValid())
             file.setValue(one.key(), *one);
-            continue;
-        }
-        // Qt removes what is below a key as well, but the ids of two servers may begin alike.
-        QVariantMap below;
-        for (const QString &key : keys) {
-            if (key.startsWith(one.key() + QLatin1Char('/')) && !values.contains(key)
-                && key == lookedUp(key))
-                below.insert(key, file.value(key));
-        }
-        file.remove(one.key());
-        for (auto other = below.begin(); other != below.end(); ++other)
-            file.setValue(other.key(), *other);
+        else
+            file.remove(one.key());
+    }
+    // Qt has removed what is below a key as well, but the ids of two servers may begin alike.
+    for (auto one = before.begin(); one != before.end(); ++one) {
+        const QString &key = one.key();
+        if (!values.contains(key) && !file.contains(key) && key == lookedUp(key))
+            file.setValue(key, *one);
     }
     file.sync();
     // An object that met lines it can't read hides every later error. A new one tells what came
@@ -318,11 +313,15 @@ QString storedKey(const Key &key, const QString &uid)
     return lookedUp(key.of(uid)); // none of ours begins with a slash
 }
 
+QString uidAsStored(const QString &uid)
+{
+    return *uidIn(storedKey(settingsKeys::excludedServer, uid), settingsKeys::excludedServer);
+}
+
 QString errorInUid(const QString &uid)
 {
     static const QRegularExpression foreign(QStringLiteral("[^A-Za-z0-9+/=]"));
-    const QString key = storedKey(settingsKeys::excludedServer, uid);
-    if (key == settingsKeys::excludedServer.of(QString()))
+    if (uidAsStored(uid).isEmpty())
         return QStringLiteral("the server's unique id is missing");
     if (foreign.match(uid).hasMatch()) {
         return QStringLiteral(
@@ -331,29 +330,9 @@ QString errorInUid(const QString &uid)
                    "look at the info panel.")
             .arg(uid);
     }
-    if (settingOf(key) != &settingsKeys::excludedServer)
+    if (settingOf(storedKey(settingsKeys::excludedServer, uid)) != &settingsKeys::excludedServer)
         return QStringLiteral("%1: this id clashes with the name of a setting").arg(uid);
     return QString();
-}
-
-QStringList warningsOf(const QString &uid)
-{
-    // Its length tells nothing, since the file loses doubled slashes.
-    static const QRegularExpression usual(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
-    QStringList result;
-    if (!usual.match(uid).hasMatch()) {
-        result.append(QStringLiteral("%1: this doesn't look like a server's unique id: those have "
-                                     "28 characters and end in =")
-                          .arg(uid));
-    }
-    const QString key = storedKey(settingsKeys::excludedServer, uid);
-    if (key != settingsKeys::excludedServer.of(uid)) {
-        result.append(
-            QStringLiteral("%1: the file can't tell this id from %2, so the setting applies "
-                           "to both")
-                .arg(uid, *uidIn(key, settingsKeys::excludedServer)));
-    }
-    return result;
 }
 
 std::optional<uint> channelIn(const QString &text)

@@ -25,10 +25,10 @@ public:
     /// Throws an Error if another process holds the folder for longer than `patience`.
     FolderLock(const QString &path, std::chrono::seconds patience);
     ~FolderLock();
-    FolderLock(const FolderLock &) = delete;
-    FolderLock &operator=(const FolderLock &) = delete;
 
 private:
+    Q_DISABLE_COPY(FolderLock)
+
     int mFolder = -1;
 };
 
@@ -57,7 +57,7 @@ public:
     /// The user's own notice, nothing if there is none.
     std::optional<QString> ownText() const;
     /// The servers that the file has keys for, by their unique ids.
-    QMap<QString, Server> servers() const;
+    const QMap<QString, Server> &servers() const { return mServers; }
 
     /// The keys of all settings that aren't per server, then any other keys in the file.
     QStringList keys() const;
@@ -78,17 +78,18 @@ private:
     QByteArray mBytes;
     // No settings object, since all those on a file change together.
     QVariantMap mValues;
+    QMap<QString, Server> mServers;
 };
 
 /// The key of the file for the server with that unique id. The file format treats slashes as
 /// separators, so doubled, leading and trailing ones are lost.
 QString storedKey(const settingsKeys::Key &key, const QString &uid);
 
+/// The unique id as the file keeps it. Ids that are the same there share their keys.
+QString uidAsStored(const QString &uid);
+
 /// Why no key can be stored for that unique id; empty if one can.
 QString errorInUid(const QString &uid);
-
-/// What to say about a unique id that the file can hold.
-QStringList warningsOf(const QString &uid);
 
 /// The channel id in `text`; nothing if it isn't a valid one.
 std::optional<uint> channelIn(const QString &text);
