@@ -12,21 +12,22 @@ struct Job
     Draft draft;
     QStringList words; // behind the command
     QString usage; // for words that it does not understand
-    QTextStream &output;
+    QStringList output{}; // its lines
 
-    void warn(const QStringList &warnings) const
+    void warn(const QStringList &warnings)
     {
         for (const QString &warning : warnings)
-            output << "WARNING: " << warning << '\n';
+            output.append(QStringLiteral("WARNING: ") + warning);
     }
 
     /// Stores what the draft changes.
-    void save(const QString &done) const
+    void save(const QString &done)
     {
         const QVariantMap values = draft.changes();
-        output << (values.isEmpty() ? "Nothing to change: " : "Saved: ") << done << '\n';
-        if (!values.isEmpty())
-            output << draft.stored.change(values).join(QLatin1Char('\n')) << '\n';
+        if (values.isEmpty())
+            output.append(QStringLiteral("Nothing to change: ") + done);
+        else
+            output += QStringList(QStringLiteral("Saved: ") + done) + draft.stored.change(values);
     }
 };
 
@@ -58,7 +59,7 @@ void saveServer(Job &job, int index, const QString &done)
 void list(Job &job)
 {
     QStringList keys = job.draft.stored.keys();
-    job.output << "Settings in " << job.draft.stored.path() << "\n\n";
+    job.output += {QStringLiteral("Settings in ") + job.draft.stored.path(), QString()};
     job.warn(job.draft.stored.warnings());
     if (job.words.isEmpty()) {
         job.warn(job.draft.warningOfIdleDock());
@@ -72,7 +73,7 @@ void list(Job &job)
                            storedKey(settingsKeys::idleDockTarget, uid)};
     }
     for (const QString &key : qAsConst(keys))
-        job.output << job.draft.stored.describe(key) << '\n';
+        job.output.append(job.draft.stored.describe(key));
 }
 
 void exclude(Job &job)
@@ -195,8 +196,7 @@ QString commands::help()
     return result;
 }
 
-void commands::run(const QString &path, std::chrono::seconds patience, QStringList words,
-                   QTextStream &output)
+QString commands::run(const QString &path, std::chrono::seconds patience, QStringList words)
 {
     const QString name = words.takeFirst();
     for (const Command &one : all) {
@@ -210,9 +210,9 @@ void commands::run(const QString &path, std::chrono::seconds patience, QStringLi
         std::optional<FolderLock> lock;
         if (one.run != list && !path.isEmpty())
             lock.emplace(path, patience);
-        Job job{Draft(path), words, usage, output};
+        Job job{Draft(path), words, usage};
         one.run(job);
-        return;
+        return job.output.join(QLatin1Char('\n')) + QLatin1Char('\n');
     }
     refuse(QStringLiteral("there is no command \"%1\". See --help.").arg(name));
 }

@@ -13,7 +13,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 namespace {
@@ -36,8 +35,7 @@ void print(const QString &text)
 {
     QTextStream(stdout) << text;
     if (fflush(stdout) != 0 || ferror(stdout) != 0) {
-        throw Error{QStringLiteral("the output can't be written: %1")
-                        .arg(QString::fromLocal8Bit(strerror(errno)))};
+        throw Error{QStringLiteral("the output can't be written: ") + qt_error_string(errno)};
     }
 }
 
@@ -88,15 +86,16 @@ int run(int &argc, char *argv[])
         throw Error{QStringLiteral("--wait takes a number of seconds from 0 to %1, not \"%2\"")
                         .arg(QString::number(longestWait), parser.value(wait))};
     }
-    if (!words.isEmpty() && !parser.isSet(help)) {
-        QString text;
-        QTextStream output(&text);
-        commands::run(path, patience, words, output);
-        print(text);
+    if (parser.isSet(help)) {
+        print(parser.helpText());
+        return 0;
+    }
+    if (!words.isEmpty()) {
+        print(commands::run(path, patience, words));
         return 0;
     }
     const bool isChosen = !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
-    if (!parser.isSet(help) && (isChosen || hasDisplay())) {
+    if (isChosen || hasDisplay()) {
         application.reset(); // there can be one only
         application = std::make_unique<QApplication>(argc, argv);
         if (isChosen || QGuiApplication::platformName() != QLatin1String("offscreen")) {
@@ -106,11 +105,9 @@ int run(int &argc, char *argv[])
             return QApplication::exec();
         }
     }
-    if (!parser.isSet(help)) {
-        print(QStringLiteral("There is no window, because no display can be reached. Use a command "
-                             "instead.\n\n"));
-    }
-    print(parser.helpText());
+    print(QStringLiteral("There is no window, because no display can be reached. Use a command "
+                         "instead.\n\n")
+          + parser.helpText());
     return 0;
 }
 
