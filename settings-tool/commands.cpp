@@ -46,16 +46,6 @@ int serverOf(Job &job)
     return job.draft.indexOf(uid);
 }
 
-/// Stores what the draft says about a server, with %1 in `done` for its id.
-void saveServer(Job &job, int index, const QString &done)
-{
-    const QString error = job.draft.errorIn(index);
-    if (!error.isEmpty())
-        refuse(error);
-    job.save(done.arg(job.draft.servers.at(index).uid));
-    job.warn(job.draft.warningsOf(index));
-}
-
 void list(Job &job)
 {
     QStringList keys = job.draft.stored.keys();
@@ -79,8 +69,14 @@ void list(Job &job)
 void exclude(Job &job)
 {
     const int index = serverOf(job);
-    job.draft.servers[index].isLeftAlone = true;
-    saveServer(job, index, QStringLiteral("Staybolt will leave %1 alone."));
+    Draft::Server &server = job.draft.servers[index];
+    server.isLeftAlone = true;
+    // The file may hold a channel for an id that it can hold nothing else for.
+    const QString error = job.draft.errorIn(index);
+    if (!error.isEmpty())
+        refuse(error);
+    job.save(QStringLiteral("Staybolt will leave %1 alone.").arg(server.uid));
+    job.warn(job.draft.warningsOf(index));
 }
 
 void include(Job &job)
@@ -112,9 +108,9 @@ void setIdleDockChannel(Job &job)
     Draft::Server &server = job.draft.servers[index];
     if (channel) {
         server.channel = QString::number(*channel);
-        saveServer(job, index,
-                   QStringLiteral("the idleDock channel of %1 is ") + server.channel
-                       + QLatin1Char('.'));
+        job.save(
+            QStringLiteral("the idleDock channel of %1 is %2.").arg(server.uid, server.channel));
+        job.warn(job.draft.warningsOf(index));
         return;
     }
     if (text != QLatin1String("none"))
@@ -129,25 +125,22 @@ void setNotice(Job &job)
 {
     const QString word = job.words.constFirst();
     Draft &draft = job.draft;
+    const auto whenOn = draft.stored.ownText() ? Draft::Notice::Own : Draft::Notice::Standard;
+    const QMap<QString, Draft::Notice> notices{
+        {QStringLiteral("on"), whenOn},
+        {QStringLiteral("off"), Draft::Notice::Off},
+        {QStringLiteral("standard"), Draft::Notice::Standard},
+        {QStringLiteral("text"), Draft::Notice::Own}};
     const bool isText = word == QLatin1String("text");
     if (isText && job.words.size() > 2) {
         refuse(QStringLiteral("put the message in quotes: staybolt-settings notify text \"%1\"")
                    .arg(job.words.mid(1).join(QLatin1Char(' '))));
     }
-    if (job.words.size() != (isText ? 2 : 1))
+    if (job.words.size() != (isText ? 2 : 1) || !notices.contains(word))
         refuse(job.usage);
-    if (isText) {
-        draft.notice = Draft::Notice::Own;
+    draft.notice = notices.value(word);
+    if (isText)
         draft.ownText = job.words.constLast();
-    } else if (word == QLatin1String("on") && job.draft.stored.ownText()) {
-        draft.notice = Draft::Notice::Own;
-    } else if (word == QLatin1String("on") || word == QLatin1String("standard")) {
-        draft.notice = Draft::Notice::Standard;
-    } else if (word == QLatin1String("off")) {
-        draft.notice = Draft::Notice::Off;
-    } else {
-        refuse(job.usage);
-    }
     job.save(draft.notice == Draft::Notice::Off
                  ? QStringLiteral("whoever moves you will get no message.")
                  : QStringLiteral("whoever moves you will get the message \"%1\".")

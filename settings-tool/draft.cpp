@@ -4,11 +4,7 @@
 
 #include <algorithm>
 
-using settingsKeys::customNotify;
-using settingsKeys::excludedServer;
-using settingsKeys::idleDock;
-using settingsKeys::idleDockTarget;
-using settingsKeys::sendNotify;
+using namespace settingsKeys;
 
 namespace {
 
@@ -61,7 +57,7 @@ QString Draft::errorIn(int index) const
             return about(server, QStringLiteral("this server is already in the list"));
     }
     // A channel that the file holds as an empty text may stay.
-    if (!server.isLeftAlone && server.channel.isEmpty() && (isOtherChannel || !held.channel))
+    if (!server.isLeftAlone && server.channel.isEmpty() && isOtherChannel)
         return about(server, QStringLiteral("tick \"Left alone\" or enter a channel"));
     return QString();
 }
@@ -105,10 +101,9 @@ QStringList Draft::warningOfNotice() const
 
 QStringList Draft::warningOfIdleDock() const
 {
-    const auto hasChannel = [](const Server &one) {
+    const bool isSet = std::any_of(servers.begin(), servers.end(), [](const Server &one) {
         return channelIn(one.channel).value_or(0) != 0;
-    };
-    const bool isSet = std::any_of(servers.begin(), servers.end(), hasChannel);
+    });
     if (isSet == allowsIdleDock)
         return {};
     return {

@@ -253,10 +253,9 @@ bool SettingsWindow::eventFilter(QObject *object, QEvent *event)
 void SettingsWindow::load()
 {
     QTableWidget *table = mUi->tableServers;
-    const QTableWidgetItem *current = table->currentItem();
     const int column = table->currentColumn();
-    const QString uid = current ? serverAt(current->row()).uid : QString();
-    const bool isSelected = current && current->isSelected();
+    const QString uid = column < 0 ? QString() : serverAt(table->currentRow()).uid;
+    const bool isSelected = column >= 0 && table->currentItem()->isSelected();
     const int position = table->verticalScrollBar()->value();
     const bool hasFocus = table->isAncestorOf(focusWidget());
     const QSignalBlocker blocker(table);
@@ -274,13 +273,11 @@ void SettingsWindow::load()
         const QHeaderView *header = table->horizontalHeader();
         table->sortItems(header->sortIndicatorSection(), header->sortIndicatorOrder());
         for (int row = 0; row < table->rowCount() && column >= 0; ++row) {
-            if (serverAt(row).uid == uid) {
-                table->setCurrentCell(row, column,
-                                      isSelected ? QItemSelectionModel::SelectCurrent
-                                              | QItemSelectionModel::Rows
-                                                 : QItemSelectionModel::NoUpdate);
-            }
+            if (serverAt(row).uid == uid)
+                table->setCurrentCell(row, column);
         }
+        if (!isSelected)
+            table->clearSelection();
         table->verticalScrollBar()->setValue(position);
         table->scrollToItem(table->currentItem());
         if (hasFocus)

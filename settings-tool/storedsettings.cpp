@@ -242,12 +242,11 @@ QStringList StoredSettings::warnings() const
     for (auto one = mValues.begin(); one != mValues.end(); ++one) {
         const Key *key = settingOf(one.key());
         if (!key) {
-            result.append(QStringLiteral("%1: the plug-in doesn't know this key").arg(one.key()));
+            result.append(one.key() + QStringLiteral(": the plug-in doesn't know this key"));
         } else if (one->type() == QVariant::StringList && !key->isPerServer()) {
-            result.append(
-                QStringLiteral("%1: an unquoted comma makes this a list, which the plug-in "
-                               "reads as empty")
-                    .arg(one.key()));
+            result.append(one.key()
+                          + QStringLiteral(": an unquoted comma makes this a list, which the "
+                                           "plug-in reads as empty"));
         }
     }
     return result;
