@@ -311,8 +311,7 @@ bool SettingsWindow::save()
         const QString error = mDraft->errorIn(row);
         if (error.isEmpty())
             continue;
-        const QString channel = mDraft->servers.at(row).channel;
-        const bool isChannel = !channel.isEmpty() && !channelIn(channel);
+        const bool isChannel = error.endsWith(channelRule());
         table->setCurrentCell(row, isChannel ? ChannelColumn : UidColumn);
         table->setFocus();
         return refuse(error);

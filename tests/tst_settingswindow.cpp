@@ -211,7 +211,7 @@ private Q_SLOTS:
         const auto refused = [&](const QByteArray &before, const char *steps, const char *why) {
             row(why, before, steps, before, why);
         };
-        refused(servers, "id 0 ", "the server's unique id is missing");
+        refused(servers, "channel 0 x; id 0 ", "the server's unique id is missing");
         refused(servers, "channel 0 4294967296",
                 "abc=: a channel is a number from 0 to 4294967295");
         refused(servers, "press buttonAdd; type abc=; alone 3",
@@ -239,6 +239,7 @@ private Q_SLOTS:
         if (after == before) {
             QTRY_VERIFY2(hints().startsWith("Not saved: " + hint), qPrintable(hints()));
             QCOMPARE(rows().count('!'), 1);
+            QCOMPARE(table()->currentColumn(), hint.contains("a channel is") ? 2 : 0);
             QCOMPARE(readFile(mFile), before);
             return;
         }
