@@ -137,7 +137,8 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
         QStringLiteral("%1: \"%2\"")
             .arg(mUi->radioStandard->text(), QLatin1String(settingsKeys::standardNotice)));
     // Not every desktop gives these a key.
-    mUi->buttonBox->button(QDialogButtonBox::Save)->setText(QStringLiteral("&Save"));
+    QPushButton *saveButton = mUi->buttonBox->button(QDialogButtonBox::Save);
+    saveButton->setText(QStringLiteral("&Save"));
     mUi->buttonBox->button(QDialogButtonBox::Close)->setText(QStringLiteral("&Close"));
     // The plug-in takes texts of any length.
     mUi->lineOwn->setMaxLength(std::numeric_limits<int>::max());
@@ -184,8 +185,8 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     connect(mUi->buttonUndo, &QPushButton::clicked, this, &SettingsWindow::undoRemove);
     connect(mUi->buttonBox, &QDialogButtonBox::accepted, this, &SettingsWindow::save);
     connect(mUi->buttonBox, &QDialogButtonBox::rejected, this, &SettingsWindow::reject);
-    connect(new QShortcut(QKeySequence::Save, this), &QShortcut::activated, this,
-            &SettingsWindow::save);
+    connect(new QShortcut(QKeySequence::Save, this), &QShortcut::activated, saveButton,
+            &QPushButton::click);
     load();
     fitInto(QGuiApplication::primaryScreen()->availableSize());
 }
@@ -288,6 +289,8 @@ void SettingsWindow::load()
                                       "of this window (Alt+F).");
     } catch (const Error &error) {
         mUi->labelStatus->setText(error.message);
+        mUi->buttonBox->button(QDialogButtonBox::Save)->setEnabled(false);
+        setWindowModified(false);
     }
     mUi->form->setEnabled(mDraft);
     mUi->labelWarnings->setVisible(mUi->listWarnings->count() > 0);
@@ -302,8 +305,6 @@ bool SettingsWindow::save()
         check();
         return false;
     };
-    if (!mDraft)
-        return false;
     QTableWidget *table = mUi->tableServers;
     const int rows = mDraft->servers.size();
     for (int i = 0; i < rows; ++i) {
@@ -316,16 +317,13 @@ bool SettingsWindow::save()
         table->setFocus();
         return refuse(error);
     }
-    const QVariantMap values = mDraft->changes();
-    if (values.isEmpty())
-        return true;
     QStringList notes;
     // Somebody else's change may take a while.
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
         const FolderLock lock(mPath, mPatience);
-        notes = mDraft->stored.change(values);
+        notes = mDraft->stored.change(mDraft->changes());
     } catch (const Error &error) {
         return refuse(error.message);
     }

@@ -514,6 +514,7 @@ private Q_SLOTS:
         open();
         QCOMPARE(hints(), QString("%1 can't be read: Is a directory").arg(mFile));
         QVERIFY(!find<QAbstractButton>("radioOff")->isEnabled());
+        QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
     }
 };
 
