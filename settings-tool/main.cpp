@@ -86,12 +86,8 @@ int run(int &argc, char *argv[])
         throw Error{QStringLiteral("--wait takes a number of seconds from 0 to %1, not \"%2\"")
                         .arg(QString::number(longestWait), parser.value(wait))};
     }
-    if (parser.isSet(help)) {
-        print(parser.helpText());
-        return 0;
-    }
-    if (!words.isEmpty()) {
-        print(commands::run(path, patience, words));
+    if (parser.isSet(help) || !words.isEmpty()) {
+        print(parser.isSet(help) ? parser.helpText() : commands::run(path, patience, words));
         return 0;
     }
     const bool isChosen = !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");

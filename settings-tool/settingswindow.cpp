@@ -118,6 +118,7 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mUi(new Ui_SettingsWindow), mPath(path), mPatience(patience)
 {
     mUi->setupUi(this);
+    mTable = mUi->tableServers;
     setWindowFlag(Qt::WindowMinMaxButtonsHint);
     setWindowIcon(QIcon::fromTheme(QStringLiteral("staybolt-settings")));
     QString shown = path;
@@ -145,26 +146,25 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     // So that nothing moves when a text comes or goes.
     mUi->labelStatus->setText(QStringLiteral("x\n\n\nx"));
     mUi->labelStatus->setMinimumHeight(mUi->labelStatus->sizeHint().height());
-    QTableWidget *table = mUi->tableServers;
-    table->setColumnCount(ChannelColumn + 1);
-    table->setHorizontalHeaderLabels({QStringLiteral("Unique id"), QStringLiteral("Left alone"),
-                                      QStringLiteral("idleDock channel")});
-    table->setItemDelegate(new ServerDelegate(table));
-    table->installEventFilter(this);
+    mTable->setColumnCount(ChannelColumn + 1);
+    mTable->setHorizontalHeaderLabels({QStringLiteral("Unique id"), QStringLiteral("Left alone"),
+                                       QStringLiteral("idleDock channel")});
+    mTable->setItemDelegate(new ServerDelegate(mTable));
+    mTable->installEventFilter(this);
     constexpr int leastRows = 5; // with the header
-    table->setMinimumHeight(leastRows * table->verticalHeader()->defaultSectionSize());
-    table->resizeColumnsToContents(); // of the headers
-    table->horizontalHeader()->setSectionResizeMode(UidColumn, QHeaderView::Stretch);
+    mTable->setMinimumHeight(leastRows * mTable->verticalHeader()->defaultSectionSize());
+    mTable->resizeColumnsToContents(); // of the headers
+    mTable->horizontalHeader()->setSectionResizeMode(UidColumn, QHeaderView::Stretch);
     // Sorted by a click only, so that no row moves while it is edited.
-    table->horizontalHeader()->setSortIndicator(UidColumn, Qt::AscendingOrder);
-    table->horizontalHeader()->setSortIndicatorShown(true);
-    connect(table->horizontalHeader(), &QHeaderView::sortIndicatorChanged, table,
-            [table](int column, Qt::SortOrder order) {
-                table->sortItems(column, order);
-                table->scrollToItem(table->currentItem());
+    mTable->horizontalHeader()->setSortIndicator(UidColumn, Qt::AscendingOrder);
+    mTable->horizontalHeader()->setSortIndicatorShown(true);
+    connect(mTable->horizontalHeader(), &QHeaderView::sortIndicatorChanged, mTable,
+            [this](int column, Qt::SortOrder order) {
+                mTable->sortItems(column, order);
+                mTable->scrollToItem(mTable->currentItem());
             });
     connect(qApp, &QApplication::focusChanged, this, &SettingsWindow::showFocus);
-    connect(table, &QTableWidget::currentCellChanged, this, &SettingsWindow::showFocus,
+    connect(mTable, &QTableWidget::currentCellChanged, this, &SettingsWindow::showFocus,
             Qt::QueuedConnection); // when the table has scrolled
 
     mNotices.addButton(mUi->radioOff, int(Draft::Notice::Off));
@@ -177,9 +177,9 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
             mUi->lineOwn->setFocus();
     });
     connect(mUi->lineOwn, &QLineEdit::textEdited, this, &SettingsWindow::edited);
-    connect(table, &QTableWidget::itemChanged, this, &SettingsWindow::edited);
-    connect(table, &QTableWidget::currentCellChanged, this, &SettingsWindow::check);
-    connect(table, &QTableWidget::itemSelectionChanged, this, &SettingsWindow::check);
+    connect(mTable, &QTableWidget::itemChanged, this, &SettingsWindow::edited);
+    connect(mTable, &QTableWidget::currentCellChanged, this, &SettingsWindow::check);
+    connect(mTable, &QTableWidget::itemSelectionChanged, this, &SettingsWindow::check);
     connect(mUi->buttonAdd, &QPushButton::clicked, this, &SettingsWindow::addServer);
     connect(mUi->buttonRemove, &QPushButton::clicked, this, &SettingsWindow::removeServers);
     connect(mUi->buttonUndo, &QPushButton::clicked, this, &SettingsWindow::undoRemove);
@@ -198,13 +198,12 @@ SettingsWindow::~SettingsWindow()
 
 void SettingsWindow::fitInto(const QSize &screen)
 {
-    const QTableWidget *table = mUi->tableServers;
     const QSize whole = sizeHint() - mUi->scrollArea->sizeHint() + mUi->form->sizeHint();
     // Room for an id, whatever the font, and for what is beside it.
     const QString widestId(30, QLatin1Char('N')); // and its sign
     const int columns = fontMetrics().horizontalAdvance(widestId)
-        + table->columnWidth(LeftAloneColumn) + table->columnWidth(ChannelColumn);
-    const QSize content(whole.width() - table->sizeHint().width() + columns, whole.height());
+        + mTable->columnWidth(LeftAloneColumn) + mTable->columnWidth(ChannelColumn);
+    const QSize content(whole.width() - mTable->sizeHint().width() + columns, whole.height());
     // The window manager's frame is not known before the window is shown.
     const int frame = style()->pixelMetric(QStyle::PM_TitleBarHeight) * 3 / 2;
     resize(content.boundedTo(screen - QSize(frame, frame)));
@@ -229,18 +228,17 @@ void SettingsWindow::reject()
 
 bool SettingsWindow::eventFilter(QObject *object, QEvent *event)
 {
-    QTableWidget *table = mUi->tableServers;
-    QTableWidgetItem *current = table->currentItem();
-    if (object != table || event->type() != QEvent::KeyPress || !current)
+    QTableWidgetItem *current = mTable->currentItem();
+    if (object != mTable || event->type() != QEvent::KeyPress || !current)
         return QDialog::eventFilter(object, event);
     const int key = static_cast<QKeyEvent *>(event)->key();
     const bool isEnter = key == Qt::Key_Return || key == Qt::Key_Enter;
     if (key == Qt::Key_Space || (isEnter && current->column() == LeftAloneColumn)) {
         // From each cell of the row: a blank would take the place of an id.
-        QTableWidgetItem *tick = table->item(current->row(), LeftAloneColumn);
+        QTableWidgetItem *tick = mTable->item(current->row(), LeftAloneColumn);
         tick->setCheckState(tick->checkState() == Qt::Checked ? Qt::Unchecked : Qt::Checked);
     } else if (isEnter) {
-        table->editItem(current);
+        mTable->editItem(current);
     } else if (key == Qt::Key_Delete) {
         removeServers();
     } else if (static_cast<QKeyEvent *>(event)->matches(QKeySequence::Undo)) {
@@ -253,14 +251,13 @@ bool SettingsWindow::eventFilter(QObject *object, QEvent *event)
 
 void SettingsWindow::load()
 {
-    QTableWidget *table = mUi->tableServers;
-    const int column = table->currentColumn();
-    const QString uid = column < 0 ? QString() : serverAt(table->currentRow()).uid;
-    const bool isSelected = column >= 0 && table->currentItem()->isSelected();
-    const int position = table->verticalScrollBar()->value();
-    const bool hasFocus = table->isAncestorOf(focusWidget());
-    const QSignalBlocker blocker(table);
-    table->setRowCount(0);
+    const int column = mTable->currentColumn();
+    const QString uid = column < 0 ? QString() : serverAt(mTable->currentRow()).uid;
+    const bool isSelected = column >= 0 && mTable->currentItem()->isSelected();
+    const int position = mTable->verticalScrollBar()->value();
+    const bool hasFocus = mTable->isAncestorOf(focusWidget());
+    const QSignalBlocker blocker(mTable);
+    mTable->setRowCount(0);
     mRemoved.clear();
     mDraft.reset();
     mUi->listWarnings->clear();
@@ -270,19 +267,19 @@ void SettingsWindow::load()
         mUi->lineOwn->setText(mDraft->ownText);
         mUi->checkIdleDock->setChecked(mDraft->allowsIdleDock);
         for (const Draft::Server &server : qAsConst(mDraft->servers))
-            insertRow(table->rowCount(), server);
-        const QHeaderView *header = table->horizontalHeader();
-        table->sortItems(header->sortIndicatorSection(), header->sortIndicatorOrder());
-        for (int row = 0; row < table->rowCount() && column >= 0; ++row) {
+            insertRow(mTable->rowCount(), server);
+        const QHeaderView *header = mTable->horizontalHeader();
+        mTable->sortItems(header->sortIndicatorSection(), header->sortIndicatorOrder());
+        for (int row = 0; row < mTable->rowCount() && column >= 0; ++row) {
             if (serverAt(row).uid == uid)
-                table->setCurrentCell(row, column);
+                mTable->setCurrentCell(row, column);
         }
         if (!isSelected)
-            table->clearSelection();
-        table->verticalScrollBar()->setValue(position);
-        table->scrollToItem(table->currentItem());
+            mTable->clearSelection();
+        mTable->verticalScrollBar()->setValue(position);
+        mTable->scrollToItem(mTable->currentItem());
         if (hasFocus)
-            table->setFocus(); // which went with an open editor
+            mTable->setFocus(); // which went with an open editor
         mUi->listWarnings->addItems(mDraft->stored.warnings());
         if (mUi->listWarnings->count() > 0)
             mOutcome = QStringLiteral("There are warnings about the settings file; see the bottom "
@@ -305,16 +302,15 @@ bool SettingsWindow::save()
         check();
         return false;
     };
-    QTableWidget *table = mUi->tableServers;
     const int rows = mDraft->servers.size();
     for (int i = 0; i < rows; ++i) {
-        const int row = (std::max(table->currentRow(), 0) + i) % rows; // first where the user is
+        const int row = (std::max(mTable->currentRow(), 0) + i) % rows; // first where the user is
         const QString error = mDraft->errorIn(row);
         if (error.isEmpty())
             continue;
         const bool isChannel = error.endsWith(channelRule());
-        table->setCurrentCell(row, isChannel ? ChannelColumn : UidColumn);
-        table->setFocus();
+        mTable->setCurrentCell(row, isChannel ? ChannelColumn : UidColumn);
+        mTable->setFocus();
         return refuse(error);
     }
     QStringList notes;
@@ -349,31 +345,30 @@ void SettingsWindow::check()
     mUi->lineOwn->setEnabled(mDraft->notice == Draft::Notice::Own);
 
     // About the row where the user is, and about what keeps others from being stored.
-    QTableWidget *table = mUi->tableServers;
-    const QSignalBlocker blocker(table);
+    const QSignalBlocker blocker(mTable);
     mDraft->servers.clear();
     bool hasError = false;
     const QIcon warningSign = style()->standardIcon(QStyle::SP_MessageBoxWarning);
     QStringList hints = QStringList(mOutcome) + mDraft->warningOfNotice();
-    for (int row = 0; row < table->rowCount(); ++row) {
+    for (int row = 0; row < mTable->rowCount(); ++row) {
         mDraft->servers.append(serverAt(row));
         const QString error = mDraft->errorIn(row);
         const QStringList remarks = error.isEmpty() ? mDraft->warningsOf(row) : QStringList(error);
         // Of other rows the first error alone, so that there is room for the buttons.
-        const bool isHere = row == table->currentRow() || (!hasError && !error.isEmpty());
+        const bool isHere = row == mTable->currentRow() || (!hasError && !error.isEmpty());
         if (isHere && (error.isEmpty() || !mOutcome.endsWith(error)))
             hints += remarks;
         hasError = hasError || !error.isEmpty();
         const QString text = remarks.join(QLatin1Char('\n'));
-        table->item(row, UidColumn)->setIcon(text.isEmpty() ? QIcon() : warningSign);
+        mTable->item(row, UidColumn)->setIcon(text.isEmpty() ? QIcon() : warningSign);
         const QString isLeftAlone =
             QLatin1String(mDraft->servers.at(row).isLeftAlone ? "yes" : "no");
         for (int column = UidColumn; column <= ChannelColumn; ++column) {
-            QTableWidgetItem *item = table->item(row, column);
+            QTableWidgetItem *item = mTable->item(row, column);
             item->setToolTip(text);
             item->setData(Qt::AccessibleDescriptionRole, text);
             item->setData(Qt::AccessibleTextRole,
-                          QStringLiteral("%1: %2").arg(table->horizontalHeaderItem(column)->text(),
+                          QStringLiteral("%1: %2").arg(mTable->horizontalHeaderItem(column)->text(),
                                                        column == LeftAloneColumn ? isLeftAlone
                                                                                  : item->text()));
         }
@@ -382,7 +377,7 @@ void SettingsWindow::check()
     hints += mDraft->warningOfIdleDock();
     hints.removeAll(QString());
     mUi->labelStatus->setText(hints.join(QLatin1Char('\n')));
-    mUi->buttonRemove->setEnabled(table->selectionModel()->hasSelection());
+    mUi->buttonRemove->setEnabled(mTable->selectionModel()->hasSelection());
     mUi->buttonUndo->setEnabled(!mRemoved.isEmpty());
     mUi->buttonBox->button(QDialogButtonBox::Save)->setEnabled(isModified);
     setWindowModified(isModified);
@@ -390,51 +385,48 @@ void SettingsWindow::check()
 
 void SettingsWindow::insertRow(int row, const Draft::Server &server)
 {
-    QTableWidget *table = mUi->tableServers;
-    const QSignalBlocker blocker(table);
-    table->insertRow(row);
+    const QSignalBlocker blocker(mTable);
+    mTable->insertRow(row);
     auto *uid = new ServerItem(server.uid);
     if (server.storedUid)
         uid->setData(storedRole, *server.storedUid);
-    table->setItem(row, UidColumn, uid);
+    mTable->setItem(row, UidColumn, uid);
     auto *leftAlone = new ServerItem;
     leftAlone->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsUserCheckable);
     leftAlone->setCheckState(server.isLeftAlone ? Qt::Checked : Qt::Unchecked);
-    table->setItem(row, LeftAloneColumn, leftAlone);
-    table->setItem(row, ChannelColumn, new ServerItem(server.channel));
+    mTable->setItem(row, LeftAloneColumn, leftAlone);
+    mTable->setItem(row, ChannelColumn, new ServerItem(server.channel));
 }
 
 Draft::Server SettingsWindow::serverAt(int row) const
 {
-    const QTableWidget *table = mUi->tableServers;
-    const QString uid = table->item(row, UidColumn)->text();
-    const QVariant stored = table->item(row, UidColumn)->data(storedRole);
+    const QString uid = mTable->item(row, UidColumn)->text();
+    const QVariant stored = mTable->item(row, UidColumn)->data(storedRole);
     // A copied id may bring blanks along.
     return {stored == uid ? uid : uid.trimmed(),
-            table->item(row, LeftAloneColumn)->checkState() == Qt::Checked,
-            table->item(row, ChannelColumn)->text().trimmed(),
+            mTable->item(row, LeftAloneColumn)->checkState() == Qt::Checked,
+            mTable->item(row, ChannelColumn)->text().trimmed(),
             stored.isValid() ? std::optional(stored.toString()) : std::nullopt};
 }
 
 void SettingsWindow::addServer()
 {
-    const int row = mUi->tableServers->rowCount();
+    const int row = mTable->rowCount();
     insertRow(row, Draft::Server());
-    mUi->tableServers->setCurrentCell(row, UidColumn);
-    mUi->tableServers->editItem(mUi->tableServers->currentItem());
+    mTable->setCurrentCell(row, UidColumn);
+    mTable->editItem(mTable->currentItem());
     edited();
 }
 
 void SettingsWindow::removeServers()
 {
-    QTableWidget *table = mUi->tableServers;
     QMap<int, Draft::Server> removed;
-    for (int row = table->rowCount() - 1; row >= 0; --row) {
-        if (!table->item(row, UidColumn)->isSelected())
+    for (int row = mTable->rowCount() - 1; row >= 0; --row) {
+        if (!mTable->item(row, UidColumn)->isSelected())
             continue;
         if (!Draft::isBlank(serverAt(row)))
             removed.insert(row, serverAt(row));
-        table->removeRow(row);
+        mTable->removeRow(row);
     }
     if (!removed.isEmpty())
         mRemoved.push(removed);
@@ -447,21 +439,20 @@ void SettingsWindow::undoRemove()
         return;
     const QMap<int, Draft::Server> removed = mRemoved.pop();
     for (auto one = removed.begin(); one != removed.end(); ++one)
-        insertRow(std::min(one.key(), mUi->tableServers->rowCount()), *one);
-    mUi->tableServers->setCurrentCell(removed.firstKey(), UidColumn);
-    mUi->tableServers->setFocus();
+        insertRow(std::min(one.key(), mTable->rowCount()), *one);
+    mTable->setCurrentCell(removed.firstKey(), UidColumn);
+    mTable->setFocus();
     edited();
 }
 
 void SettingsWindow::showFocus()
 {
     layout()->activate(); // what is said may have taken room
-    QTableWidget *table = mUi->tableServers;
     QWidget *focus = focusWidget();
-    if (table->isAncestorOf(focus) && table->currentItem()) {
-        table->scrollToItem(table->currentItem());
-        const QRect row = table->visualItemRect(table->currentItem());
-        const QPoint middle = table->viewport()->mapTo(mUi->form, row.center());
+    if (mTable->isAncestorOf(focus) && mTable->currentItem()) {
+        mTable->scrollToItem(mTable->currentItem());
+        const QRect row = mTable->visualItemRect(mTable->currentItem());
+        const QPoint middle = mTable->viewport()->mapTo(mUi->form, row.center());
         mUi->scrollArea->ensureVisible(middle.x(), middle.y(), 0, row.height());
     } else if (mUi->form->isAncestorOf(focus)) {
         mUi->scrollArea->ensureWidgetVisible(focus);

@@ -7,6 +7,7 @@
 #include <QScopedPointer>
 #include <QStack>
 
+class QTableWidget;
 class Ui_SettingsWindow;
 
 /// The settings in a window: the notice, the idleDock switch and the servers. It says what is wrong
@@ -51,6 +52,7 @@ private:
     void showFocus();
 
     const QScopedPointer<Ui_SettingsWindow> mUi;
+    QTableWidget *mTable = nullptr;
     QButtonGroup mNotices;
     const QString mPath;
     const std::chrono::seconds mPatience;
