@@ -17,8 +17,7 @@
 #include <algorithm>
 #include <cerrno>
 
-using settingsKeys::Key;
-using settingsKeys::Kind;
+using namespace settingsKeys;
 
 namespace {
 
@@ -151,16 +150,16 @@ StoredSettings::StoredSettings(const QString &path) : mPath(path)
     const QStringList keys = mValues.keys();
     for (const QString &key : keys) {
         const Key *setting = settingOf(key);
-        if (setting == &settingsKeys::excludedServer)
+        if (setting == &excludedServer)
             mServers[*uidIn(key, *setting)].isLeftAlone = true;
-        else if (setting == &settingsKeys::idleDockTarget)
+        else if (setting == &idleDockTarget)
             mServers[*uidIn(key, *setting)].channel = textOf(key);
     }
 }
 
 std::optional<QString> StoredSettings::ownText() const
 {
-    const auto found = mValues.find(settingsKeys::customNotify.text());
+    const auto found = mValues.find(customNotify.text());
     return found == mValues.end() ? std::nullopt : std::optional(found->toString());
 }
 
@@ -204,8 +203,7 @@ QString StoredSettings::effectOf(const Key &key, const QString &stored) const
     case Kind::Switch:
         return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
     case Kind::Text:
-        return QStringLiteral("\"%1\"").arg(
-            ownText().value_or(QLatin1String(settingsKeys::standardNotice)));
+        return QStringLiteral("\"%1\"").arg(ownText().value_or(QLatin1String(standardNotice)));
     case Kind::Channel:
         return QStringLiteral("channel %1").arg(value.toUInt());
     case Kind::Presence:
@@ -298,8 +296,7 @@ QStringList StoredSettings::change(const QVariantMap &values) const
     if (!kept.copy.isEmpty())
         result.append(QStringLiteral("A copy of the old file is in %1.").arg(kept.copy));
     result.append(QStringLiteral("Restart the client to apply your changes."));
-    if (values.contains(settingsKeys::sendNotify.text())
-        || values.contains(settingsKeys::customNotify.text())) {
+    if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
         result.append(
             QStringLiteral("Until then, don't press Save in the plug-in's own dialog. It still "
                            "shows the old message and would put it back."));
@@ -314,7 +311,7 @@ QString storedKey(const Key &key, const QString &uid)
 
 QString uidAsStored(const QString &uid)
 {
-    return *uidIn(storedKey(settingsKeys::excludedServer, uid), settingsKeys::excludedServer);
+    return *uidIn(storedKey(excludedServer, uid), excludedServer);
 }
 
 QString errorInUid(const QString &uid)
@@ -329,7 +326,7 @@ QString errorInUid(const QString &uid)
                    "look at the info panel.")
             .arg(uid);
     }
-    if (settingOf(storedKey(settingsKeys::excludedServer, uid)) != &settingsKeys::excludedServer)
+    if (settingOf(storedKey(excludedServer, uid)) != &excludedServer)
         return QStringLiteral("%1: this id clashes with the name of a setting").arg(uid);
     return QString();
 }
