@@ -86,15 +86,13 @@ private Q_SLOTS:
             row({"--wait=" + seconds, "notify", "off"},
                 "--wait takes a number of seconds from 0 to 3600, not \"" + seconds.toUtf8() + '"');
         }
-        const auto usage = [&](const QStringList &words, const QByteArray &right) {
-            row(words, "Usage: staybolt-settings " + right);
-        };
-        usage({"exclude"}, "exclude UID");
-        usage({"list", "abc=", "abd="}, "list [UID]");
-        usage({"idledock", "maybe"}, "idledock on|off");
-        for (const QStringList &words :
-             {QStringList{"of"}, {"standart"}, {"Off"}, {"text"}, {"hands", "off"}, {"on", "off"}})
-            usage(QStringList{"notify"} + words, "notify on|off|standard|text TEXT");
+        row({"exclude"}, "Usage: staybolt-settings exclude UID");
+        row({"list", "abc=", "abd="}, "Usage: staybolt-settings list [UID]");
+        row({"idledock", "maybe"}, "Usage: staybolt-settings idledock on|off");
+        for (const char *word : {"of", "text", "on off"}) {
+            row(QStringList{"notify"} + QString(word).split(' '),
+                "Usage: staybolt-settings notify on|off|standard|text TEXT");
+        }
     }
 
     void refusesWhatMakesNoSense()
@@ -410,15 +408,15 @@ staybolt.sendnotify
         QTest::newRow("each kind")
             << QByteArray("; \"one\n[general]\na=1\nb=\xfc ; rest\nfour\n a = 2 \r\n\nc=1\\\nd=2\n"
                           "e=\xc3\xbc\n[b]\na=\"3;\" \nf=\"1\ng=2\"\n")
-            << "Lines 1, 2, 3, 4, 5, 6, 8, 9, 10, 12, 13 and 14 are ignored or rewritten; Lines 4 "
-               "and "
-               "10 are read with garbled"
+            << "Lines 1, 2, 3, 4, 5, 6, 8, 9, 10, 12, 13 and 14 are ignored or rewritten; the next "
+               "save keeps a copy of the old file.\nWARNING: Lines 4 and 10 are read with garbled"
             << QByteArray(
                    "[General]\na=2\nb=\\xfc\nc=\"1d=2\"\ne=\\xc3\\xbc\nstaybolt.abc%3D=true\n\n"
                    "[b]\na=\"3;\"\nf=\"1\\ng=2\"\n");
         QTest::newRow("byte-order mark")
             << QByteArray("\xef\xbb\xbf[General]\nb=\xc3\xbc\n")
-            << "Lines 1 and 2 are ignored or rewritten"
+            << "Lines 1 and 2 are ignored or rewritten; the next save keeps a copy of the old file."
+               "\nWARNING: b: the plug-in doesn't know this key"
             << QByteArray("[General]\nb=\\xfc\nstaybolt.abc%3D=true\n");
     }
 
@@ -429,12 +427,7 @@ staybolt.sendnotify
         QFETCH(QByteArray, after);
         writeFile(mFile, text);
         QCOMPARE(tool({"list"}), 0);
-        QStringList named;
-        static const QRegularExpression lines(
-            "WARNING: (Lines? [0-9, and]* (?:is|are) (?:ignored or rewritten|read with garbled))");
-        for (auto all = lines.globalMatch(mOutput); all.hasNext();)
-            named.append(all.next().captured(1));
-        QCOMPARE(named.join("; "), warning);
+        QVERIFY2(mOutput.contains("\n\nWARNING: " + warning), qPrintable(mOutput));
         QCOMPARE(readFile(mFile), text);
 
         QCOMPARE(tool({"exclude", "abc="}), 0);
