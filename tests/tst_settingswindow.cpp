@@ -17,8 +17,6 @@
 #include <QTimer>
 #include <QtTest>
 
-#include <functional>
-
 /// The window of staybolt-settings, used with keys and clicks.
 class TestSettingsWindow : public QObject
 {
@@ -113,33 +111,20 @@ private Q_SLOTS:
 
     void showsWhatIsStored()
     {
-        const auto shown = [&](const QByteArray &file) {
-            writeFile(mFile, file);
-            open();
-            QStringList result{rows(), find<QLineEdit>("lineOwn")->text()};
-            for (const char *name : {"radioOff", "radioStandard", "radioOwn", "checkIdleDock"}) {
-                if (find<QAbstractButton>(name)->isChecked())
-                    result.append(name);
-            }
-            // What the warnings are about.
-            auto *warnings = find<QListWidget>("listWarnings");
-            for (int i = 0; warnings->isVisible() && i < warnings->count(); ++i)
-                result.append(warnings->item(i)->text().section(": ", 0, 0));
-            if (button(QDialogButtonBox::Save)->isEnabled() || readFile(mFile) != file)
-                result.append("changed");
-            return result;
-        };
-        QCOMPARE(shown("[General]\nstaybolt.sendNotify=1\nstaybolt.customNotify=mine\n"
-                       "module.idleDock.abc%3D.target=42\nstaybolt.abc%3D=true\n"
-                       "module.idleDock.abd%3D.target=7\n"),
-                 QStringList({"!abc= x 42; abd= - 7", "mine", "radioOwn"}));
-        QCOMPARE(
-            shown("; note\n[General]\nstaybolt.sendNotify=yes\nfoo=1\nstaybolt.x=1,2\n"
-                  "module.idleDock.abc%3D.target=1,2\nmodule.staybolt.idleDock=1\n"),
-            QStringList({"!abc= - 1, 2; !x x ", "", "radioStandard", "checkIdleDock",
-                         QString("Lines 1, 5 and 6 are ignored or rewritten; the next save keeps a "
-                                 "copy of the old file."),
-                         "foo"}));
+        const QByteArray file = "; note\n[General]\nstaybolt.sendNotify=yes\nfoo=1\n"
+                                "staybolt.x=1,2\nmodule.idleDock.abc%3D.target=1,2\n";
+        writeFile(mFile, file);
+        open();
+        QCOMPARE(rows(), QString("!abc= - 1, 2; !x x "));
+        QVERIFY(find<QAbstractButton>("radioStandard")->isChecked());
+        auto *warnings = find<QListWidget>("listWarnings");
+        QCOMPARE(warnings->item(0)->text(),
+                 QString("Lines 1, 5 and 6 are ignored or rewritten; the next save keeps a copy of "
+                         "the old file."));
+        QCOMPARE(warnings->item(1)->text(), QString("foo: the plug-in doesn't know this key"));
+        QVERIFY(warnings->isVisible() && hints().startsWith("There are warnings"));
+        QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
+        QCOMPARE(readFile(mFile), file);
     }
 
     void savesWhatWasChanged_data()
@@ -167,8 +152,6 @@ private Q_SLOTS:
             mine + "staybolt.sendNotify=0\n");
         row("text that is not sent", mine, "press radioOwn; type s; press radioOff",
             "staybolt.customNotify=mines\n");
-        row("empty text", "staybolt.sendNotify=1\n", "press radioOwn",
-            "staybolt.customNotify=\nstaybolt.sendNotify=1\n", "Your message is empty.");
         row("idleDock, and nothing that is only spelled in another way",
             "module.idleDock.abc%3D.target=five\nstaybolt.customNotify=a, b\n"
             "staybolt.sendNotify=yes\nstaybolt.x=0\n",
@@ -183,8 +166,11 @@ private Q_SLOTS:
         const QByteArray servers = "module.idleDock.abd%3D.target=42\nstaybolt.abc%3D=1\n"
                                    "staybolt.abe%3D=3\n";
         row("add", "", "press buttonAdd; type  ab/c= ; alone 0", "\n[staybolt.ab]\nc%3D=true\n");
-        row("add with a channel only", "", "press buttonAdd; type abc; channel 0 4294967295",
-            "module.idleDock.abc.target=4294967295\n", QByteArray("abc: ") + strange);
+        row("add with a channel only, and an empty text", "",
+            "press radioOwn; press buttonAdd; type abc; channel 0 4294967295",
+            "module.idleDock.abc.target=4294967295\nstaybolt.customNotify=\n"
+            "staybolt.sendNotify=1\n",
+            QByteArray("Your message is empty.\nabc: ") + strange);
         row("left alone with a channel", servers, "alone 0; alone 0; channel 0 7",
             "module.idleDock.abc%3D.target=7\n" + servers,
             "abc=: the server is left alone, so its idleDock channel has no effect");
@@ -194,17 +180,14 @@ private Q_SLOTS:
             "abe=: channel 0 means that the server has no idleDock channel");
         row("what the file holds may stay, or go",
             "module.idleDock.abc%3D.target=fortytwo\nstaybolt.My%20Server=1\nstaybolt.x%20y=1\n",
-            "select 1; key Del; channel 0 42; channel 0 fortytwo; select 1; press radioStandard",
+            "select 1; press buttonRemove; channel 0 42; channel 0 fortytwo; select 1; press "
+            "radioStandard",
             "module.idleDock.abc%3D.target=fortytwo\nstaybolt.sendNotify=1\nstaybolt.x%20y=1\n",
             QByteArray("x y: ") + strange);
-        row("remove", servers, "select 1; press buttonRemove; select 1; key Del",
-            "staybolt.abc%3D=1\n");
         row("remove, and take it back", servers + "staybolt.sendNotify=1\n",
             "press radioOff; select 1; key Del; select 1; key Del; press buttonUndo; press "
             "buttonUndo",
             servers + "staybolt.sendNotify=0\n");
-        row("a blank line", servers, "press buttonAdd; alone 0; alone 0; channel 1 43",
-            "module.idleDock.abd%3D.target=43\nstaybolt.abc%3D=1\nstaybolt.abe%3D=3\n");
         row("other id", servers, "id 1 abf=",
             "module.idleDock.abf%3D.target=42\nstaybolt.abc%3D=1\nstaybolt.abe%3D=3\n");
 
@@ -231,8 +214,10 @@ private Q_SLOTS:
         QFETCH(QByteArray, after);
         writeFile(mFile, before);
         open();
+        const int place = find<QLabel>("labelStatus")->y();
         play(steps);
         QCOMPARE(hints(), hint);
+        QCOMPARE(find<QLabel>("labelStatus")->y(), place); // nothing moves while one types
         QCOMPARE(readFile(mFile), before);
         // By its letter, which leaves the focus in the cell that is being edited.
         QTest::keyClick(mWindow.data(), Qt::Key_S, Qt::AltModifier);
@@ -259,6 +244,7 @@ private Q_SLOTS:
             return rows();
         };
         QCOMPARE(status(), ofTheSwitch);
+        QVERIFY(!find<QListWidget>("listWarnings")->isVisible());
         QCOMPARE(plays("channel 1 "), QString("42= - 7; !abc= - "));
         QCOMPARE(plays("key Esc"), QString("42= - 7; abc= - 42"));
         // Each way into a cell; what was there can be kept, and Esc brings it back.
@@ -288,18 +274,16 @@ private Q_SLOTS:
     void showsWhichCellIsTheCurrentOne()
     {
         writeFile(mFile, "[General]\nstaybolt.abc%3D=1\n");
-        for (const char *style : {"Fusion", "Windows"}) {
-            QApplication::setStyle(style);
-            open();
-            play("channel 0 ");
-            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
-            // All three are selected; the current one alone has a frame.
-            const auto border = [&](int column) {
-                const QRect place = table()->visualItemRect(table()->item(0, column));
-                return table()->viewport()->grab(place).toImage().pixelColor(1, place.height() / 2);
-            };
-            QVERIFY2(border(2) != border(1), style);
-        }
+        QApplication::setStyle("Windows"); // which itself shows it in no selected row
+        open();
+        play("channel 0 ");
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+        // All three are selected; the current one alone has a frame.
+        const auto border = [&](int column) {
+            const QRect place = table()->visualItemRect(table()->item(0, column));
+            return table()->viewport()->grab(place).toImage().pixelColor(1, place.height() / 2);
+        };
+        QVERIFY(border(2) != border(1));
     }
 
     void fitsOnSmallScreens_data()
@@ -334,9 +318,9 @@ private Q_SLOTS:
             const int frame = 24; // of a usual window manager
             QVERIFY(mWindow->width() <= screen.width()
                     && mWindow->height() + frame <= screen.height());
-            for (QWidget *widget : {static_cast<QWidget *>(button(QDialogButtonBox::Save)),
-                                    static_cast<QWidget *>(button(QDialogButtonBox::Close)),
-                                    static_cast<QWidget *>(find<QLabel>("labelStatus"))})
+            for (const QWidget *widget :
+                 QWidgetList{button(QDialogButtonBox::Save), button(QDialogButtonBox::Close),
+                             find<QLabel>("labelStatus")})
                 QCOMPARE(widget->visibleRegion().boundingRect(), widget->rect());
             // The row that it is about is to be seen, and an id is whole.
             QCOMPARE(table()->currentRow(), 68);
@@ -352,22 +336,6 @@ private Q_SLOTS:
             QCoreApplication::processEvents();
             QVERIFY(table()->height() > height);
         }
-    }
-
-    void movesNothingWhileOneTypes()
-    {
-        writeFile(mFile, "[General]\nstaybolt.abc%3D=1\n");
-        open();
-        const auto places = [&] {
-            QList<int> result;
-            for (const char *name : {"tableServers", "checkIdleDock", "buttonAdd", "labelStatus"})
-                result.append(find<QWidget>(name)->y());
-            return result;
-        };
-        const QList<int> before = places();
-        play("press radioOwn; press checkIdleDock; press buttonAdd; type a/; channel 0 1");
-        QVERIFY2(hints().count('\n') >= 2, qPrintable(hints()));
-        QCOMPARE(places(), before);
     }
 
     void sortsAndStaysWhereTheUserIs()
@@ -414,29 +382,15 @@ private Q_SLOTS:
         writeFile(mFile, "; mine\n[General]\nstaybolt.abc=1\nfoo=1\n");
         open();
         play("press radioOwn; id 0 My Server"); // with an open editor
-        QStringList nameless;
-        const std::function<void(QAccessibleInterface *)> walk = [&](QAccessibleInterface *one) {
-            static const QSet<int> speaking{QAccessible::PushButton,   QAccessible::RadioButton,
-                                            QAccessible::CheckBox,     QAccessible::EditableText,
-                                            QAccessible::Table,        QAccessible::List,
-                                            QAccessible::Cell,         QAccessible::ListItem,
-                                            QAccessible::ColumnHeader, QAccessible::StaticText};
-            const auto *object = one->object();
-            const bool isHint = object && object->objectName().startsWith("hint");
-            if (speaking.contains(one->role()) && !one->state().invisible && !isHint
-                && one->text(QAccessible::Name).isEmpty())
-                nameless.append(
-                    QString("%1 %2").arg(one->role()).arg(object ? object->objectName() : ""));
-            for (int i = 0; i < one->childCount(); ++i) {
-                if (one->child(i))
-                    walk(one->child(i));
-            }
+        const auto nameOf = [](QWidget *widget) {
+            return QAccessible::queryAccessibleInterface(widget)->text(QAccessible::Name);
         };
-        walk(QAccessible::queryAccessibleInterface(mWindow.data()));
-        QCOMPARE(nameless.join("; "), QString());
-        QCOMPARE(QAccessible::queryAccessibleInterface(QApplication::focusWidget())
-                     ->text(QAccessible::Name),
-                 QString("Unique id"));
+        const QWidgetList widgets = mWindow->findChildren<QWidget *>();
+        for (QWidget *widget : widgets) {
+            if (widget->isVisible() && widget->focusPolicy() != Qt::NoFocus)
+                QVERIFY2(!nameOf(widget).isEmpty(), qPrintable(widget->objectName()));
+        }
+        QCOMPARE(nameOf(QApplication::focusWidget()), QString("Unique id"));
         auto *cells = QAccessible::queryAccessibleInterface(table())->tableInterface();
         QCOMPARE(cells->cellAt(0, 1)->text(QAccessible::Name), QString("Left alone: yes"));
         QCOMPARE(cells->cellAt(0, 2)->text(QAccessible::Name), QString("idleDock channel: "));
