@@ -334,11 +334,13 @@ staybolt.sendnotify
             "staybolt.abc=\n    turns protection off on this server, whatever the value\n"
             "    server: abc=\n    in the file: (not set)\n    the plug-in uses: the "
             "server is protected\nmodule.idleDock.abc=.target\n"));
+        QVERIFY(mOutput.contains("WARNING: abc=: \"fortytwo\" is not a channel"));
         QVERIFY(!mOutput.contains("\nfoo\n"));
     }
 
     void opensAWindowWhereThereIsADisplay()
     {
+        const QByteArray why = "There is no window, because no display can be reached.";
         const auto opens = [&](const QStringList &environment, int wait) {
             QProcess process;
             process.start(
@@ -348,10 +350,7 @@ staybolt.sendnotify
             // A window stays; nothing else tells from outside that it is there.
             if (process.waitForFinished(wait)) {
                 const QByteArray output = process.readAllStandardOutput();
-                const bool isHelp =
-                    output.startsWith("There is no window, because no display can be "
-                                      "reached.")
-                    && output.contains("exclude UID");
+                const bool isHelp = output.startsWith(why) && output.contains("exclude UID");
                 return isHelp && process.exitCode() == 0 ? "help" : "something else";
             }
             process.kill();
