@@ -2,10 +2,9 @@
 #include "plugins/staybolt/menus.h"
 #include "plugins/staybolt/modelupdate.h"
 #include "plugins/staybolt/staybolt.h"
-#include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
 #include "shared/settings/configuration.h"
-#include "tests/host_table.h"
+#include "tests/one_server.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -15,13 +14,6 @@
 using namespace standin;
 
 namespace {
-
-// No id is the same when it is cut to a smaller width.
-constexpr uint64 connection = 0xfedcba9876543210;
-constexpr uint64 lobby = 0x200000001;
-constexpr uint64 den = 0x300000001;
-constexpr anyID robin = 40007;
-constexpr anyID mallory = 40008;
 
 /// What the module is told.
 QStringList told(const EventRecords &records)
@@ -71,22 +63,7 @@ class TestEvents : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init()
-    {
-        mHost.reset(new Host);
-        mHost->accepts = true;
-        Server one;
-        one.connection = connection;
-        one.uid = "uid=";
-        one.name = "Northgate";
-        one.status = 4;
-        one.own = robin;
-        one.channels = {{lobby, {lobby, "Lobby"}}, {den, {den, "Den"}}};
-        one.clients[robin] = {robin, "", "Robin", "", "", lobby};
-        one.clients[mallory] = {mallory, "", "Mallory", "", "", lobby};
-        mHost->servers.insert(connection, one);
-        funcwrapper::instance()->setFunctions(tableOf(*mHost));
-    }
+    void init() { mHost.reset(new HostOfOneServer); }
 
     void cleanup()
     {
@@ -101,23 +78,23 @@ private Q_SLOTS:
     {
         loadServer(connection);
         QCOMPARE(told(moveRecords(connection, robin, lobby, den)),
-                 (QStringList{"Northgate 18364758544493064720", "dest 12884901889 Den",
-                              "source 8589934593 Lobby", "own 40007 Robin"}));
+                 (QStringList{"Nörd 18364758544493064720", "dest 12884901889 Den",
+                              "source 8589934593 Löbby 🐦", "own 40007 Rob€n"}));
         QCOMPARE(told(choiceRecords(connection, "stay")),
-                 (QStringList{"Northgate 18364758544493064720", "cmd stay", "src 8589934593 Lobby",
-                              "executor 40007 Robin"}));
+                 (QStringList{"Nörd 18364758544493064720", "cmd stay", "src 8589934593 Löbby 🐦",
+                              "executor 40007 Rob€n"}));
         const auto chosen = [](PluginMenuType type, uint64 selected) {
             return told(choiceRecords(connection, "x", type, selected)).mid(2).join("; ");
         };
         QCOMPARE(chosen(PLUGIN_MENU_TYPE_GLOBAL, mallory),
-                 QString("src 8589934593 Lobby; executor 40007 Robin"));
+                 QString("src 8589934593 Löbby 🐦; executor 40007 Rob€n"));
         QCOMPARE(chosen(PLUGIN_MENU_TYPE_CHANNEL, den),
-                 QString("dest 12884901889 Den; src 8589934593 Lobby; executor 40007 Robin"));
+                 QString("dest 12884901889 Den; src 8589934593 Löbby 🐦; executor 40007 Rob€n"));
         QCOMPARE(chosen(PLUGIN_MENU_TYPE_CLIENT, mallory),
-                 QString("src 8589934593 Lobby; affected 40008 Mallory; executor 40007 Robin"));
+                 QString("src 8589934593 Löbby 🐦; affected 40008 Mällory; executor 40007 Rob€n"));
         // Not cut to the 16 bits of a client's id.
         QCOMPARE(chosen(PLUGIN_MENU_TYPE_CLIENT, 0x10000 + mallory),
-                 QString("src 8589934593 Lobby; affected  ; executor 40007 Robin"));
+                 QString("src 8589934593 Löbby 🐦; affected  ; executor 40007 Rob€n"));
     }
 
     void takesNoMoreOfARecordThanItShould()
@@ -127,8 +104,8 @@ private Q_SLOTS:
         configuration::instance()->init("Events");
         configuration::instance()->set("staybolt.sendNotify", 1);
         configuration::instance()->set("module.staybolt.idleDock", true);
-        configuration::instance()->set("module.idleDock.uid=.target", 7);
-        const Record server{{"uid", "uid="}, {"conHandler", QVariant::fromValue(connection)}};
+        configuration::instance()->set("module.idleDock.srv/uid+€=.target", 7);
+        const Record server{{"uid", "srv/uid+€="}, {"conHandler", QVariant::fromValue(connection)}};
         const auto in = [](const QVariant &id) { return Record{{"dest", Record{{"id", id}}}}; };
         // The own id counts to 16 bits, a channel let through to 32; a text of the mover's is not
         // sent.
@@ -138,11 +115,11 @@ private Q_SLOTS:
         module.parseEvent(moduleEvents(3), server, in(QString::number(den)), {});
         module.parseEvent(moduleEvents(4), server, in("4294967303"), people);
         module.parseEvent(moduleEvents(4), server, in(5), people);
-        const QString here = " on \"Northgate\" (18364758544493064720)";
+        const QString here = " on \"Nörd\" (18364758544493064720)";
         QCOMPARE(mHost->takeRequests(),
                  QStringList(
                      {"move you (40007) to \"Den\" (12884901889)" + here,
-                      "tell Mallory (40008)" + here + ": \"This operation is not permitted!\""}));
+                      "tell Mällory (40008)" + here + ": \"This operation is not permitted!\""}));
     }
 
     void hasTheSlotThatCallersName()
@@ -195,7 +172,7 @@ private Q_SLOTS:
     }
 
 private:
-    QScopedPointer<Host> mHost;
+    QScopedPointer<HostOfOneServer> mHost;
 };
 
 QTEST_GUILESS_MAIN(TestEvents)

@@ -1,51 +1,32 @@
 #include "plugins/staybolt/modelupdate.h"
-#include "shared/host/funcwrapper.h"
 #include "shared/model/server.h"
-#include "tests/host_table.h"
+#include "tests/one_server.h"
 
 #include <QtTest>
 
 using Change = std::function<void(standin::Server &server)>;
 Q_DECLARE_METATYPE(Change)
 
-namespace {
-
-constexpr uint64 connection = 12;
-const QString server12 = "12";
-
-}
-
 /// What is read again takes over what has changed, and leaves the rest as it is.
 class TestRefresh : public QObject
 {
     Q_OBJECT
 
-    QScopedPointer<standin::Host> mHost;
+    QScopedPointer<HostOfOneServer> mHost;
 
-    standin::Server &host() { return mHost->servers[connection]; }
-    static Record client(const char *id)
+    standin::Server &host() { return mHost->server(); }
+    static clients *table() { return server::instance()->getClientsObj(idText(connection)); }
+    static Record client(anyID id) { return table()->getData(idText(id)); }
+    static Record channel(uint64 id)
     {
-        return server::instance()->getClientsObj(server12)->getData(id);
-    }
-    static Record channel(const char *id)
-    {
-        return server::instance()->getChannelObj(server12)->getData(id);
+        return server::instance()->getChannelObj(idText(connection))->getData(idText(id));
     }
 
 private Q_SLOTS:
     void init()
     {
-        mHost.reset(new standin::Host);
-        mHost->accepts = true;
-        standin::Server one;
-        one.connection = connection;
-        one.status = 4;
-        one.own = 7;
-        one.channels = {{1, {1, "Löbby 🐦", {}, 1}}, {2, {2, "Den", {}, 0}}};
-        one.clients[7] = {7, "seven=", "Rob€n", "Lin\xffx", "3.1", 1}; // not quite UTF-8
-        one.clients[8] = {8, "eight=", "Mällory", "Linux", "3.1", 1};
-        mHost->servers.insert(connection, one);
-        funcwrapper::instance()->setFunctions(tableOf(*mHost));
+        mHost.reset(new HostOfOneServer);
+        host().clients[robin].platform = "Lin\xffx"; // not quite UTF-8
         loadServer(connection);
     }
 
@@ -67,41 +48,40 @@ private Q_SLOTS:
         };
         const auto renamed = [](const QByteArray &before, const QByteArray &after) {
             return [=](standin::Server &s) {
-                s.clients[8].name = before;
-                refreshClient(connection, 8);
-                s.clients[8].name = after;
+                s.clients[mallory].name = before;
+                refreshClient(connection, mallory);
+                s.clients[mallory].name = after;
             };
         };
         row("nothing", "Mällory", "3.1", [](auto &) {});
-        row("another letter", "Mallory", "3.1", [](auto &s) { s.clients[8].name = "Mallory"; });
-        row("a letter more", "Mälloryy", "3.1", [](auto &s) { s.clients[8].name += 'y'; });
-        row("a letter less", "Mällor", "3.1", [](auto &s) { s.clients[8].name.chop(1); });
-        row("as many bytes", "Mallôry", "3.1", [](auto &s) { s.clients[8].name = "Mallôry"; });
+        row("another letter", "Mallory", "3.1",
+            [](auto &s) { s.clients[mallory].name = "Mallory"; });
+        row("a letter more", "Mälloryy", "3.1", [](auto &s) { s.clients[mallory].name += 'y'; });
+        row("a letter less", "Mällor", "3.1", [](auto &s) { s.clients[mallory].name.chop(1); });
+        row("as many bytes", "Mallôry", "3.1",
+            [](auto &s) { s.clients[mallory].name = "Mallôry"; });
         row("its bytes were the letters before", "ï", "3.1", renamed("Ã¯", "ï"));
-        row("empty", "", "3.1", [](auto &s) { s.clients[8].name.clear(); });
+        row("empty", "", "3.1", [](auto &s) { s.clients[mallory].name.clear(); });
         row("no longer empty", "x", "3.1", renamed("", "x"));
-        row("the last text", "Mällory", "4", [](auto &s) { s.clients[8].version = "4"; });
-        row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(8); });
+        row("the last text", "Mällory", "4", [](auto &s) { s.clients[mallory].version = "4"; });
+        row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(mallory); });
         row("back", "Mällory", "3.1", [](auto &s) {
-            const standin::Client one = s.clients.take(8);
-            refreshClient(connection, 8);
-            s.clients[8] = one;
+            const standin::Client one = s.clients.take(mallory);
+            refreshClient(connection, mallory);
+            s.clients[mallory] = one;
         });
         // What somebody else has put there is of no use.
-        row("other keys", "Mällory", "3.1", [](auto &) {
-            clients *table = server::instance()->getClientsObj(server12);
-            table->setData("8", "more", 1);
-        });
+        row("other keys", "Mällory", "3.1",
+            [](auto &) { table()->setData(idText(mallory), "more", 1); });
         row("other keys, as many", "Mällory", "3.1", [](auto &) {
-            Record record = client("8");
+            Record record = client(mallory);
             record.remove("name");
             record.insert("Name", "Mällory");
-            server::instance()->getClientsObj(server12)->setData("8", record);
+            table()->setData(idText(mallory), record);
         });
         row("other types", "Mällory", "3.1", [](auto &) {
-            clients *table = server::instance()->getClientsObj(server12);
-            table->setData("8", "clId", 8);
-            table->setData("8", "name", QByteArray("Mällory"));
+            table()->setData(idText(mallory), "clId", mallory);
+            table()->setData(idText(mallory), "name", QByteArray("Mällory"));
         });
     }
 
@@ -111,63 +91,63 @@ private Q_SLOTS:
         QFETCH(QString, name);
         QFETCH(QString, version);
         change(host());
-        refreshChannelClients(connection, 1);
-        refreshClient(connection, 8);
-        const Record record = client("8");
+        refreshChannelClients(connection, lobby);
+        refreshClient(connection, mallory);
+        const Record record = client(mallory);
         QCOMPARE(record.size(), 5);
         QCOMPARE(record["name"].toString(), name);
         QCOMPARE(record["name"].userType(), int(QMetaType::QString));
         QCOMPARE(record["version"].toString(), version);
         QCOMPARE(record["clId"].userType(), int(QMetaType::UShort));
-        QCOMPARE(record, funcwrapper::instance()->readClient(connection, 8));
-        QCOMPARE(client("7")["name"].toString(), QString("Rob€n"));
+        QCOMPARE(record, funcwrapper::instance()->readClient(connection, mallory));
+        QCOMPARE(client(robin)["name"].toString(), QString("Rob€n"));
     }
 
     void takesOverChannels()
     {
-        host().channels[1].isDefault = 0;
-        host().channels[2].name = "";
+        host().channels[lobby].isDefault = 0;
+        host().channels[den].name = "";
         host().channels.insert(1UL << 40, {1UL << 40, "Den", {}, 1});
         refreshChannels(connection);
-        QCOMPARE(channel("1"), (Record{{"id", "1"}, {"name", "Löbby 🐦"}, {"default", false}}));
-        QCOMPARE(channel("2"), (Record{{"id", "2"}, {"name", ""}, {"default", false}}));
-        QCOMPARE(channel("1099511627776"),
+        QCOMPARE(channel(lobby),
+                 (Record{{"id", "8589934593"}, {"name", "Löbby 🐦"}, {"default", false}}));
+        QCOMPARE(channel(den), (Record{{"id", "12884901889"}, {"name", ""}, {"default", false}}));
+        QCOMPARE(channel(1UL << 40),
                  (Record{{"id", "1099511627776"}, {"name", "Den"}, {"default", true}}));
     }
 
     void leavesTheRestShared()
     {
-        const Record robin = client("7");
-        const Record lobby = channel("1");
-        host().clients[8].name = "Mallory";
-        host().channels[2].name = "Cave";
-        refreshChannelClients(connection, 1);
+        const Record unchangedClient = client(robin);
+        const Record unchangedChannel = channel(lobby);
+        host().clients[mallory].name = "Mallory";
+        host().channels[den].name = "Cave";
+        refreshChannelClients(connection, lobby);
         refreshChannels(connection);
-        QVERIFY(client("7").isSharedWith(robin));
-        QVERIFY(channel("1").isSharedWith(lobby));
-        QCOMPARE(client("8")["name"].toString(), QString("Mallory"));
-        QCOMPARE(channel("2")["name"].toString(), QString("Cave"));
+        QVERIFY(client(robin).isSharedWith(unchangedClient));
+        QVERIFY(channel(lobby).isSharedWith(unchangedChannel));
+        QCOMPARE(client(mallory)["name"].toString(), QString("Mallory"));
+        QCOMPARE(channel(den)["name"].toString(), QString("Cave"));
         // A copy that was handed out stays as it was.
-        const Record malice = client("8");
-        host().clients[8].name = "Malice";
-        refreshClient(connection, 8);
+        const Record malice = client(mallory);
+        host().clients[mallory].name = "Malice";
+        refreshClient(connection, mallory);
         QCOMPARE(malice["name"].toString(), QString("Mallory"));
     }
 
     void entersEveryRecordInOrder()
     {
-        clients *table = server::instance()->getClientsObj(server12);
         // Two who swap their ids, and one who comes with the id of another.
-        std::swap(host().clients[7].uid, host().clients[8].uid);
-        refreshChannelClients(connection, 1);
-        QCOMPARE(table->getClientID("seven="), QString("8"));
-        QCOMPARE(table->getClientID("eight="), QString("7"));
-        host().clients[9] = {9, "eight=", "Eve", "Linux", "3.1", 1};
-        refreshChannelClients(connection, 1);
-        QCOMPARE(table->getClientID("eight="), QString("9"));
+        std::swap(host().clients[robin].uid, host().clients[mallory].uid);
+        refreshChannelClients(connection, lobby);
+        QCOMPARE(table()->getClientID("röbin="), QString("40008"));
+        QCOMPARE(table()->getClientID("mällory="), QString("40007"));
+        host().clients[50000] = {50000, "mällory=", "Eve", "Linux", "3.1", lobby};
+        refreshChannelClients(connection, lobby);
+        QCOMPARE(table()->getClientID("mällory="), QString("50000"));
         // Unchanged, and yet the last one read.
-        refreshClient(connection, 7);
-        QCOMPARE(table->getClientID("eight="), QString("7"));
+        refreshClient(connection, robin);
+        QCOMPARE(table()->getClientID("mällory="), QString("40007"));
     }
 
     void makesNoTableForNothing()

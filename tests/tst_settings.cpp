@@ -1,9 +1,8 @@
-#include "shared/host/funcwrapper.h"
 #include "shared/settings/configuration.h"
 #include "shared/settings/guiconfiguration.h"
 #include "shared/settings/settingsfile.h"
 #include "tests/files.h"
-#include "tests/host_table.h"
+#include "tests/one_server.h"
 
 #include <QDir>
 #include <QFile>

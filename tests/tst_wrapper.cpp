@@ -1,6 +1,5 @@
-#include "shared/host/funcwrapper.h"
 #include "shared/model/record.h"
-#include "tests/host_table.h"
+#include "tests/one_server.h"
 
 #include <QtTest>
 
@@ -9,41 +8,22 @@ using namespace standin;
 using Read = std::function<QString(const funcwrapper &)>;
 Q_DECLARE_METATYPE(Read)
 
-constexpr uint64 connection = 0xfedcba9876543210;
-constexpr uint64 channel = 0x123456789ab;
-constexpr anyID own = 65535;
 const QString here = "\"Nörd\" (18364758544493064720)";
 
 class TestWrapper : public QObject
 {
     Q_OBJECT
 
-    QScopedPointer<Host> mHost;
+    QScopedPointer<HostOfOneServer> mHost;
     funcwrapper mWrapper;
 
 private Q_SLOTS:
     void init()
     {
-        mHost.reset(new Host);
-        mHost->accepts = true;
+        mHost.reset(new HostOfOneServer);
         mHost->configPath = "/tmp/könfig";
-        mHost->currentConnection = connection;
-        Server server;
-        server.connection = connection;
-        server.uid = "srv/uid+€=";
-        server.name = "Nörd";
-        server.platform = "Linüx";
-        server.version = "3.1²";
-        server.status = 4;
-        server.own = own;
-        server.channels = {
-            {channel, {channel, "Löbby", {}, 1}}, {7, {7, "Two", {}, 2}}, {3, {3, "Zero", {}, 0}}};
-        server.clients[own] = {own, "clïuid", "R🐦", "ÖS", "5ß", channel};
-        server.clients[4] = {4, "clïuid", "R🐦", "ÖS", "5ß", channel};
-        mHost->servers = {{connection, server}};
-        server.connection = 12;
-        server.status = 3;
-        mHost->servers.insert(12, server);
+        mHost->servers[12].connection = 12;
+        mHost->servers[12].status = 3;
         mWrapper.setFunctions(tableOf(*mHost));
     }
 
@@ -63,12 +43,12 @@ private Q_SLOTS:
         };
         using W = const funcwrapper &;
         const char *ofClient = "getClientVariableAsString";
-        row(ofClient, "clïuid", [](W w) { return w.getClientUID(connection, own); });
-        row(ofClient, "R🐦", [](W w) { return w.getClientName(connection, own); });
-        row(ofClient, "ÖS", [](W w) { return w.getClientPlatform(connection, own); });
-        row(ofClient, "5ß", [](W w) { return w.getClientVersion(connection, own); });
-        row("getChannelVariableAsString", "Löbby",
-            [](W w) { return w.getChannelName(connection, channel); });
+        row(ofClient, "röbin=", [](W w) { return w.getClientUID(connection, robin); });
+        row(ofClient, "Rob€n", [](W w) { return w.getClientName(connection, robin); });
+        row(ofClient, "ÖS", [](W w) { return w.getClientPlatform(connection, robin); });
+        row(ofClient, "5ß", [](W w) { return w.getClientVersion(connection, robin); });
+        row("getChannelVariableAsString", "Löbby 🐦",
+            [](W w) { return w.getChannelName(connection, lobby); });
         const char *ofServer = "getServerVariableAsString";
         row(ofServer, "srv/uid+€=", [](W w) { return w.getServerUID(connection); });
         row(ofServer, "Nörd", [](W w) { return w.getServerName(connection); });
@@ -103,25 +83,26 @@ private Q_SLOTS:
     void readsNumbersAndFlags()
     {
         QCOMPARE(mWrapper.getCurrentConnectionHandlerID(), connection);
-        QCOMPARE(mWrapper.getOwnClientID(connection), own);
-        QCOMPARE(mWrapper.getChannelID(connection, own), channel);
+        QCOMPARE(mWrapper.getOwnClientID(connection), robin);
+        QCOMPARE(mWrapper.getChannelID(connection, robin), lobby);
         QCOMPARE(mWrapper.getConnectionStatus(connection), 4);
         QCOMPARE(mWrapper.getConnectionStatus(12), 3);
-        QVERIFY(mWrapper.getChannelDefault(connection, channel));
-        QVERIFY(!mWrapper.getChannelDefault(connection, 7)); // the flag is 2
-        QVERIFY(!mWrapper.getChannelDefault(connection, 3));
+        QVERIFY(mWrapper.getChannelDefault(connection, lobby));
+        QVERIFY(!mWrapper.getChannelDefault(connection, den));
+        mHost->server().channels[den].isDefault = 2;
+        QVERIFY(!mWrapper.getChannelDefault(connection, den));
         QVERIFY(!mWrapper.getChannelDefault(connection, 99));
         for (int type : {0, 1, 2, -1}) {
-            mHost->servers[connection].clients[4].type = type;
+            mHost->servers[connection].clients[mallory].type = type;
             const QByteArray line = "CLIENT_TYPE: " + QByteArray::number(type);
             QTest::ignoreMessage(QtDebugMsg, line.constData());
-            QCOMPARE(mWrapper.getClientType(connection, 4), type == 0);
+            QCOMPARE(mWrapper.getClientType(connection, mallory), type == 0);
         }
 
         for (const char *function : {"getClientID", "getChannelOfClient", "getConnectionStatus"})
             mHost->faults.insert(function, Fault::Refuse);
         QCOMPARE(mWrapper.getOwnClientID(connection), anyID(0));
-        QCOMPARE(mWrapper.getChannelID(connection, own), uint64(0));
+        QCOMPARE(mWrapper.getChannelID(connection, robin), uint64(0));
         QCOMPARE(mWrapper.getConnectionStatus(connection), 0);
         QVERIFY(!mWrapper.getClientType(connection, 99));
     }
@@ -146,11 +127,11 @@ private Q_SLOTS:
 
     void logsFailedRequests()
     {
-        const QStringList lines{"tell you (65535) on " + here + ": \"\"",
+        const QStringList lines{"tell you (40007) on " + here + ": \"\"",
                                 "list the server groups of " + here,
                                 "list the channel groups of " + here};
         const auto askAll = [&] {
-            mWrapper.txtToUser(connection, own, QString());
+            mWrapper.txtToUser(connection, robin, QString());
             mWrapper.requestServerGroups(connection);
             mWrapper.requestChannelGroups(connection);
             return mHost->takeRequests();
@@ -188,19 +169,19 @@ private Q_SLOTS:
         };
         // Ids beyond 32 and 16 bits, and texts that are no ids.
         const QString far = QString::number(connection);
-        QCOMPARE(requests("channelChange", {far, "1250999896491"}),
-                 QStringList("move you (65535) to \"Löbby\" (1250999896491) on " + here));
+        QCOMPARE(requests("channelChange", {far, "8589934593"}),
+                 QStringList("move you (40007) to \"Löbby 🐦\" (8589934593) on " + here));
         QCOMPARE(requests("channelChange", {"x", "0x7"}),
                  (QStringList{"move client (0) to channel (0) on connection (0)",
                               "log at level 2 for connection (0): \"unknown connection\""}));
-        QCOMPARE(requests("sendMessage", {far, "65540", "Täxt 🐦"}),
-                 QStringList("tell R🐦 (4) on " + here + ": \"Täxt 🐦\""));
+        QCOMPARE(requests("sendMessage", {far, "105544", "Täxt 🐦"}),
+                 QStringList("tell Mällory (40008) on " + here + ": \"Täxt 🐦\""));
         QCOMPARE(requests("logMessage", {"Täxt"}),
                  QStringList("log at level 4 for connection (0): \"Täxt\""));
-        mWrapper.requestClientMove(connection, 4, channel, "sésame");
+        mWrapper.requestClientMove(connection, mallory, lobby, "sésame");
         mWrapper.txtToCurrent("Täxt");
         QCOMPARE(mHost->takeRequests(),
-                 (QStringList{"move R🐦 (4) to \"Löbby\" (1250999896491) on " + here
+                 (QStringList{"move Mällory (40008) to \"Löbby 🐦\" (8589934593) on " + here
                                   + " with password \"sésame\"",
                               "log at level 2 for " + here + ": \"wrong channel password\"",
                               "show in the tab of " + here + ": \"Täxt\""}));
@@ -208,9 +189,9 @@ private Q_SLOTS:
 
     void readsIdLists()
     {
-        QCOMPARE(mWrapper.getChannels(connection), (QList<uint64>{3, 7, channel}));
-        QCOMPARE(mWrapper.getChannelClients(connection, channel), (QList<anyID>{4, own}));
-        QCOMPARE(mWrapper.getChannelClients(connection, 7), QList<anyID>());
+        QCOMPARE(mWrapper.getChannels(connection), (QList<uint64>{lobby, den}));
+        QCOMPARE(mWrapper.getChannelClients(connection, lobby), (QList<anyID>{robin, mallory}));
+        QCOMPARE(mWrapper.getChannelClients(connection, den), QList<anyID>());
         QCOMPARE(mWrapper.getConnectionHandlerList(), (QList<uint64>{12, connection}));
         for (Fault fault : {Fault::Refuse, Fault::Null}) {
             for (const char *function :
@@ -218,7 +199,7 @@ private Q_SLOTS:
                 mHost->faults.insert(function, fault);
             }
             QCOMPARE(mWrapper.readChannels(connection), QList<Record>());
-            QCOMPARE(mWrapper.readChannelClients(connection, channel), QList<Record>());
+            QCOMPARE(mWrapper.readChannelClients(connection, lobby), QList<Record>());
             QCOMPARE(mWrapper.getConnectionHandlerList(), QList<uint64>());
         }
     }
@@ -233,13 +214,15 @@ private Q_SLOTS:
         QCOMPARE(mWrapper.readServer(connection), server);
         QCOMPARE(mWrapper.readServer(1)["conHandler"].userType(), int(QMetaType::ULong));
 
-        Record client{{"uid", "clïuid"}, {"name", "R🐦"}, {"platform", "ÖS"}, {"version", "5ß"}};
-        const QList<Record> clients = mWrapper.readChannelClients(connection, channel);
-        QCOMPARE(clients.at(0)["clId"].userType(), int(QMetaType::UShort));
-        client["clId"] = QVariant::fromValue(anyID(4));
-        QCOMPARE(clients.value(0), client);
-        client["clId"] = QVariant::fromValue(own);
-        QCOMPARE(clients.value(1), client);
+        const Record client{{"uid", "röbin="},
+                            {"name", "Rob€n"},
+                            {"platform", "ÖS"},
+                            {"version", "5ß"},
+                            {"clId", QVariant::fromValue(robin)}};
+        const QList<Record> clients = mWrapper.readChannelClients(connection, lobby);
+        QCOMPARE(clients.size(), 2);
+        QCOMPARE(clients.first(), client);
+        QCOMPARE(clients.first()["clId"].userType(), int(QMetaType::UShort));
     }
 };
 
