@@ -5,6 +5,7 @@
 
 #include <QtTest>
 
+#include <future>
 #include <thread>
 #include <vector>
 
@@ -16,20 +17,19 @@ constexpr int threadCount = 4;
 template<typename T>
 std::vector<T *> race(const std::function<T *()> &get)
 {
-    std::vector<T *> got(threadCount);
-    std::vector<std::thread> threads;
-    threads.reserve(threadCount);
     std::atomic<int> waiting{threadCount};
-    for (T *&object : got) {
-        threads.emplace_back([&] {
+    std::vector<std::future<T *>> threads;
+    for (int i = 0; i < threadCount; ++i) {
+        threads.push_back(std::async(std::launch::async, [&] {
             --waiting;
             while (waiting > 0)
                 std::this_thread::yield();
-            object = get();
-        });
+            return get();
+        }));
     }
-    for (std::thread &thread : threads)
-        thread.join();
+    std::vector<T *> got;
+    for (std::future<T *> &thread : threads)
+        got.push_back(thread.get());
     return got;
 }
 
