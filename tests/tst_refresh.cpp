@@ -65,11 +65,6 @@ private Q_SLOTS:
         row("no longer empty", "x", "3.1", renamed("", "x"));
         row("the last text", "Mällory", "4", [](auto &s) { s.clients[mallory].version = "4"; });
         row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(mallory); });
-        row("back", "Mällory", "3.1", [](auto &s) {
-            const standin::Client one = s.clients.take(mallory);
-            refreshClient(connection, mallory);
-            s.clients[mallory] = one;
-        });
         // What somebody else has put there is of no use.
         row("other keys", "Mällory", "3.1",
             [](auto &) { table()->setData(idText(mallory), "more", 1); });
@@ -148,14 +143,6 @@ private Q_SLOTS:
         // Unchanged, and yet the last one read.
         refreshClient(connection, robin);
         QCOMPARE(table()->getClientID("mällory="), QString("40007"));
-    }
-
-    void makesNoTableForNothing()
-    {
-        refreshChannelClients(99, 1);
-        refreshChannels(99);
-        QVERIFY(server::instance()->clientRecords("99").isEmpty());
-        QCOMPARE(mHost->requests.size(), 0);
     }
 };
 

@@ -121,6 +121,8 @@ private Q_SLOTS:
         QCOMPARE(warnings->item(1)->text(), QString("foo: the plug-in doesn't know this key"));
         QVERIFY(warnings->isVisible() && hints().startsWith("There are warnings"));
         QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
+        play("select 1"); // and hints follow
+        QVERIFY2(hints().contains("x: this doesn't look like a server's"), qPrintable(hints()));
         QCOMPARE(readFile(mFile), file);
     }
 
@@ -319,6 +321,14 @@ private Q_SLOTS:
                  QWidgetList{button(QDialogButtonBox::Save), button(QDialogButtonBox::Close),
                              find<QLabel>("labelStatus")})
                 QCOMPARE(widget->visibleRegion().boundingRect(), widget->rect());
+            // Whatever is reached with Tab is to be seen.
+            find<QWidget>("radioOff")->setFocus();
+            for (int i = 0; i < 5; ++i) {
+                const QWidget *focus = QApplication::focusWidget();
+                QVERIFY2(focus == table() || focus->visibleRegion().boundingRect() == focus->rect(),
+                         qPrintable(focus->objectName()));
+                QTest::keyClick(mWindow.data(), Qt::Key_Tab);
+            }
             // The row that it is about is to be seen, and an id is whole.
             QCOMPARE(table()->currentRow(), 68);
             const QRect row = table()->visualItemRect(table()->currentItem());
@@ -441,7 +451,7 @@ private Q_SLOTS:
                     box->button(answer)->click();
                 }
             });
-            QTest::keyClick(mWindow.data(), Qt::Key_Escape);
+            button(QDialogButtonBox::Close)->click();
             QTest::qWait(1);
             return result + (mWindow->isVisible() ? ", open, " : ", closed, ")
                 + readFile(mFile).mid(10);
@@ -454,8 +464,9 @@ private Q_SLOTS:
                  QString("asked, closed, staybolt.sendNotify=1\n"));
         QCOMPARE(closed("press radioOff", QMessageBox::Cancel),
                  QString("asked, open, staybolt.sendNotify=1\n"));
-        QCOMPARE(closed("press radioOff; press buttonAdd; type /; alone 0", save),
+        QCOMPARE(closed("press buttonAdd; type /; alone 0; press radioOff", save),
                  QString("asked, open, staybolt.sendNotify=1\n"));
+        QCOMPARE(mWindow->focusWidget(), table());
         QCOMPARE(letters, QSet<QString>({"Alt+S", "Alt+D", "Alt+C"}));
     }
 
