@@ -77,7 +77,6 @@ private Q_SLOTS:
         row({"notify", "text", "hands", "off"},
             "put the message in quotes: staybolt-settings notify text \"hands off\"");
         row({"forget"}, "there is no command \"forget\". See --help.");
-        row({"--forget"}, "Unknown option 'forget'. See --help.");
         for (const QString seconds : {"-1", "3601", "soon"}) {
             row({"--wait=" + seconds, "notify", "off"},
                 "--wait takes a number of seconds from 0 to 3600, not \"" + seconds.toUtf8() + '"');
