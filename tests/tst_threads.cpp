@@ -18,18 +18,18 @@ template<typename T>
 std::vector<T *> race(const std::function<T *()> &get)
 {
     std::atomic<int> waiting{threadCount};
-    std::vector<std::future<T *>> threads;
-    for (int i = 0; i < threadCount; ++i) {
-        threads.push_back(std::async(std::launch::async, [&] {
+    std::vector<std::future<T *>> threads(threadCount);
+    for (std::future<T *> &thread : threads) {
+        thread = std::async(std::launch::async, [&] {
             --waiting;
             while (waiting > 0)
                 std::this_thread::yield();
             return get();
-        }));
+        });
     }
-    std::vector<T *> got;
-    for (std::future<T *> &thread : threads)
-        got.push_back(thread.get());
+    std::vector<T *> got(threadCount);
+    for (size_t i = 0; i < got.size(); ++i)
+        got[i] = threads[i].get();
     return got;
 }
 
