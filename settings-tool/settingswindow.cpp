@@ -302,6 +302,8 @@ bool SettingsWindow::save()
         check();
         return false;
     };
+    if (!mDraft)
+        return false;
     const int rows = mDraft->servers.size();
     for (int i = 0; i < rows; ++i) {
         const int row = (std::max(mTable->currentRow(), 0) + i) % rows; // first where the user is

@@ -91,8 +91,9 @@ int playAll(Scenario &scenario, const QStringList &files, const QString &picture
 {
     scenario.tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
     int outcome = Scenario::Held;
-    for (auto file = files.begin(); file != files.end() && outcome == Scenario::Held; ++file) {
-        outcome = *file == QLatin1String("-") ? playInput(scenario) : scenario.playFile(*file);
+    for (const QString &file : files) {
+        if (outcome == Scenario::Held && !scenario.isOver())
+            outcome = file == QLatin1String("-") ? playInput(scenario) : scenario.playFile(file);
     }
     if (outcome == Scenario::Held && !picture.isEmpty())
         outcome = writePicture(picture);
@@ -147,7 +148,7 @@ int main(int argc, char *argv[])
         QStringLiteral("Loads the plug-in as the voice client does and plays scenarios with it.\n\n"
                        "Exit status: 0 all is well, 1 an expectation did not hold or the plug-in "
                        "broke a rule,\n2 a scenario or the plug-in can't be used.\n\n"
-                       "Statements of a scenario:\n")
+                       "Statements of a scenario; an expectation follows its cause at once:\n")
         + Scenario::help());
     parser.addHelpOption();
     const auto option = [&](const char *name, const char *meaning, const char *value = "",

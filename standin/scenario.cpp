@@ -248,6 +248,8 @@ const QList<Scenario::Statement> &Scenario::statements()
          [](S s, W w) { s.addClient(w); }},
         {"user", "SERVER CLIENT NAME CHANNEL", "you will be there", always,
          [](S s, W w) {
+             if (s.server(w).status != disconnected)
+                 refuse(QStringLiteral("the user must be there before the server is connected"));
              s.server(w).own = w.client();
              s.addClient(w);
          }},
@@ -373,7 +375,7 @@ const QList<Scenario::Statement> &Scenario::statements()
                  refuse(QStringLiteral("on or off is due, not %1").arg(value));
              control<QSlider>(w.text("FIELD"))->setValue(w.is("VALUE", "on") ? 1 : 0);
          }},
-        {"window", "STATE:shown|hidden", "the host's window was STATE", event,
+        {"window", "STATE:shown|hidden", "you set the host's window to STATE", event,
          [](S s, W w) { s.window.setVisible(w.is("STATE", "shown")); }},
 
         // How the host answers.

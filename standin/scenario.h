@@ -30,7 +30,7 @@ public:
     /// Whether the statement "quit" came.
     bool isOver() const { return mIsOver; }
 
-    /// The statements with their words: those that begin with `word`, all where none does.
+    /// The statements with their words: those that begin with `word`, or all of them if none does.
     static QString help(const QString &word = QString());
 
 private:

@@ -62,10 +62,10 @@ QString Stage::load(const QString &library)
 
 void Stage::unload()
 {
-    tell(QStringLiteral("The host unloaded the plug-in"));
     call(&Plugin::shutdown);
     host.accepts = false;
     plugin.close();
+    tell(QStringLiteral("The host unloaded the plug-in"));
 }
 
 QString Stage::settingsFile() const

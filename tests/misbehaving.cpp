@@ -1,6 +1,6 @@
 // The plug-in with some exports replaced. It breaks the rule named by the environment variable
-// MISBEHAVIOUR, so that the stand-in host can be seen to notice, and does nothing of what it
-// should.
+// MISBEHAVIOUR, so that the stand-in host can be seen to notice. Its other exports never get the
+// host's functions, so nothing but connecting may happen to it.
 
 #include "standin/interface.h"
 
@@ -71,6 +71,10 @@ void misbehave(Id connection)
         std::thread(askAnything).join();
     if (shall("null password"))
         ask<unsigned int>(48, connection, ClientId(7), Id(1), none, none);
+    if (shall("null message"))
+        ask<unsigned int>(54, connection, none, ClientId(7), none);
+    if (shall("null log channel"))
+        ask<unsigned int>(6, "text", 2, none, connection);
     if (shall("return code"))
         ask<unsigned int>(54, connection, "text", ClientId(7), "code");
 }
@@ -118,5 +122,6 @@ EXPORT(void) ts3plugin_initMenus(MenuItem ***items, char **icon)
 
 EXPORT(void) ts3plugin_infoData(Id, Id, int, char **text)
 {
-    *text = shall("no info") ? nullptr : block<char>();
+    static char fixed[] = "";
+    *text = shall("static info") ? fixed : shall("no info") ? nullptr : block<char>();
 }

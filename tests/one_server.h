@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-// Ids that are others when they are cut to a smaller width.
+// Ids that change when they are cut to a smaller width.
 constexpr uint64 connection = 0xfedcba9876543210;
 constexpr uint64 lobby = 0x200000001;
 constexpr uint64 den = 0x300000001;
@@ -24,10 +24,10 @@ inline TS3Functions tableOf(const standin::Host &host)
 }
 
 /// A host with two clients on one server, of whom Robin is the user. Most texts are not ASCII.
-class HostOfOneServer : public standin::Host
+class OneServerHost : public standin::Host
 {
 public:
-    HostOfOneServer()
+    OneServerHost()
     {
         accepts = true;
         currentConnection = connection;

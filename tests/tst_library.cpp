@@ -55,7 +55,12 @@ private Q_SLOTS:
         auto **module = static_cast<QObject **>(dlsym(library, "stayboltObj"));
         auto **dialog = static_cast<QObject **>(dlsym(library, "gConfig"));
         QVERIFY(module && dialog);
-        QCOMPARE((*module)->metaObject()->className(), "staybolt");
+        // Callers go by these names.
+        const QMetaObject *meta = (*module)->metaObject();
+        QCOMPARE(meta->className(), "staybolt");
+        const QMetaMethod slot = meta->method(meta->methodOffset());
+        QCOMPARE(slot.methodSignature(),
+                 QByteArray("parseEvent(moduleEvents,QVariantHash,QVariantHash,QVariantHash)"));
         // It stays the same one, and stands beside the host's windows.
         play("configure\nconfigure");
         QCOMPARE(*dialog, Stage::dialog());
@@ -156,6 +161,7 @@ private Q_SLOTS:
         play("connect Northgate");
         QStringList came;
         mStage->host.called = [&](const QString &call) { came.append(call); };
+        mPlugin->onConnectStatusChangeEvent(1, 5, 0); // no status that is known
         play(statement);
         mStage->host.called = nullptr;
         QCOMPARE(came.join('\n'), calls.join('\n'));

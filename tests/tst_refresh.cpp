@@ -12,7 +12,7 @@ class TestRefresh : public QObject
 {
     Q_OBJECT
 
-    QScopedPointer<HostOfOneServer> mHost;
+    QScopedPointer<OneServerHost> mHost;
 
     standin::Server &host() { return mHost->server(); }
     static clients *table() { return server::instance()->getClientsObj(idText(connection)); }
@@ -25,7 +25,7 @@ class TestRefresh : public QObject
 private Q_SLOTS:
     void init()
     {
-        mHost.reset(new HostOfOneServer);
+        mHost.reset(new OneServerHost);
         host().clients[robin].platform = "Lin\xffx"; // not quite UTF-8
         loadServer(connection);
     }
@@ -56,7 +56,6 @@ private Q_SLOTS:
         row("nothing", "Mällory", "3.1", [](auto &) {});
         row("another letter", "Mallory", "3.1",
             [](auto &s) { s.clients[mallory].name = "Mallory"; });
-        row("a letter more", "Mälloryy", "3.1", [](auto &s) { s.clients[mallory].name += 'y'; });
         row("a letter less", "Mällor", "3.1", [](auto &s) { s.clients[mallory].name.chop(1); });
         row("as many bytes", "Mallôry", "3.1",
             [](auto &s) { s.clients[mallory].name = "Mallôry"; });

@@ -133,10 +133,7 @@ private Q_SLOTS:
         {
             QSettings file(mFile, QSettings::IniFormat);
             file.setValue("text", "a, \"b\"; 50% \\n\n\U0001F426 ");
-            file.setValue("a\\b", QStringList{"", "@x"}); // not the a/b of another key
             file.setValue("a/b", 1.5);
-            file.setValue("general/a/b", QVariant());
-            file.setValue("place", QRect(1, -2, 30, 4));
             // As much as the text field takes.
             file.setValue("long", QString(32767, QChar(0x20ac)));
         }
@@ -391,8 +388,7 @@ private:
     }
     void press(const char *button) { field<QPushButton>(button)->click(); }
 
-    /// Works as an ordinary user does, also where the tests run as root, to whom everything is
-    /// open.
+    /// Does the work as an ordinary user, even when the tests run as root, who may do anything.
     template<typename Work>
     void asAUser(Work work)
     {

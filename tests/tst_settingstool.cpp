@@ -81,6 +81,7 @@ private Q_SLOTS:
             row({"--wait=" + seconds, "notify", "off"},
                 "--wait takes a number of seconds from 0 to 3600, not \"" + seconds.toUtf8() + '"');
         }
+        row({"--forget", "notify", "off"}, "Unknown option 'forget'. See --help.");
         row({"exclude"}, "Usage: staybolt-settings exclude UID");
         row({"list", "abc=", "abd="}, "Usage: staybolt-settings list [UID]");
         row({"idledock", "maybe"}, "Usage: staybolt-settings idledock on|off");
@@ -135,6 +136,8 @@ private Q_SLOTS:
         row({"idledock", "off"}, "module.staybolt.idleDock=true\n",
             "module.staybolt.idleDock=false\n");
         row({"idledock-target", "ab/c=", "042"}, "", "\n[module.idleDock.ab]\nc%3D.target=42\n");
+        row({"idledock-target", "abc=", "00"}, "", "module.idleDock.abc%3D.target=0\n",
+            "abc=: channel 0 means that the server has no idleDock channel");
         row({"idledock-target", "abc=", "none"}, "module.idleDock.abc%3D.target=5\n", "");
         row({"notify", "on"}, "staybolt.customNotify=mine\nstaybolt.sendNotify=0\n",
             "staybolt.customNotify=mine\nstaybolt.sendNotify=1\n");

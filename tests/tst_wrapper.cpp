@@ -14,13 +14,13 @@ class TestWrapper : public QObject
 {
     Q_OBJECT
 
-    QScopedPointer<HostOfOneServer> mHost;
+    QScopedPointer<OneServerHost> mHost;
     funcwrapper mWrapper;
 
 private Q_SLOTS:
     void init()
     {
-        mHost.reset(new HostOfOneServer);
+        mHost.reset(new OneServerHost);
         mHost->configPath = "/tmp/könfig";
         mHost->servers[12].connection = 12;
         mHost->servers[12].status = 3;
@@ -104,7 +104,12 @@ private Q_SLOTS:
         QCOMPARE(mWrapper.getOwnClientID(connection), anyID(0));
         QCOMPARE(mWrapper.getChannelID(connection, robin), uint64(0));
         QCOMPARE(mWrapper.getConnectionStatus(connection), 0);
+        static int lines = 0;
+        qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext &, const QString &) { ++lines; });
         QVERIFY(!mWrapper.getClientType(connection, 99));
+        qInstallMessageHandler(nullptr);
+        QCOMPARE(lines, 0);
     }
 
     void readsPathsAndErrors()

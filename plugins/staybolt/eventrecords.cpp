@@ -61,7 +61,7 @@ EventRecords choiceRecords(uint64 connection, const QVariant &cmd)
     records.server.insert(eventKeys::cmd(), cmd);
     const anyID own = funcwrapper::instance()->getOwnClientID(connection);
     const uint64 ownChannel = funcwrapper::instance()->getChannelID(connection, own);
-    // Not those of above: the host may have ended the connection while it answered.
+    // Not the ones from above: the host may have ended the connection while it answered.
     const ConnectionRecords known(connection);
     records.channel.insert(eventKeys::src(), known.channel(ownChannel));
     records.client.insert(eventKeys::executor(), known.client(own));
