@@ -434,7 +434,7 @@ private Q_SLOTS:
                             "staybolt.abd%3D=1\nstaybolt.sendNotify=1\n"));
         QCOMPARE(rows(), QString("abc= x ; abd= x "));
         QVERIFY(find<QAbstractButton>("radioStandard")->isChecked());
-        play("press radioOff");
+        play("press buttonAdd");
         QVERIFY(!hints().startsWith("Saved"));
     }
 
