@@ -228,11 +228,17 @@ void SettingsWindow::reject()
 
 bool SettingsWindow::eventFilter(QObject *object, QEvent *event)
 {
-    QTableWidgetItem *current = mTable->currentItem();
-    if (object != mTable || event->type() != QEvent::KeyPress || !current)
+    if (object != mTable || event->type() != QEvent::KeyPress)
         return QDialog::eventFilter(object, event);
+    QTableWidgetItem *current = mTable->currentItem();
     const int key = static_cast<QKeyEvent *>(event)->key();
     const bool isEnter = key == Qt::Key_Return || key == Qt::Key_Enter;
+    if (static_cast<QKeyEvent *>(event)->matches(QKeySequence::Undo)) {
+        undoRemove();
+        return true;
+    }
+    if (!current)
+        return false;
     if (key == Qt::Key_Space || (isEnter && current->column() == LeftAloneColumn)) {
         // From each cell of the row: a blank would take the place of an id.
         QTableWidgetItem *tick = mTable->item(current->row(), LeftAloneColumn);
@@ -241,8 +247,6 @@ bool SettingsWindow::eventFilter(QObject *object, QEvent *event)
         mTable->editItem(current);
     } else if (key == Qt::Key_Delete) {
         removeServers();
-    } else if (static_cast<QKeyEvent *>(event)->matches(QKeySequence::Undo)) {
-        undoRemove();
     } else {
         return false;
     }

@@ -187,8 +187,8 @@ private Q_SLOTS:
             "module.idleDock.abc%3D.target=fortytwo\nstaybolt.sendNotify=1\nstaybolt.x%20y=1\n",
             QByteArray("x y: ") + strange);
         row("remove, and take it back", servers + "staybolt.sendNotify=1\n",
-            "press radioOff; select 1; key Del; select 1; key Del; press buttonUndo; press "
-            "buttonUndo",
+            "press radioOff; select 1; key Del; select 1; key Del; select 0; key Del; key Ctrl+Z; "
+            "press buttonUndo; key Ctrl+Z",
             servers + "staybolt.sendNotify=0\n");
         row("other id", servers, "id 1 abf=",
             "module.idleDock.abf%3D.target=42\nstaybolt.abc%3D=1\nstaybolt.abe%3D=3\n");
