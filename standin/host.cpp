@@ -35,13 +35,13 @@ using Texts = QMap<size_t, QByteArray>;
 
 QString text(unsigned long number) { return QString::number(number); }
 
+QString text(const char *bytes) { return bytes ? quoted(bytes) : QStringLiteral("null"); }
+
 /// What a description ends with where there is such a text.
 QString suffix(const char *words, const QByteArray &text)
 {
     return text.isEmpty() ? QString() : QLatin1String(words) + quoted(text);
 }
-
-QString text(const char *bytes) { return bytes ? quoted(bytes) : QStringLiteral("null"); }
 
 }
 
