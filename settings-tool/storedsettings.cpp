@@ -259,7 +259,9 @@ QStringList StoredSettings::change(const QVariantMap &values) const
     const QString why = whyNotWritten(mPath);
     if (!why.isEmpty())
         refuse(why);
-    const settingsFile::Kept kept = settingsFile::keep(mPath);
+    const QByteArray old = settingsFile::read(mPath);
+    const settingsFile::Kept kept =
+        settingsFile::isSafe(old) ? settingsFile::Kept() : settingsFile::keep(mPath, old);
     if (!kept.error.isEmpty()) {
         throw Error{
             QStringLiteral("%1 could not be copied to %2: %3").arg(mPath, kept.copy, kept.error)};

@@ -13,7 +13,8 @@ namespace {
 /// text whose characters lie in the library's own data.
 QString heapCopy(const QString &text) { return QString(text.constData(), text.size()); }
 
-/// Tells the host's log of a copy.
+/// Tells the host's log of a copy. It is the last thing that a call does, since the host may call
+/// us from inside its log.
 void report(const settingsFile::Kept &kept)
 {
     if (!kept.error.isEmpty()) {
@@ -42,56 +43,121 @@ void configuration::init(QString name)
 {
     const QString path =
         QStringLiteral("%1/%2.ini").arg(funcwrapper::instance()->getConfigPath()).arg(name);
+    mName = QFile::encodeName(path);
+    const std::optional<settingsFile::FileState> state = settingsFile::stateOf(mName);
     // What could not be written so far is written now, by the old object or, where an earlier life
     // of the library left it behind, by the new one. Mostly there is nothing to write.
-    settingsFile::Kept ofOld;
-    if (mSettings) {
-        const QString old = mSettings->fileName();
-        const QByteArray before = settingsFile::read(old);
-        ofOld = settingsFile::keep(old);
+    settingsFile::Kept ofNew;
+    const QString old = mSettings ? mSettings->fileName() : path;
+    const settingsFile::Kept ofOld = keepWhatGoes(old, [&] {
         delete mSettings;
-        if (settingsFile::read(old) == before) {
-            if (!ofOld.copy.isEmpty())
-                QFile::remove(ofOld.copy);
-            ofOld = {};
-        }
-    }
-    const QByteArray before = settingsFile::read(path);
-    mSettings = new QSettings(path, QSettings::IniFormat);
-    settingsFile::readAll(*mSettings);
-    // Only now, since the host may call us from inside its log.
+        ofNew = keepWhatGoes(path, [&] {
+            mSettings = new QSettings(path, QSettings::IniFormat);
+            settingsFile::readAll(*mSettings);
+        });
+    });
+    const bool isRead = state && mSettings->status() != QSettings::AccessError;
+    mSeen = isRead ? *state : settingsFile::FileState();
     report(ofOld);
-    if (settingsFile::read(path) != before)
-        report(settingsFile::keep(path, before));
+    report(ofNew);
 }
 
-void configuration::set(QString key, QVariant value)
+void configuration::set(QString key, QVariant value) { set(QVariantHash{{key, value}}); }
+
+void configuration::set(QVariantHash values)
 {
-    if (value.type() == QVariant::String)
-        value = heapCopy(value.toString());
-    write([&] { mSettings->setValue(heapCopy(key), value); });
+    const settingsFile::Kept ofOthers = renew();
+    if (mSettings) {
+        write([&] {
+            for (auto one = values.cbegin(); one != values.cend(); ++one) {
+                const bool isText = one->type() == QVariant::String;
+                mSettings->setValue(heapCopy(one.key()), isText ? heapCopy(one->toString()) : *one);
+            }
+        });
+    }
+    report(ofOthers);
 }
 
 QVariant configuration::get(QString key) const
 {
-    return contains(key) ? mSettings->value(key) : QVariant();
+    const settingsFile::Kept ofOthers = renew();
+    QVariant value;
+    if (mSettings && mSettings->contains(key))
+        value = mSettings->value(key);
+    report(ofOthers);
+    return value;
 }
 
-bool configuration::contains(QString key) const { return mSettings && mSettings->contains(key); }
+bool configuration::contains(QString key) const
+{
+    const settingsFile::Kept ofOthers = renew();
+    const bool isThere = mSettings && mSettings->contains(key);
+    report(ofOthers);
+    return isThere;
+}
 
 void configuration::remove(QString key)
 {
-    if (contains(key))
+    const settingsFile::Kept ofOthers = renew();
+    if (mSettings && mSettings->contains(key))
         write([&] { mSettings->remove(heapCopy(key)); });
+    report(ofOthers);
+}
+
+/// Has Qt read the file anew if it is another than the one that was read last.
+settingsFile::Kept configuration::renew() const
+{
+    if (!mSettings)
+        return {};
+    const std::optional<settingsFile::FileState> state = settingsFile::stateOf(mName);
+    if (!state || *state == mSeen)
+        return {};
+    // Qt would forget what it has read before it finds out that it can't read the file.
+    const QString path = mSettings->fileName();
+    if (state->inode != 0 && !QFile(path).open(QIODevice::ReadOnly))
+        return {};
+    return keepWhatGoes(path, [&] {
+        // All objects on a file share what one of them reads when it is made. Only this one knows
+        // of a byte-order mark, so it must read everything before it goes.
+        const QSettings another(path, QSettings::IniFormat);
+        another.allKeys();
+        if (another.status() != QSettings::AccessError)
+            mSeen = *state;
+    });
+}
+
+/// Does what has Qt read the file, which makes it write what it could not write so far, and keeps
+/// the bytes that it thereby drops.
+template<typename Read>
+settingsFile::Kept configuration::keepWhatGoes(const QString &path, Read readFile) const
+{
+    const QByteArray before = settingsFile::read(path);
+    readFile();
+    const QByteArray after = settingsFile::read(path);
+    if (settingsFile::hasByteOrderMark(before) && !settingsFile::hasByteOrderMark(after)) {
+        // Qt wrote it as UTF-8 without the mark, which is not what is read back. Nothing is lost,
+        // since our own object writes it all again in plain ASCII once there is a change.
+        mSafe = after;
+        const QStringList keys = mSettings->allKeys();
+        if (!keys.isEmpty())
+            mSettings->setValue(keys.first(), mSettings->value(keys.first()));
+    }
+    if (after == before || before == mSafe || settingsFile::isSafe(before))
+        return {};
+    return settingsFile::keep(path, before);
 }
 
 /// Makes a change, and sees to it that what Qt is going to drop from the file is not lost.
 template<typename Change>
 void configuration::write(Change change)
 {
-    if (!mSettings)
-        return;
-    const settingsFile::Kept kept = settingsFile::keep(mSettings->fileName());
+    const QString path = mSettings->fileName();
+    const QByteArray bytes = settingsFile::read(path);
+    settingsFile::Kept kept;
+    if (bytes != mSafe && settingsFile::isSafe(bytes))
+        mSafe = bytes;
+    else if (bytes != mSafe)
+        kept = settingsFile::keep(path, bytes);
     change();
-    report(kept); // last, since the host may call us from inside its log
+    report(kept);
 }

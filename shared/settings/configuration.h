@@ -1,7 +1,9 @@
 #pragma once
 
+#include "shared/settings/settingsfile.h"
 #include "shared/settings/settingskeys.h"
 
+#include <QByteArray>
 #include <QObject>
 #include <QString>
 #include <QVariant>
@@ -13,12 +15,14 @@ class QSettings;
 /// The plug-in's settings, one INI file in the host's configuration directory.
 ///
 /// No call fails. Whatever Qt can read from the file is used; a missing or unreadable file counts
-/// as empty. A value that is set stays in effect until the library is unloaded, even if it can't be
-/// written. Qt writes changes from the event loop of the thread that called init(); all calls but
-/// instance() must be made on that thread. Anything that Qt would drop (comments, notes, keys that
-/// occur twice) is first saved in a copy beside the file, `name`.kept-1.ini or the next free
-/// number, and a line in the host's log names the copy (logMessage). Edits made to the file between
-/// a change and Qt's write are not checked. Before init() the store is empty and keeps nothing.
+/// as empty. Each call first looks whether somebody has changed the file since, and if so has Qt
+/// read it anew; while it can't be read, what was read last stays in effect. A value that is set
+/// stays in effect until the library is unloaded, even if it can't be written. Qt writes changes
+/// from the event loop of the thread that called init(); all calls but instance() must be made on
+/// that thread. Anything that Qt would drop (comments, notes, keys that occur twice) is first saved
+/// in a copy beside the file, `name`.kept-1.ini or the next free number, and a line in the host's
+/// log names the copy (logMessage). Edits made to the file between a change and Qt's write are not
+/// checked. Before init() the store is empty and keeps nothing.
 class configuration : public QObject
 {
     Q_OBJECT
@@ -35,6 +39,8 @@ public:
     void init(QString name);
 
     void set(QString key, QVariant value);
+    /// Sets several values at once, which costs no more than one.
+    void set(QVariantHash values);
     /// The value under `key`, an invalid one when the key is absent. What was read from the file is
     /// text.
     QVariant get(QString key) const;
@@ -45,6 +51,9 @@ public:
 private:
     Q_DISABLE_COPY(configuration)
 
+    settingsFile::Kept renew() const;
+    template<typename Read>
+    settingsFile::Kept keepWhatGoes(const QString &path, Read readFile) const;
     template<typename Change>
     void write(Change change);
 
@@ -52,4 +61,7 @@ private:
 
     // Outlives the library, so that Qt still writes what is pending when we are gone.
     QSettings *mSettings = nullptr;
+    QByteArray mName; ///< of the file, in the system's encoding
+    mutable settingsFile::FileState mSeen; ///< as it was when Qt last read it
+    mutable QByteArray mSafe; ///< bytes that Qt writes back as they stand
 };

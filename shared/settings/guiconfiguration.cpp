@@ -82,11 +82,11 @@ void guiConfiguration::apply()
     const QString text = ui->lineCustomNotify->text();
     const int permitIdleDock = ui->sliderIdleDock->value();
     const int sendNotify = ui->sliderNotify->value();
-    configuration *settings = configuration::instance();
+    QVariantHash values{{settingsKeys::permitIdleDock.text(), permitIdleDock},
+                        {settingsKeys::sendNotify.text(), sendNotify}};
     if (!text.trimmed().isEmpty())
-        settings->set(settingsKeys::customNotify.text(), text);
-    settings->set(settingsKeys::permitIdleDock.text(), permitIdleDock);
-    settings->set(settingsKeys::sendNotify.text(), sendNotify);
+        values.insert(settingsKeys::customNotify.text(), text);
+    configuration::instance()->set(values);
 }
 
 void guiConfiguration::reload()

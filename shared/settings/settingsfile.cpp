@@ -9,6 +9,8 @@
 #include <QTemporaryDir>
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -55,8 +57,13 @@ std::optional<QList<int>> settingsFile::linesThatChange(const QByteArray &bytes)
 {
     const QTemporaryDir folder;
     const QString path = folder.path() + QLatin1String("/copy.ini");
-    if (!folder.isValid() || !write(path, bytes).isEmpty())
-        return std::nullopt;
+    {
+        // Nobody needs it after a crash, so that the disk need not be waited for.
+        QFile file(path);
+        if (!folder.isValid() || !file.open(QIODevice::WriteOnly)
+            || file.write(bytes) != bytes.size() || !file.flush())
+            return std::nullopt;
+    }
     {
         QSettings settings(path, QSettings::IniFormat);
         readAll(settings);
@@ -86,29 +93,38 @@ void settingsFile::readAll(QSettings &settings)
     settings.setIniCodec(static_cast<QTextCodec *>(nullptr));
 }
 
+bool settingsFile::FileState::operator==(const FileState &other) const
+{
+    return device == other.device && inode == other.inode && size == other.size
+        && seconds == other.seconds && nanoseconds == other.nanoseconds;
+}
+
+std::optional<settingsFile::FileState> settingsFile::stateOf(const QByteArray &name)
+{
+    struct stat file;
+    // The library's own function for this asks for a newer C library than users have.
+    if (syscall(SYS_newfstatat, AT_FDCWD, name.constData(), &file, 0) == 0)
+        return FileState{file.st_dev, file.st_ino, file.st_size, file.st_mtim.tv_sec,
+                         file.st_mtim.tv_nsec};
+    return errno == ENOENT || errno == ENOTDIR ? std::optional(FileState()) : std::nullopt;
+}
+
 QByteArray settingsFile::read(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-settingsFile::Kept settingsFile::keep(const QString &path)
+bool settingsFile::isSafe(const QByteArray &bytes)
 {
-    const QByteArray bytes = read(path);
-    Kept kept = keep(path, bytes);
-    // Read by an object of its own, the mark does not decide how others write what they have read.
-    // Last, since this object writes what another one could not.
-    if (hasByteOrderMark(bytes))
-        QSettings(path, QSettings::IniFormat).allKeys();
-    return kept;
+    if (bytes.isEmpty())
+        return true;
+    const std::optional<QList<int>> lines = linesThatChange(bytes);
+    return lines && lines->isEmpty();
 }
 
 settingsFile::Kept settingsFile::keep(const QString &path, const QByteArray &bytes)
 {
-    const std::optional<QList<int>> lines = linesThatChange(bytes);
-    if (lines && lines->isEmpty())
-        return {};
-
     const QFileInfo info(path);
     const QString start = info.completeBaseName() + QStringLiteral(".kept-");
     const QFileInfoList others = info.dir().entryInfoList(QDir::Files | QDir::Hidden);

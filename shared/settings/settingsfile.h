@@ -15,6 +15,22 @@ namespace settingsFile {
 /// The lines of a file's bytes.
 QList<QByteArray> lines(const QByteArray &bytes);
 
+/// Which file a path leads to and when its bytes last changed; all zero where there is none.
+struct FileState
+{
+    quint64 device = 0;
+    quint64 inode = 0;
+    qint64 size = 0;
+    qint64 seconds = 0;
+    qint64 nanoseconds = 0;
+
+    bool operator==(const FileState &other) const;
+};
+
+/// Looks at a file, whose name is in the system's encoding. Nothing if the system doesn't let us,
+/// so that there may or may not be one.
+std::optional<FileState> stateOf(const QByteArray &name);
+
 /// The numbers, counted from 1, of the lines that Qt ignores, reads only in part or would write
 /// differently. Qt itself tells, by rewriting a temporary file; nothing if none can be created.
 std::optional<QList<int>> linesThatChange(const QByteArray &bytes);
@@ -27,6 +43,12 @@ bool hasByteOrderMark(const QByteArray &bytes);
 /// encoding that every reader assumes.
 void readAll(QSettings &settings);
 
+/// The bytes of a file, none when it can't be read.
+QByteArray read(const QString &path);
+
+/// Whether Qt would write every line of these bytes back as it stands.
+bool isSafe(const QByteArray &bytes);
+
 /// What came of keep().
 struct Kept
 {
@@ -36,13 +58,8 @@ struct Kept
     QString error;
 };
 
-/// The bytes of a file, none when it can't be read.
-QByteArray read(const QString &path);
-
-/// Keeps the bytes of the settings file `path` beside it, as NAME.kept-1.ini or the next free
-/// number, unless Qt would write every line back as it stands or an equal copy is there already.
-Kept keep(const QString &path);
-/// The same for bytes that the file held a moment ago.
+/// Keeps these bytes, which the settings file `path` holds or held a moment ago, beside it as
+/// NAME.kept-1.ini or the next free number, unless an equal copy is there already.
 Kept keep(const QString &path, const QByteArray &bytes);
 
 }
