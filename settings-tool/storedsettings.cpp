@@ -297,11 +297,11 @@ QStringList StoredSettings::change(const QVariantMap &values) const
     QStringList result;
     if (!kept.copy.isEmpty())
         result.append(QStringLiteral("A copy of the old file is in %1.").arg(kept.copy));
-    result.append(QStringLiteral("Restart the client to apply your changes."));
+    result.append(QStringLiteral("Your changes apply from the next move."));
     if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
         result.append(
-            QStringLiteral("Until then, don't press Save in the plug-in's own dialog. It still "
-                           "shows the old message and would put it back."));
+            QStringLiteral("In the plug-in's own dialog, press Reload before you press Save. Save "
+                           "stores what its fields show."));
     }
     return result;
 }

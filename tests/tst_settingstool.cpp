@@ -1,5 +1,5 @@
 #include "shared/settings/settingskeys.h"
-#include "standin/stage.h"
+#include "standin/scenario.h"
 #include "tests/files.h"
 
 #include <QLineEdit>
@@ -160,9 +160,9 @@ private Q_SLOTS:
         QCOMPARE(readFile(mFile), after);
         QCOMPARE(mError, QString());
         QCOMPARE(mOutput.section("WARNING: ", 1).trimmed(), warning);
-        QCOMPARE(mOutput.contains("Restart the client to apply your changes.\n"), before != after);
-        QCOMPARE(mOutput.contains("Until then, don't press Save in the plug-in's own dialog. It "
-                                  "still shows the old message and would put it back.\n"),
+        QCOMPARE(mOutput.contains("Your changes apply from the next move.\n"), before != after);
+        QCOMPARE(mOutput.contains("In the plug-in's own dialog, press Reload before you press "
+                                  "Save. Save stores what its fields show.\n"),
                  words.contains("notify"));
         QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 1);
     }
@@ -220,6 +220,40 @@ private Q_SLOTS:
             QVERIFY(run("env", {"-u", "HOME", SETTINGS_TOOL, option}) == 0 && !mOutput.isEmpty());
         QCOMPARE(run(SETTINGS_TOOL, {"--file", "", "list"}), 2);
         QCOMPARE(mError, QString("staybolt-settings: --file needs the name of a file\n"));
+    }
+
+    void appliesFromTheNextMove()
+    {
+        QTextStream errors(stderr);
+        Scenario stage(STAYBOLT_LIBRARY, errors, mFolder->path());
+        for (const QString line :
+             {"server Northgate abc=", "channel Northgate 1 Lobby", "channel Northgate 2 Dungeon",
+              "user Northgate 7 Robin Lobby", "client Northgate 8 Mallory Lobby", "load",
+              "connect Northgate", "move Northgate Robin Lobby"}) {
+            QVERIFY(stage.playLine(line, line) == Scenario::Held);
+        }
+        const QString undone = "expect move Northgate Robin Lobby\n";
+        const QList<QPair<QString, QString>> steps{
+            {"exclude abc=", "expect nothing"},
+            {"include abc=", undone},
+            {"idledock on", undone},
+            {"idledock-target abc= 2", "expect nothing"},
+            {"idledock off", undone},
+            {"notify text Hands-off",
+             undone
+                 + "expect message Northgate Mallory Hands-off\n"
+                   "expect info '[I]\"customNotify\"[/I]'\n"
+                   "expect field notify off\n" // which waits for Reload
+                   "press reload\n"
+                   "expect field notify on\n"
+                   "expect field text Hands-off"},
+            {"notify off", undone + "expect info '[I]\"none\"[/I]'"}};
+        for (const auto &[words, expected] : steps) {
+            QCOMPARE(tool(words.split(' ')), 0);
+            // Nothing else may come of it.
+            const QString lines = "moved Northgate Robin Dungeon by Mallory\n" + expected;
+            QVERIFY(stage.play(lines, words) == Scenario::Held);
+        }
     }
 
     void losesNothingToOthers()

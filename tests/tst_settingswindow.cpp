@@ -230,7 +230,7 @@ private Q_SLOTS:
             QCOMPARE(readFile(mFile), before);
             return;
         }
-        QTRY_VERIFY2(hints().startsWith("Saved. Restart the client to apply your changes."),
+        QTRY_VERIFY2(hints().startsWith("Saved. Your changes apply from the next move."),
                      qPrintable(hints()));
         QCOMPARE(readFile(mFile), after);
         QVERIFY(!button(QDialogButtonBox::Save)->isEnabled());
@@ -427,7 +427,7 @@ private Q_SLOTS:
         button(QDialogButtonBox::Save)->click();
         QVERIFY(hints().startsWith(
             QString(
-                "Saved. A copy of the old file is in %1. Restart the client to apply your changes.")
+                "Saved. A copy of the old file is in %1. Your changes apply from the next move.")
                 .arg(mFolder->filePath("a.kept-1.ini"))));
         QCOMPARE(readFile(mFile),
                  QByteArray("[General]\nmodule.staybolt.idleDock=true\nstaybolt.abc%3D=1\n"
