@@ -78,19 +78,22 @@ const std::vector<std::string> events{
     "press remove",
     "press reload",
     "configure ; press close",
+    "change",
+    "change",
     "restart",
 };
 
+/// What the settings file can hold, and what can be removed from it.
 const std::vector<std::string> settings{
-    "setting staybolt.sendNotify VALUE",
-    "setting staybolt.customNotify VALUE",
-    "setting staybolt.permitIdleDock VALUE",
-    "setting module.staybolt.idleDock VALUE",
-    "setting module.staybolt.idleDock VALUE",
-    "setting staybolt.UID VALUE",
-    "setting module.idleDock.UID.target VALUE",
-    "setting module.staybolt.idleDock",
-    "setting staybolt.UID",
+    "staybolt.sendNotify VALUE",
+    "staybolt.customNotify VALUE",
+    "staybolt.permitIdleDock VALUE",
+    "module.staybolt.idleDock VALUE",
+    "module.staybolt.idleDock VALUE",
+    "staybolt.UID VALUE",
+    "module.idleDock.UID.target VALUE",
+    "module.staybolt.idleDock",
+    "staybolt.UID",
 };
 
 /// Draws lines. Each draw is a statement of its own here, since the order in which arguments
@@ -127,6 +130,8 @@ public:
     void addEvent()
     {
         const std::string &event = events[mSource.below(unsigned(events.size()))];
+        if (event == "change")
+            return addSetting(event);
         if (event != "restart")
             return add(event);
         leave();
@@ -145,8 +150,13 @@ private:
     {
         const unsigned count = mSource.below(4);
         for (unsigned i = 0; i < count; ++i)
-            add(settings[mSource.below(unsigned(settings.size()))]);
+            addSetting("setting");
         add("load");
+    }
+
+    void addSetting(const std::string &statement)
+    {
+        add(statement + ' ' + settings[mSource.below(unsigned(settings.size()))]);
     }
 
     /// Adds lines with something chosen in place of each capital word.

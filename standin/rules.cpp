@@ -16,7 +16,8 @@ bool Rules::prepare(const Line &line)
     const std::string &what = line[0];
     if (what == "server") {
         mServers[line[1]].uid = line[2];
-    } else if (what == "setting" && !mIsPluginLoaded) {
+    } else if (what == (mIsPluginLoaded ? "change" : "setting")) {
+        // Counts from the next use on; the dialog's fields wait for Reload.
         if (line.size() > 2)
             mSettings[line[1]] = line[2];
         else
@@ -64,8 +65,7 @@ bool Rules::useDialog(const Line &line)
         mFields["text"] = setting("staybolt.customNotify", mFields["text"]);
         mFields["notify"] = isOn("staybolt.sendNotify") ? "on" : "off";
         mFields["idledock"] = isOn("staybolt.permitIdleDock") ? "on" : "off";
-        for (const char *field : {"text", "notify", "idledock"})
-            expected.push_back({"expect", "field", field, mFields[field]});
+        expectFields();
     } else if (what == "close") {
         mIsOpen = false;
         expected.push_back({"expect", "dialog", "closed"});
@@ -75,10 +75,17 @@ bool Rules::useDialog(const Line &line)
             : mSettings.count("staybolt.customNotify")        ? "customNotify"
                                                               : "notify";
         expected.push_back({"expect", "info", "[I]\"" + mode + "\"[/I]"});
+        expectFields();
     } else if (what != "hotkey") {
         return false;
     }
     return true;
+}
+
+void Rules::expectFields()
+{
+    for (const char *field : {"text", "notify", "idledock"})
+        expected.push_back({"expect", "field", field, mFields[field]});
 }
 
 /// What happens on a server.

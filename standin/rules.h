@@ -47,6 +47,7 @@ private:
     bool prepare(const Line &line);
     bool happenOn(const std::string &name, const Line &line);
     bool useDialog(const Line &line);
+    void expectFields();
 
     bool misbehaves(const std::string &function) const { return mFaults.count(function) > 0; }
     std::string given(const std::string &function, const std::string &text,

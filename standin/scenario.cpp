@@ -8,6 +8,8 @@
 #include <QSettings>
 #include <QSlider>
 
+#include <algorithm>
+#include <cstdio>
 #include <limits>
 #include <optional>
 
@@ -254,13 +256,7 @@ const QList<Scenario::Statement> &Scenario::statements()
              s.addClient(w);
          }},
         {"setting", "KEY [VALUE]", "the settings file holds that, or nothing", unloaded,
-         [](S s, W w) {
-             QSettings settings(s.settingsFile(), QSettings::IniFormat);
-             if (w.has("VALUE"))
-                 settings.setValue(w.text("KEY"), w.text("VALUE"));
-             else
-                 settings.remove(w.text("KEY"));
-         }},
+         [](S s, W w) { s.store(w); }},
         {"load", "", "the host loads the plug-in", unloaded,
          [](S s, W) {
              const QString error = s.load(s.mLibrary);
@@ -342,7 +338,7 @@ const QList<Scenario::Statement> &Scenario::statements()
              s.call(&Plugin::onDelChannelEvent, w.server(), w.channel(), 0, "", "");
          }},
 
-        // What the user does in the host and in the plug-in's dialog.
+        // What the user does in the host and in the plug-in's dialog, and elsewhere.
         {"menu", "SERVER NUMBER [channel CHANNEL] [client CLIENT]",
          "you chose NUMBER in the plug-in's menu", event,
          [](S s, W w) {
@@ -377,6 +373,8 @@ const QList<Scenario::Statement> &Scenario::statements()
          }},
         {"window", "STATE:shown|hidden", "you set the host's window to STATE", event,
          [](S s, W w) { s.window.setVisible(w.is("STATE", "shown")); }},
+        {"change", "KEY [VALUE]", "another program changed the setting KEY", event,
+         [](S s, W w) { s.store(w); }},
 
         // How the host answers.
         {"refuse", "FUNCTION [TEXT]", "a function of the host fails", always,
@@ -576,6 +574,30 @@ void Scenario::addClient(const Words &words)
         return;
     tell(words.told("NAME came to CHANNEL on SERVER"));
     call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters, "");
+}
+
+/// Stores or removes a setting as another program does, which puts a new file in the place of the
+/// old one. Qt must not be asked to write that file itself: within a program, all settings objects
+/// on a file share what they hold, and the plug-in would know the change without reading it.
+void Scenario::store(const Words &words)
+{
+    const QTemporaryDir folder(settingsFile());
+    const QString copy = folder.filePath(QStringLiteral("copy.ini"));
+    QFile::copy(settingsFile(), copy);
+    {
+        QSettings settings(copy, QSettings::IniFormat);
+        settings.setValue(words.text("KEY"), words.text("VALUE"));
+        if (!words.has("VALUE"))
+            settings.remove(words.text("KEY"));
+    }
+    // Files that follow each other faster than the clock ticks would look alike.
+    mStored = std::max(mStored, QDateTime::currentDateTime()).addSecs(1);
+    QFile file(copy);
+    if (!file.open(QIODevice::ReadWrite) || !file.setFileTime(mStored, QFile::FileModificationTime)
+        || std::rename(QFile::encodeName(copy).constData(),
+                       QFile::encodeName(settingsFile()).constData())
+            != 0)
+        refuse(QStringLiteral("the settings file can't be replaced"));
 }
 
 void Scenario::show()

@@ -2,6 +2,7 @@
 
 #include "standin/stage.h"
 
+#include <QDateTime>
 #include <QTextStream>
 
 namespace standin {
@@ -41,6 +42,7 @@ private:
     void play(const QString &line);
     Server &server(const Words &words);
     void addClient(const Words &words);
+    void store(const Words &words);
     Id put(const Words &words);
     void show();
     void expect(const QString &expected, const QString &came);
@@ -52,6 +54,7 @@ private:
     bool mExpects = false;
     bool mIsOver = false;
     int mCallsBefore = 0;
+    QDateTime mStored; ///< the time of the settings file that store() wrote last
 };
 
 }
