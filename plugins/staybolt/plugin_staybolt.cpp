@@ -33,7 +33,7 @@ void tellModule(moduleEvents event, const EventRecords &records)
 void showSettings()
 {
     if (gConfig)
-        gConfig->show();
+        gConfig->showFitted();
 }
 
 void deleteObjects()

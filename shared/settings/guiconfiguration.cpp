@@ -3,15 +3,19 @@
 #include "shared/settings/configuration.h"
 #include "ui_guiconfiguration.h"
 
+#include <QApplication>
 #include <QtMath>
 
 #include <limits>
 
 namespace {
 
+/// The size of the form as drawn, which it has again wherever that is enough.
+constexpr QSize formSize(400, 190);
 constexpr int smallestPercent = 80;
 constexpr int stepPercent = 5;
-/// The room around and between the fields where the style's own is too much, from much to little.
+/// The room around and between the fields: the style's own, and less where that is too much.
+constexpr int usualRoom = -1;
 constexpr int tighterRooms[] = {5, 2};
 
 void scaleFont(QFont &font, int percent)
@@ -29,7 +33,6 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
     ui->setupUi(this);
     // The host goes on when its own window is hidden and ours is closed.
     setAttribute(Qt::WA_QuitOnClose, false);
-    fitContent();
     // What the file holds is stored again whole.
     ui->lineCustomNotify->setMaxLength(std::numeric_limits<int>::max());
     connect(ui->buttonApply, SIGNAL(clicked(bool)), SLOT(apply()));
@@ -40,40 +43,40 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
 
 guiConfiguration::~guiConfiguration() { delete ui; }
 
-/// Makes the form's fixed size hold its content under the host's font: with less room between the
-/// fields, then with a smaller font. Where that would be hard to read, the form grows.
-void guiConfiguration::fitContent()
+/// Makes the form hold its content under the host's font and style sheet, whatever it held last:
+/// with less room between the fields, then with a smaller font. Where that would be hard to read,
+/// it grows.
+void guiConfiguration::showFitted()
 {
-    const auto fits = [this] {
-        // The group box keeps what it needed last.
-        ui->groupBox->updateGeometry();
-        const QSize content = layout()->minimumSize();
-        return content.width() <= width() && content.height() <= height();
-    };
-    if (fits())
-        return;
-    const auto leaveRoom = [this](int room) {
+    // Without a sheet of their own the fields would let a font that we set override the host's
+    // sheet, which goes on drawing with its font.
+    setStyleSheet(QLatin1String(qApp->styleSheet().isEmpty() ? "" : "*{}"));
+    QSize content;
+    const auto fits = [&](int room, int percent) {
         for (QLayout *one : {ui->gridLayout, ui->gridLayout_2}) {
             one->setContentsMargins(room, room, room, room);
             one->setSpacing(room);
         }
+        // A sheet keeps the dialog's font from its fields.
+        const QWidgetList fields = findChildren<QWidget *>();
+        for (QWidget *one : fields) {
+            QFont font = QApplication::font(one);
+            scaleFont(font, percent);
+            one->setFont(font);
+            one->updateGeometry(); // the layouts keep what it needed last
+        }
+        content = layout()->minimumSize().expandedTo(formSize);
+        return content == formSize;
     };
-    for (const int room : tighterRooms) {
-        leaveRoom(room);
-        if (fits())
-            return;
-    }
-    const QFont whole = font();
-    for (int percent = 100 - stepPercent; percent >= smallestPercent; percent -= stepPercent) {
-        QFont smaller = whole;
-        scaleFont(smaller, percent);
-        setFont(smaller);
-        if (fits())
-            return;
-    }
-    setFont(whole);
-    leaveRoom(tighterRooms[0]);
-    setFixedSize(layout()->minimumSize().expandedTo(size()));
+    const auto [tight, tightest] = tighterRooms;
+    bool isHeld = fits(usualRoom, 100) || fits(tight, 100) || fits(tightest, 100);
+    for (int percent = 100 - stepPercent; !isHeld && percent >= smallestPercent;
+         percent -= stepPercent)
+        isHeld = fits(tightest, percent);
+    if (!isHeld)
+        fits(tight, 100);
+    setFixedSize(content);
+    show();
 }
 
 void guiConfiguration::apply()
