@@ -12,6 +12,7 @@ struct Job
     Draft draft;
     QStringList words; // behind the command
     QString usage; // for words that it does not understand
+    const FolderLock *lock; // none where nothing is changed
     QStringList output{}; // its lines
 
     void warn(const QStringList &warnings)
@@ -23,11 +24,10 @@ struct Job
     /// Stores what the draft changes.
     void save(const QString &done)
     {
-        const QVariantMap values = draft.changes();
-        if (values.isEmpty())
+        if (draft.changes().isEmpty())
             output.append(QStringLiteral("Nothing to change: ") + done);
         else
-            output += QStringList(QStringLiteral("Saved: ") + done) + draft.stored.change(values);
+            output += QStringList(QStringLiteral("Saved: ") + done) + draft.save(*lock);
     }
 };
 
@@ -203,7 +203,7 @@ QString commands::run(const QString &path, std::chrono::seconds patience, QStrin
         std::optional<FolderLock> lock;
         if (one.run != list && !path.isEmpty())
             lock.emplace(path, patience);
-        Job job{Draft(path), words, usage};
+        Job job{Draft(path), words, usage, lock ? &*lock : nullptr};
         one.run(job);
         return job.output.join(QLatin1Char('\n')) + QLatin1Char('\n');
     }

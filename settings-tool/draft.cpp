@@ -151,6 +151,21 @@ QVariantMap Draft::changes() const
     return result;
 }
 
+QStringList Draft::save(const FolderLock &lock) const
+{
+    const QVariantMap values = changes();
+    const QString copy = changeFile(stored.path(), values, lock);
+    QStringList result;
+    if (!copy.isEmpty())
+        result.append(QStringLiteral("A copy of the old file is in %1.").arg(copy));
+    result.append(QStringLiteral("Your changes apply from the next move."));
+    if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
+        result.append(QStringLiteral("In the plug-in's own dialog, press Reload before you press "
+                                     "Save. Save stores what its fields show."));
+    }
+    return result;
+}
+
 bool Draft::isBlank(const Server &server)
 {
     // A stored one whose id was emptied is not: Save would drop what is stored without a word.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "settings-tool/storedsettings.h"
+#include "settings-tool/filechange.h"
 
 /// The settings as the user wants them, from the window or a command. It knows what is wrong with
 /// them and which keys of the file must change.
@@ -42,6 +42,8 @@ public:
 
     /// The keys to change; an invalid value means that the key is removed.
     QVariantMap changes() const;
+    /// Stores them in the file. Returns what the user should know; throws an Error if that fails.
+    QStringList save(const FolderLock &lock) const;
 
     /// Whether this is a new server for which nothing has been entered.
     static bool isBlank(const Server &server);

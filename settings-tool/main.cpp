@@ -58,11 +58,11 @@ int run(int &argc, char *argv[])
         QStringLiteral("The settings file, ~/.ts3client/Kestrelsoft Staybolt.ini by default."),
         QStringLiteral("FILE"),
         home.isEmpty() ? QString() : home + QStringLiteral("/.ts3client/Kestrelsoft Staybolt.ini"));
-    const QString usualWait = QString::number(StoredSettings::usualPatience.count());
+    const QString usualWait = QString::number(FolderLock::usualPatience.count());
     const QCommandLineOption wait(
         QStringLiteral("wait"),
-        QStringLiteral("How long to wait while another staybolt-settings is saving in the same "
-                       "folder: 0 to %1 seconds, %2 by default.")
+        QStringLiteral("How long to wait while another program is saving: 0 to %1 seconds, %2 by "
+                       "default.")
             .arg(QString::number(longestWait), usualWait),
         QStringLiteral("SECONDS"), usualWait);
     parser.addOptions({file, wait});

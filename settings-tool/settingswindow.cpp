@@ -325,7 +325,7 @@ bool SettingsWindow::save()
     const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
     try {
         const FolderLock lock(mPath, mPatience);
-        notes = mDraft->stored.change(mDraft->changes());
+        notes = mDraft->save(lock);
     } catch (const Error &error) {
         return refuse(error.message);
     }

@@ -21,7 +21,7 @@ public:
     /// For the settings file `path`; an empty path means that none is known. A Save waits
     /// up to `patience` for other processes that are changing the file.
     explicit SettingsWindow(const QString &path,
-                            std::chrono::seconds patience = StoredSettings::usualPatience);
+                            std::chrono::seconds patience = FolderLock::usualPatience);
     ~SettingsWindow() override;
 
     /// Takes the size that the content needs, but no more than a screen has. What does not fit

@@ -2,17 +2,10 @@
 
 #include "shared/settings/settingsfile.h"
 
-#include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QSettings>
-#include <QThread>
-
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,18 +14,6 @@ using namespace settingsKeys;
 
 namespace {
 
-/// The folder of the file itself, where the path is a link to it.
-QString folderOf(const QString &path)
-{
-    const QFileInfo info(path);
-    return info.exists() ? QFileInfo(info.canonicalFilePath()).path() : info.path();
-}
-
-QString noFolder(const QString &folder)
-{
-    return QStringLiteral("there is no folder %1. Is the client installed there?").arg(folder);
-}
-
 /// The server id for which a key of the file stands if it is one of the `key`, nothing when it is
 /// none. It is empty where the `key` is not per server.
 std::optional<QString> uidIn(const QString &stored, const Key &key)
@@ -40,12 +21,6 @@ std::optional<QString> uidIn(const QString &stored, const Key &key)
     const int start = key.text().section(QLatin1String("%1"), 0, 0).size();
     const QString uid = stored.mid(start, stored.size() - key.of(QString()).size());
     return key.of(uid) == stored ? std::optional(uid) : std::nullopt;
-}
-
-/// A key as Qt looks it up: without doubled slashes and those at its ends.
-QString lookedUp(const QString &key)
-{
-    return key.split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
 }
 
 /// Which of the settings a key of the file is, none when nothing reads it. Several may match, since
@@ -62,30 +37,6 @@ const Key *settingOf(const QString &stored)
     return found;
 }
 
-QVariantMap valuesOf(const QSettings &settings)
-{
-    QVariantMap result;
-    const QStringList keys = settings.allKeys();
-    for (const QString &key : keys)
-        result.insert(key, settings.value(key));
-    return result;
-}
-
-/// Why a file can't be written, empty when nothing seems to be in the way.
-QString whyNotWritten(const QString &path)
-{
-    QFile file(path);
-    if (file.exists() && !file.open(QIODevice::ReadWrite))
-        return file.errorString();
-    QSaveFile probe(path);
-    constexpr int more = 4096;
-    if (!probe.open(QIODevice::WriteOnly)
-        || probe.write(QByteArray(int(file.size()) + more, ' ')) < 0 || !probe.flush()) {
-        return probe.errorString();
-    }
-    return QString();
-}
-
 /// "Line 1 is read", "Lines 1, 2 and 10 are read": what happens to the lines, if there are any.
 QStringList linesAre(const QString &what, const QList<int> &lines)
 {
@@ -100,33 +51,6 @@ QStringList linesAre(const QString &what, const QList<int> &lines)
                                     .arg(numbers.join(QStringLiteral(", ")), last, what)};
 }
 
-}
-
-FolderLock::FolderLock(const QString &path, std::chrono::seconds patience)
-{
-    const QString folder = folderOf(path);
-    mFolder = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR))
-        throw Error{noFolder(folder)};
-    const QDeadlineTimer deadline(patience);
-    constexpr unsigned long pauseMs = 20;
-    // A folder that can't be read, or on some network file systems, has no such lock.
-    while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
-        if (deadline.hasExpired()) {
-            close(mFolder);
-            throw Error{
-                QStringLiteral(
-                    "gave up after %1 s: another staybolt-settings is still changing a file in %2")
-                    .arg(QString::number(patience.count()), folder)};
-        }
-        QThread::msleep(pauseMs);
-    }
-}
-
-FolderLock::~FolderLock()
-{
-    if (mFolder >= 0)
-        close(mFolder);
 }
 
 StoredSettings::StoredSettings(const QString &path) : mPath(path)
@@ -215,7 +139,7 @@ QString StoredSettings::effectOf(const Key &key, const QString &stored) const
 QStringList StoredSettings::warnings() const
 {
     QStringList result;
-    const QString folder = folderOf(mPath);
+    const QString folder = QFileInfo(fileAt(mPath)).path();
     if (!QFileInfo(folder).isDir())
         result.append(noFolder(folder));
     const std::optional<QList<int>> changing = settingsFile::linesThatChange(mBytes);
@@ -250,59 +174,30 @@ QStringList StoredSettings::warnings() const
     return result;
 }
 
-QStringList StoredSettings::change(const QVariantMap &values) const
+QString fileAt(const QString &path)
 {
-    const auto refuse = [this](const QString &why) {
-        throw Error{QStringLiteral("%1 can't be written: %2").arg(mPath, why)};
-    };
-    // Asked first: what Qt could not write it tries again later, whatever the user was told.
-    const QString why = whyNotWritten(mPath);
-    if (!why.isEmpty())
-        refuse(why);
-    const QByteArray old = settingsFile::read(mPath);
-    const settingsFile::Kept kept =
-        settingsFile::isSafe(old) ? settingsFile::Kept() : settingsFile::keep(mPath, old);
-    if (!kept.error.isEmpty()) {
-        throw Error{
-            QStringLiteral("%1 could not be copied to %2: %3").arg(mPath, kept.copy, kept.error)};
-    }
-    QSettings file(mPath, QSettings::IniFormat);
-    settingsFile::readAll(file);
-    const QVariantMap before = valuesOf(file);
-    for (auto one = values.begin(); one != values.end(); ++one) {
-        if (one->isValid())
-            file.setValue(one.key(), *one);
-        else
-            file.remove(one.key());
-    }
-    // Qt has removed what is below a key as well, but the ids of two servers may begin alike.
-    for (auto one = before.begin(); one != before.end(); ++one) {
-        const QString &key = one.key();
-        if (!values.contains(key) && !file.contains(key) && key == lookedUp(key))
-            file.setValue(key, *one);
-    }
-    file.sync();
-    // An object that met lines it can't read hides every later error. A new one tells what came
-    // of the change: it writes what is still pending and reads what somebody else has written.
-    const QSettings again(mPath, QSettings::IniFormat);
-    bool isDone = again.status() != QSettings::AccessError;
-    for (auto one = values.begin(); one != values.end(); ++one) {
-        isDone = isDone && again.contains(one.key()) == one->isValid()
-            && again.value(one.key()).toString() == one->toString();
-    }
-    if (!isDone) {
-        const QString since = whyNotWritten(mPath);
-        refuse(since.isEmpty() ? QStringLiteral("the system gives no reason") : since);
-    }
-    QStringList result;
-    if (!kept.copy.isEmpty())
-        result.append(QStringLiteral("A copy of the old file is in %1.").arg(kept.copy));
-    result.append(QStringLiteral("Your changes apply from the next move."));
-    if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
-        result.append(
-            QStringLiteral("In the plug-in's own dialog, press Reload before you press Save. Save "
-                           "stores what its fields show."));
-    }
+    const QFileInfo info(path);
+    if (info.exists())
+        return info.canonicalFilePath();
+    return info.isSymLink() ? info.symLinkTarget() : path;
+}
+
+QString noFolder(const QString &folder)
+{
+    return QStringLiteral("there is no folder %1. Is the client installed there?").arg(folder);
+}
+
+QString lookedUp(const QString &key)
+{
+    return key.split(QLatin1Char('/'), Qt::SkipEmptyParts).join(QLatin1Char('/'));
+}
+
+QVariantMap valuesOf(const QSettings &settings)
+{
+    QVariantMap result;
+    const QStringList keys = settings.allKeys();
+    for (const QString &key : keys)
+        result.insert(key, settings.value(key));
     return result;
 }
 

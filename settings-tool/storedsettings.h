@@ -7,8 +7,9 @@
 #include <QStringList>
 #include <QVariant>
 
-#include <chrono>
 #include <optional>
+
+class QSettings;
 
 /// Something that can't be done, and why.
 struct Error
@@ -16,30 +17,11 @@ struct Error
     QString message;
 };
 
-/// Keeps other staybolt-settings processes from changing files in the folder of `path`. It leaves
-/// no file behind, and the plug-in never waits for it: Qt's own lock keeps its saves and ours
-/// apart.
-class FolderLock
-{
-public:
-    /// Throws an Error if another process holds the folder for longer than `patience`.
-    FolderLock(const QString &path, std::chrono::seconds patience);
-    ~FolderLock();
-
-private:
-    Q_DISABLE_COPY(FolderLock)
-
-    int mFolder = -1;
-};
-
 /// The plug-in's settings file as it was when this object was made: what the plug-in reads in it,
 /// and what is wrong with it.
 class StoredSettings
 {
 public:
-    /// How long to wait for another staybolt-settings that changes the file.
-    static constexpr std::chrono::seconds usualPatience{15};
-
     /// What the file holds for a server.
     struct Server
     {
@@ -66,10 +48,6 @@ public:
     /// What is wrong with the file, except for problems with a server's settings.
     QStringList warnings() const;
 
-    /// Stores the values under their keys, and removes a key whose value is invalid; to be called
-    /// under a lock. Returns what the user should know; throws an Error when it can't be done.
-    QStringList change(const QVariantMap &values) const;
-
 private:
     QString effectOf(const settingsKeys::Key &key, const QString &stored) const;
     QString textOf(const QString &key) const;
@@ -80,6 +58,17 @@ private:
     QVariantMap mValues;
     QMap<QString, Server> mServers;
 };
+
+/// The file itself, where the path is a link to it.
+QString fileAt(const QString &path);
+
+/// What is wrong where the file's folder is missing.
+QString noFolder(const QString &folder);
+
+/// A key as Qt looks it up: without doubled slashes and those at its ends.
+QString lookedUp(const QString &key);
+
+QVariantMap valuesOf(const QSettings &settings);
 
 /// The key of the file for the server with that unique id. The file format treats slashes as
 /// separators, so doubled, leading and trailing ones are lost.

@@ -168,12 +168,22 @@ private Q_SLOTS:
 
     void keepsOnAFullDisk()
     {
-        const QByteArray bytes = "; mine\nstaybolt.customNotify=a\n";
+        const QByteArray bytes = "; mine\na=1\nstaybolt.customNotify=a\n";
         openWith(bytes);
         whileTheDiskIsFull([this] { press("buttonRemove"); });
         QCOMPARE(readFile(mFile), bytes);
         QCOMPARE(readFile(mKept.arg(1)), bytes);
         QVERIFY(!configuration::instance()->contains(custom));
+        QCOMPARE(mHost->takeRequests(),
+                 QStringList(QString("log at level 2 for connection (0): \"The settings can't be "
+                                     "saved: File too large. What the settings file held is kept "
+                                     "in %1\"")
+                                 .arg(mKept.arg(1))));
+        // Where Qt has cut the file to nothing, nothing is forgotten.
+        QVERIFY(QFile::remove(mFile));
+        writeFile(mFile, "");
+        configuration::instance()->contains(custom);
+        QTRY_VERIFY(contents(mFile).contains("a"));
     }
 
     void readsAfreshWhatOthersWrote()
@@ -232,19 +242,20 @@ private Q_SLOTS:
         QFETCH(bool, isReloaded);
         openWith("a=1\n");
         whileTheDiskIsFull([] { configuration::instance()->set(permit, 1); });
+        QVERIFY(QFile::remove(mFile)); // which was kept without a copy
         writeFile(mFile, bytes);
         static configuration another; // which keeps its settings object for good
         configuration &now = isReloaded ? another : *configuration::instance();
         if (isReloaded)
             another.init("Kestrelsoft Staybolt");
         QCOMPARE(now.get("a").toString(), QString("\u00fc"));
-        QCOMPARE(readFile(mKept.arg(1)), bytes);
-        QCOMPARE(mHost->takeRequests().size(), 1);
+        QCOMPARE(readFile(mKept.arg(2)), bytes);
+        QCOMPARE(mHost->takeRequests().size(), 2);
         QCoreApplication::processEvents();
         QCOMPARE(contents(mFile).value("a"), QString("\u00fc"));
         QCOMPARE(contents(mFile).value(permit), QString("1"));
         now.set(notify, 1);
-        QVERIFY(!QFile::exists(mKept.arg(2)));
+        QVERIFY(!QFile::exists(mKept.arg(3)));
     }
 
     void keepsWhatCameWhileAWriteWasPending()
@@ -291,10 +302,17 @@ private Q_SLOTS:
         const QTemporaryDir elsewhere("/dev/shm/staybolt");
         const QString folder = elsewhere.isValid() ? elsewhere.path() : mFolder->path();
         writeFile(folder + "/a.ini", "; mine\n");
+        QVERIFY(QFile::setPermissions(folder + "/a.ini", QFile::ReadOwner | QFile::WriteOwner));
         QVERIFY(QFile::link(folder + "/a.ini", mFile));
         open();
+        if (elsewhere.isValid()) {
+            whileTheDiskIsFull([this] { press("buttonApply"); });
+            QVERIFY(mHost->takeRequests().first().endsWith("File too large\""));
+            QVERIFY(!QFile::exists(mKept.arg(1)));
+        }
         press("buttonApply");
         QCoreApplication::processEvents();
+        QVERIFY(!QFile(mKept.arg(1)).permissions().testFlag(QFile::ReadOther));
         QVERIFY(contents(mFile).contains(notify));
         QCOMPARE(readFile(mKept.arg(1)), QByteArray("; mine\n"));
         QVERIFY(!QFileInfo(mKept.arg(1)).isSymLink());

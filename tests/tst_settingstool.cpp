@@ -3,6 +3,7 @@
 #include "tests/files.h"
 
 #include <QLineEdit>
+#include <QLockFile>
 #include <QProcess>
 #include <QPushButton>
 #include <QRegularExpression>
@@ -190,6 +191,25 @@ private Q_SLOTS:
         refused(mFile, "ulimit -f 0; trap '' XFSZ; tool notify on",
                 "FILE can't be written: File too large");
 
+        const QString big = folder + "/big.ini";
+        const QByteArray bigBytes = "[General]\nfill=" + QByteArray(19960, 'x') + '\n';
+        writeFile(big, bigBytes);
+        refused(big, "ulimit -f 32; trap '' XFSZ; tool notify on",
+                "FILE can't be written: File too large");
+        // Errors may come when all seems to be written. (Sanitizers want to be loaded first.)
+        refused(big,
+                "ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=" FAILING_SYNC " tool notify on",
+                "FILE can't be written: Disk quota exceeded");
+        QCOMPARE(readFile(big), bigBytes);
+        QVERIFY(QFile::remove(big));
+        if (geteuid() == 0) { // who takes nobody's file away
+            QCOMPARE(chown(qPrintable(mFile), 65534, 65534), 0);
+            refused(mFile, "tool notify on",
+                    "FILE belongs to nobody. Run staybolt-settings as that user, for example with "
+                    "sudo -u 'nobody' staybolt-settings");
+            QCOMPARE(chown(qPrintable(mFile), 0, 0), 0);
+        }
+
         // Somebody else, to whom only this is open.
         const auto refusedWith = [&](mode_t ofFolder, mode_t ofFile, const char *why) {
             QVERIFY(chmod(qPrintable(mFile), ofFile) == 0);
@@ -293,7 +313,7 @@ private Q_SLOTS:
 
     void waitsForOthersOfItsKind()
     {
-        const int folder = ::open(qPrintable(mFolder->path()), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        int folder = ::open(qPrintable(mFolder->path()), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         QCOMPARE(flock(folder, LOCK_EX), 0);
         QCOMPARE(tool({"list"}), 0); // which changes nothing
         QCOMPARE(tool({"--wait", "1", "exclude", "abc="}), 2);
@@ -302,6 +322,25 @@ private Q_SLOTS:
                  "changing a file in "
                      + mFolder->path() + '\n');
         QVERIFY(!QFile::exists(mFile));
+        ::close(folder);
+
+        // The lock that Qt itself takes, also when nobody says whose it is.
+        const QString left = "staybolt-settings: gave up after 0 s: %1 holds the lock " + mFile
+            + ".lock. If that program isn't running any more, delete the lock\n";
+        writeFile(mFile + ".lock", "");
+        QCOMPARE(tool({"--wait", "0", "exclude", "abc="}), 2);
+        QCOMPARE(mError, left.arg("an unknown program"));
+        QVERIFY(QFile::remove(mFile + ".lock"));
+        QLockFile lock(mFile + ".lock");
+        QVERIFY(lock.lock());
+        QCOMPARE(tool({"--wait", "0", "exclude", "abc="}), 2);
+        QCOMPARE(mError,
+                 left.arg(QString("tst_settingstool (process %1 on %2)")
+                              .arg(QString::number(getpid()), QSysInfo::machineHostName())));
+        lock.unlock();
+
+        folder = ::open(qPrintable(mFolder->path()), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        QCOMPARE(flock(folder, LOCK_EX), 0);
         QProcess waiting;
         writeFile(mFile, "[General]\nstaybolt.sendNotify=1\n");
         const QTemporaryDir elsewhere;

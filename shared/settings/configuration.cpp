@@ -13,19 +13,24 @@ namespace {
 /// text whose characters lie in the library's own data.
 QString heapCopy(const QString &text) { return QString(text.constData(), text.size()); }
 
-/// Tells the host's log of a copy. It is the last thing that a call does, since the host may call
-/// us from inside its log.
-void report(const settingsFile::Kept &kept)
+/// Tells the host's log of a copy, and why the settings can't be saved. The last thing that a call
+/// does, since the host may call us from inside its log.
+void report(const settingsFile::Kept &kept, const QString &whyNot = QString())
 {
+    const QString where =
+        configuration::tr("What the settings file held is kept in %1").arg(kept.copy);
     if (!kept.error.isEmpty()) {
         funcwrapper::instance()->txtToLog(
             configuration::tr("The settings file could not be copied to ") + kept.copy
                 + QLatin1String(": ") + kept.error,
             LogLevel_WARNING, 0);
-    } else if (!kept.copy.isEmpty()) {
+    } else if (!whyNot.isEmpty()) {
         funcwrapper::instance()->txtToLog(
-            configuration::tr("What the settings file held is kept in %1").arg(kept.copy),
-            LogLevel_INFO, 0);
+            configuration::tr("The settings can't be saved: ") + whyNot
+                + (kept.copy.isEmpty() ? QString() : QLatin1String(". ") + where),
+            LogLevel_WARNING, 0);
+    } else if (!kept.copy.isEmpty()) {
+        funcwrapper::instance()->txtToLog(where, LogLevel_INFO, 0);
     }
 }
 
@@ -67,12 +72,16 @@ void configuration::set(QString key, QVariant value) { set(QVariantHash{{key, va
 void configuration::set(QVariantHash values)
 {
     const settingsFile::Kept ofOthers = renew();
+    int newLetters = 0;
+    for (QVariant &value : values) {
+        if (value.type() == QVariant::String)
+            value = heapCopy(value.toString());
+        newLetters += value.toString().size();
+    }
     if (mSettings) {
-        write([&] {
-            for (auto one = values.cbegin(); one != values.cend(); ++one) {
-                const bool isText = one->type() == QVariant::String;
-                mSettings->setValue(heapCopy(one.key()), isText ? heapCopy(one->toString()) : *one);
-            }
+        write(newLetters, [&] {
+            for (auto one = values.cbegin(); one != values.cend(); ++one)
+                mSettings->setValue(heapCopy(one.key()), *one);
         });
     }
     report(ofOthers);
@@ -100,7 +109,7 @@ void configuration::remove(QString key)
 {
     const settingsFile::Kept ofOthers = renew();
     if (mSettings && mSettings->contains(key))
-        write([&] { mSettings->remove(heapCopy(key)); });
+        write(0, [&] { mSettings->remove(heapCopy(key)); });
     report(ofOthers);
 }
 
@@ -116,6 +125,13 @@ settingsFile::Kept configuration::renew() const
     const QString path = mSettings->fileName();
     if (state->inode != 0 && !QFile(path).open(QIODevice::ReadOnly))
         return {};
+    // Qt may have cut the file to nothing, but it still knows what was in it.
+    if (mLacksRoom && state->size == 0) {
+        const QStringList keys = mSettings->allKeys();
+        for (const QString &key : keys)
+            mSettings->setValue(key, mSettings->value(key));
+    }
+    mLacksRoom = false;
     return keepWhatGoes(path, [&] {
         // All objects on a file share what one of them reads when it is made. Only this one knows
         // of a byte-order mark, so it must read everything before it goes.
@@ -149,15 +165,19 @@ settingsFile::Kept configuration::keepWhatGoes(const QString &path, Read readFil
 
 /// Makes a change, and sees to it that what Qt is going to drop from the file is not lost.
 template<typename Change>
-void configuration::write(Change change)
+void configuration::write(int newLetters, Change change)
 {
+    constexpr int longestLetter = 6; // as in \x20ac
     const QString path = mSettings->fileName();
+    const QString whyNot = settingsFile::whyNoRoom(path, longestLetter * newLetters);
+    mLacksRoom = !whyNot.isEmpty();
     const QByteArray bytes = settingsFile::read(path);
     settingsFile::Kept kept;
     if (bytes != mSafe && settingsFile::isSafe(bytes))
         mSafe = bytes;
-    else if (bytes != mSafe)
+    // A link needs no room, so that the file is still there when Qt has cut it.
+    if (bytes != mSafe || (mLacksRoom && !bytes.isEmpty()))
         kept = settingsFile::keep(path, bytes);
     change();
-    report(kept);
+    report(kept, whyNot);
 }

@@ -21,8 +21,9 @@ class QSettings;
 /// from the event loop of the thread that called init(); all calls but instance() must be made on
 /// that thread. Anything that Qt would drop (comments, notes, keys that occur twice) is first saved
 /// in a copy beside the file, `name`.kept-1.ini or the next free number, and a line in the host's
-/// log names the copy (logMessage). Edits made to the file between a change and Qt's write are not
-/// checked. Before init() the store is empty and keeps nothing.
+/// log names the copy (logMessage). Where the disk has no room the file is kept in any case. Edits
+/// made to the file between a change and Qt's write are not checked. Before init() the store is
+/// empty and keeps nothing.
 class configuration : public QObject
 {
     Q_OBJECT
@@ -55,7 +56,7 @@ private:
     template<typename Read>
     settingsFile::Kept keepWhatGoes(const QString &path, Read readFile) const;
     template<typename Change>
-    void write(Change change);
+    void write(int newLetters, Change change);
 
     static std::atomic<configuration *> mInstance;
 
@@ -64,4 +65,5 @@ private:
     QByteArray mName; ///< of the file, in the system's encoding
     mutable settingsFile::FileState mSeen; ///< as it was when Qt last read it
     mutable QByteArray mSafe; ///< bytes that Qt writes back as they stand
+    mutable bool mLacksRoom = false; ///< whether there was none for the last change
 };

@@ -3,10 +3,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSet>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QTemporaryFile>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 namespace {
 
@@ -32,13 +33,17 @@ QList<QByteArray> linesInSections(const QByteArray &bytes)
     return result;
 }
 
-/// Returns what went wrong, nothing if all is well.
-QString write(const QString &path, const QByteArray &bytes)
+/// Writes all of the bytes. Returns why they couldn't be written, empty if all is well.
+QString writeAll(QFileDevice &file, QByteArray bytes)
 {
-    QSaveFile file(path);
-    const bool isWritten =
-        file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
-    return isWritten ? QString() : file.errorString();
+    while (!bytes.isEmpty()) {
+        // Where there is room for a part, only the next call says what is wrong.
+        const qint64 count = file.write(bytes);
+        if (count <= 0)
+            return file.errorString();
+        bytes.remove(0, int(count));
+    }
+    return file.flush() ? QString() : file.errorString();
 }
 
 }
@@ -61,7 +66,7 @@ std::optional<QList<int>> settingsFile::linesThatChange(const QByteArray &bytes)
         // Nobody needs it after a crash, so that the disk need not be waited for.
         QFile file(path);
         if (!folder.isValid() || !file.open(QIODevice::WriteOnly)
-            || file.write(bytes) != bytes.size() || !file.flush())
+            || !writeAll(file, bytes).isEmpty())
             return std::nullopt;
     }
     {
@@ -123,6 +128,34 @@ bool settingsFile::isSafe(const QByteArray &bytes)
     return lines && lines->isEmpty();
 }
 
+QString settingsFile::whyNoRoom(const QString &path, qint64 newBytes)
+{
+    const QFileInfo info(path);
+    QTemporaryFile file((info.exists() ? info.canonicalFilePath() : path)
+                        + QLatin1String(".XXXXXX"));
+    constexpr qint64 margin = 16384; // for Qt's lock and what the file system adds
+    const qint64 size = info.size() + newBytes + margin;
+    return file.open() ? writeAll(file, QByteArray(int(size), ' ')) : QString();
+}
+
+QString settingsFile::write(const QString &path, const QByteArray &bytes,
+                            QFileDevice::Permissions permissions)
+{
+    QTemporaryFile file(path + QLatin1String(".XXXXXX"));
+    if (!file.open() || !file.setPermissions(permissions))
+        return file.errorString();
+    const QString error = writeAll(file, bytes);
+    if (!error.isEmpty())
+        return error;
+    if (fsync(file.handle()) != 0
+        || rename(QFile::encodeName(file.fileName()).constData(),
+                  QFile::encodeName(path).constData())
+            != 0)
+        return qt_error_string(errno);
+    file.setAutoRemove(false);
+    return QString();
+}
+
 settingsFile::Kept settingsFile::keep(const QString &path, const QByteArray &bytes)
 {
     const QFileInfo info(path);
@@ -149,6 +182,6 @@ settingsFile::Kept settingsFile::keep(const QString &path, const QByteArray &byt
         } else if (errno == EEXIST) {
             continue;
         }
-        return {copy, write(copy, bytes)};
+        return {copy, write(copy, bytes, QFile::permissions(path))};
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFileDevice>
 #include <QList>
 #include <QString>
 
@@ -48,6 +49,15 @@ QByteArray read(const QString &path);
 
 /// Whether Qt would write every line of these bytes back as it stands.
 bool isSafe(const QByteArray &bytes);
+
+/// Why `newBytes` more than the settings file `path` holds can't be written beside it, in the
+/// system's words. Empty when there is room, and where no file can be made at all. Asked before a
+/// write, since Qt forgets the last error of one, and then a cut file takes the place of a whole.
+QString whyNoRoom(const QString &path, qint64 newBytes);
+
+/// Writes a file whole, and in place of the one that was there, or not at all. Returns why it could
+/// not be done, in the system's words; empty when the bytes are on the disk.
+QString write(const QString &path, const QByteArray &bytes, QFileDevice::Permissions permissions);
 
 /// What came of keep().
 struct Kept

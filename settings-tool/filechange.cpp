@@ -1,0 +1,182 @@
+#include "settings-tool/filechange.h"
+
+#include "shared/settings/settingsfile.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLockFile>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+namespace {
+
+/// What the system last complained of.
+QString lastError() { return qt_error_string(errno); }
+
+/// Refuses, as root, to change a file of somebody else. The new one would be root's, and the
+/// client could perhaps not read it. Handing it over in a folder that its user controls is no way
+/// out: the name may lead elsewhere by then.
+void refuseToTakeAway(const QString &file)
+{
+    const QFileInfo info(file);
+    const QFileInfo owned(info.exists() ? file : info.path());
+    if (geteuid() != 0 || owned.ownerId() == 0)
+        return;
+    const QString owner =
+        owned.owner().isEmpty() ? QStringLiteral("#%1").arg(owned.ownerId()) : owned.owner();
+    throw Error{QStringLiteral("%1 belongs to %2. Run staybolt-settings as that user, for example "
+                               "with sudo -u '%2' staybolt-settings")
+                    .arg(owned.filePath(), owner)};
+}
+
+/// Takes the lock under which Qt writes the file. Returns whether it could; what is in the way then
+/// keeps the file from being written as well. Throws an Error when somebody else holds it too long.
+bool takeQtLock(QLockFile &qtLock, const QString &path, const FolderLock &lock)
+{
+    if (qtLock.tryLock(int(lock.remainingMs())))
+        return true;
+    if (qtLock.error() != QLockFile::LockFailedError)
+        return false;
+    qint64 process = 0;
+    QString host;
+    QString program;
+    const QString holder = qtLock.getLockInfo(&process, &host, &program)
+        ? QStringLiteral("%1 (process %2 on %3)").arg(program, QString::number(process), host)
+        : QStringLiteral("an unknown program");
+    lock.giveUp(QStringLiteral("%1 holds the lock %2.lock. If that program isn't running any more, "
+                               "delete the lock")
+                    .arg(holder, path));
+}
+
+/// Stores and removes values as `change` says. Returns all values of the file then.
+QVariantMap changeValues(QSettings &file, const QVariantMap &change)
+{
+    const QVariantMap before = valuesOf(file);
+    for (auto one = change.begin(); one != change.end(); ++one) {
+        if (one->isValid())
+            file.setValue(one.key(), *one);
+        else
+            file.remove(one.key());
+    }
+    // Qt has removed what is below a key as well, but the ids of two servers may begin alike.
+    for (auto one = before.begin(); one != before.end(); ++one) {
+        const QString &key = one.key();
+        if (!change.contains(key) && !file.contains(key) && key == lookedUp(key))
+            file.setValue(key, *one);
+    }
+    return valuesOf(file);
+}
+
+/// Whether a file holds these values for somebody who reads it from the disk.
+bool holds(const QString &file, const QVariantMap &values)
+{
+    const QVariantMap found = valuesOf(QSettings(file, QSettings::IniFormat));
+    // What was set as a number is read as text.
+    const auto isSame = [](const QVariant &one, const QVariant &other) {
+        return one.type() == other.type() ? one == other : one.toString() == other.toString();
+    };
+    return found.keys() == values.keys()
+        && std::equal(found.begin(), found.end(), values.begin(), isSame);
+}
+
+}
+
+FolderLock::FolderLock(const QString &path, std::chrono::seconds patience) :
+    mPatience(patience), mDeadline(patience)
+{
+    const QString folder = QFileInfo(fileAt(path)).path();
+    mFolder = open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (mFolder < 0 && (errno == ENOENT || errno == ENOTDIR))
+        throw Error{noFolder(folder)};
+    constexpr unsigned long pauseMs = 20;
+    // A folder that can't be read, or on some network file systems, has no such lock.
+    while (flock(mFolder, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        if (mDeadline.hasExpired()) {
+            close(mFolder);
+            giveUp(QStringLiteral("another staybolt-settings is still changing a file in ")
+                   + folder);
+        }
+        QThread::msleep(pauseMs);
+    }
+}
+
+FolderLock::~FolderLock()
+{
+    if (mFolder >= 0)
+        close(mFolder);
+}
+
+void FolderLock::giveUp(const QString &why) const
+{
+    throw Error{
+        QStringLiteral("gave up after %1 s: %2").arg(QString::number(mPatience.count()), why)};
+}
+
+QString changeFile(const QString &path, const QVariantMap &values, const FolderLock &lock)
+{
+    const auto refuse = [&path](const QString &why) {
+        throw Error{QStringLiteral("%1 can't be written: %2").arg(path, why)};
+    };
+    const auto refuseFor = [&refuse](const QString &error) {
+        if (!error.isEmpty())
+            refuse(error);
+    };
+    const QString file = fileAt(path);
+    refuseToTakeAway(file);
+    QLockFile qtLock(path + QStringLiteral(".lock"));
+    const bool isLocked = takeQtLock(qtLock, path, lock);
+    const QByteArray name = QFile::encodeName(file);
+    const auto state = settingsFile::stateOf(name);
+    QFile present(file);
+    const bool exists = present.exists();
+    if (exists && !present.open(QIODevice::ReadWrite))
+        refuse(present.errorString());
+    const QByteArray old = present.readAll();
+    int letters = 0;
+    for (const QVariant &value : values)
+        letters += value.toString().size();
+    constexpr int longestLetter = 6; // as in \x20ac
+    refuseFor(settingsFile::whyNoRoom(path, old.size() + longestLetter * letters));
+
+    // Qt may put a cut file in the place of a whole one, so it writes another one, beside it.
+    const QTemporaryDir folder(file + QStringLiteral(".XXXXXX"));
+    if (!folder.isValid())
+        refuse(folder.errorString());
+    if (!isLocked)
+        refuse(QStringLiteral("the lock %1.lock can't be made").arg(path));
+    const QString draft = folder.filePath(QStringLiteral("draft.ini"));
+    if (exists)
+        refuseFor(settingsFile::write(draft, old, present.permissions()));
+    QVariantMap expected;
+    {
+        QSettings settings(draft, QSettings::IniFormat);
+        settingsFile::readAll(settings);
+        expected = changeValues(settings, values);
+    }
+    // It comes from the disk, under a name that Qt has not read before.
+    const QString whole = folder.filePath(QStringLiteral("whole.ini"));
+    refuseFor(settingsFile::write(whole, settingsFile::read(draft), QFile::permissions(draft)));
+    if (!holds(whole, expected))
+        refuse(QStringLiteral("what was written can't be read back"));
+
+    const settingsFile::Kept kept =
+        settingsFile::isSafe(old) ? settingsFile::Kept() : settingsFile::keep(path, old);
+    if (!kept.error.isEmpty()) {
+        throw Error{
+            QStringLiteral("%1 could not be copied to %2: %3").arg(path, kept.copy, kept.error)};
+    }
+    if (!(settingsFile::stateOf(name) == state))
+        refuse(QStringLiteral("another program has just changed it; try again"));
+    if (rename(QFile::encodeName(whole).constData(), name.constData()) != 0)
+        refuse(lastError());
+    return kept.copy;
+}

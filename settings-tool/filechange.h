@@ -1,0 +1,38 @@
+#pragma once
+
+#include "settings-tool/storedsettings.h"
+
+#include <QDeadlineTimer>
+
+#include <chrono>
+
+/// Keeps other staybolt-settings processes from changing files in the folder of `path`. It leaves
+/// no file behind, and the plug-in never waits for it.
+class FolderLock
+{
+public:
+    /// How long to wait for another program that changes the file.
+    static constexpr std::chrono::seconds usualPatience{15};
+
+    /// Throws an Error if another process holds the folder for longer than `patience`.
+    FolderLock(const QString &path, std::chrono::seconds patience);
+    ~FolderLock();
+
+    /// How much of the patience is left.
+    qint64 remainingMs() const { return mDeadline.remainingTime(); }
+    /// Throws the Error for when it is used up, with the reason.
+    [[noreturn]] void giveUp(const QString &why) const;
+
+private:
+    Q_DISABLE_COPY(FolderLock)
+
+    const std::chrono::seconds mPatience;
+    const QDeadlineTimer mDeadline;
+    int mFolder = -1;
+};
+
+/// Stores values in the settings file `path` under their keys, and removes a key whose value is
+/// invalid. Either all of it is on the disk, together with whatever else the file held, or the file
+/// is as it was and an Error says why. Returns the path of the copy that was kept of what Qt drops,
+/// empty where there was no need for one.
+QString changeFile(const QString &path, const QVariantMap &values, const FolderLock &lock);
