@@ -159,9 +159,13 @@ QStringList Draft::save(const FolderLock &lock) const
     if (!copy.isEmpty())
         result.append(QStringLiteral("A copy of the old file is in %1.").arg(copy));
     result.append(QStringLiteral("Your changes apply from the next move."));
+    const bool isGone = values.contains(customNotify.text()) && notice == Notice::Standard;
     if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
-        result.append(QStringLiteral("In the plug-in's own dialog, press Reload before you press "
-                                     "Save. Save stores what its fields show."));
+        // Reload leaves the field alone where no text is stored.
+        result.append(
+            QStringLiteral("In the plug-in's own dialog, press %1 before you press Save. "
+                           "Save stores what its fields show.")
+                .arg(isGone ? QStringLiteral("Remove, then Reload,") : QStringLiteral("Reload")));
     }
     return result;
 }

@@ -162,8 +162,10 @@ private Q_SLOTS:
         QCOMPARE(mError, QString());
         QCOMPARE(mOutput.section("WARNING: ", 1).trimmed(), warning);
         QCOMPARE(mOutput.contains("Your changes apply from the next move.\n"), before != after);
-        QCOMPARE(mOutput.contains("In the plug-in's own dialog, press Reload before you press "
-                                  "Save. Save stores what its fields show.\n"),
+        const char *first = words.contains("standard") ? "Remove, then Reload," : "Reload";
+        QCOMPARE(mOutput.contains(QString("In the plug-in's own dialog, press %1 before you press "
+                                          "Save. Save stores what its fields show.\n")
+                                      .arg(first)),
                  words.contains("notify"));
         QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 1);
     }

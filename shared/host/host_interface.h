@@ -203,7 +203,7 @@ TS3PLUGIN_EXPORT void ts3plugin_setFunctionPointers(TS3Functions funcs);
 /// Second call. Returns 0 for success.
 TS3PLUGIN_EXPORT int ts3plugin_init();
 /// Last call before the library is unloaded. It must come while the host's QApplication lives,
-/// since it deletes the settings dialog, and an open one would crash without it.
+/// since it deletes the settings dialog, which can't go later if it is open.
 TS3PLUGIN_EXPORT void ts3plugin_shutdown();
 /// Gives the plug-in the id under which the host knows it; the text is the host's.
 TS3PLUGIN_EXPORT void ts3plugin_registerPluginID(const char *id);

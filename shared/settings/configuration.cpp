@@ -137,6 +137,8 @@ settingsFile::Kept configuration::renew() const
         // of a byte-order mark, so it must read everything before it goes.
         const QSettings another(path, QSettings::IniFormat);
         another.allKeys();
+        // Ours may have met a mark as well when it wrote.
+        settingsFile::readAll(*mSettings);
         if (another.status() != QSettings::AccessError)
             mSeen = *state;
     });

@@ -15,15 +15,15 @@ class QSettings;
 /// The plug-in's settings, one INI file in the host's configuration directory.
 ///
 /// No call fails. Whatever Qt can read from the file is used; a missing or unreadable file counts
-/// as empty. Each call first looks whether somebody has changed the file since, and if so has Qt
-/// read it anew; while it can't be read, what was read last stays in effect. A value that is set
-/// stays in effect until the library is unloaded, even if it can't be written. Qt writes changes
-/// from the event loop of the thread that called init(); all calls but instance() must be made on
-/// that thread. Anything that Qt would drop (comments, notes, keys that occur twice) is first saved
-/// in a copy beside the file, `name`.kept-1.ini or the next free number, and a line in the host's
-/// log names the copy (logMessage). Where the disk has no room the file is kept in any case. Edits
-/// made to the file between a change and Qt's write are not checked. Before init() the store is
-/// empty and keeps nothing.
+/// as empty. Each call first checks whether somebody has changed the file, and if so has Qt read it
+/// again; while it can't be read, what was read last stays in effect. A value that can't be written
+/// stays in effect until the library is unloaded. Qt writes changes from the event loop of the
+/// thread that called init(); all calls but instance() must be made on that thread. Anything that
+/// Qt would drop (comments, notes, keys that occur twice) is first saved in a copy beside the file,
+/// `name`.kept-1.ini or the next free number, and a line in the host's log names the copy
+/// (logMessage). Where the disk has no room the file is kept in any case. Edits made to the file
+/// between a change and Qt's write are not checked. Before init() the store is empty and keeps
+/// nothing.
 class configuration : public QObject
 {
     Q_OBJECT

@@ -15,7 +15,7 @@ inline constexpr char standardNotice[] =
 enum class Kind {
     Switch, ///< bool; off when it is empty, 0 or false
     Text, ///< text
-    Channel, ///< channel id: the low 32 bits of the number, 0 when it is no number
+    Channel, ///< channel id: the low 32 bits of the number, 0 if it isn't a number
     Presence ///< not read; only its presence counts
 };
 
