@@ -3,7 +3,7 @@
 #include "settings-tool/hint.h"
 
 #include <QDialogButtonBox>
-#include <QFormLayout>
+#include <QGridLayout>
 #include <QLineEdit>
 #include <QRadioButton>
 
@@ -26,16 +26,26 @@ ServerDialog::ServerDialog(const Draft &draft, int index, QWidget *parent) :
     mChannel(new QLineEdit(mBefore.channel.value_or(QString()))), mChannelHint(new Hint)
 {
     setWindowTitle(index < 0 ? QStringLiteral("Add Server") : QStringLiteral("Edit Server"));
-    auto *form = new QFormLayout(this);
-    form->addRow(QStringLiteral("Unique &id:"), mUid);
-    form->addRow(QString(), mUidHint);
-    form->addRow(QStringLiteral("&Name:"), mName);
-    form->addRow(mLeaveAlone);
-    form->addRow(mUndo);
-    form->addRow(QStringLiteral("C&hannel number:"), mChannel);
-    form->addRow(QString(), mChannelHint);
+    auto *grid = new QGridLayout(this);
+    const auto addField = [grid](const QString &text, QLineEdit *field) {
+        auto *label = new QLabel(text);
+        label->setBuddy(field);
+        const int row = grid->rowCount();
+        grid->addWidget(label, row, 0);
+        grid->addWidget(field, row, 1);
+    };
+    const auto addRow = [grid](QWidget *widget) {
+        grid->addWidget(widget, grid->rowCount(), 0, 1, -1);
+    };
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel);
-    form->addRow(buttons);
+    addField(QStringLiteral("Unique &id:"), mUid);
+    addRow(mUidHint);
+    addField(QStringLiteral("&Name:"), mName);
+    addRow(mLeaveAlone);
+    addRow(mUndo);
+    addField(QStringLiteral("C&hannel number:"), mChannel);
+    addRow(mChannelHint);
+    addRow(buttons);
     constexpr int idLetters = 30;
     mUid->setMinimumWidth(fontMetrics().horizontalAdvance(QLatin1Char('N')) * idLetters);
     mName->setPlaceholderText(QStringLiteral("For your eyes only; may be empty"));

@@ -92,7 +92,7 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     layout->addWidget(mStatus);
     layout->addWidget(buttons);
     load();
-    fillList(0);
+    fillList(-1);
     if (mDraft)
         mNotices.checkedButton()->setFocus();
     fitInto(QGuiApplication::primaryScreen()->availableSize());
@@ -194,7 +194,7 @@ QWidget *SettingsWindow::newServersPage()
 void SettingsWindow::fitInto(const QSize &screen)
 {
     // Room for an id, whatever the font, and for what is beside it.
-    const QString letters(95, QLatin1Char('n'));
+    const QString letters(110, QLatin1Char('n'));
     const QSize content = sizeHint().expandedTo({fontMetrics().horizontalAdvance(letters), 0});
     // The window manager's frame is not known before the window is shown.
     const int frame = style()->pixelMetric(QStyle::PM_TitleBarHeight) * 3 / 2;
@@ -325,7 +325,7 @@ void SettingsWindow::removeSelected()
     QTreeWidgetItem *item = mList->selectedItems().first();
     const QTreeWidgetItem *next =
         mList->itemBelow(item) ? mList->itemBelow(item) : mList->itemAbove(item);
-    const int nextIndex = next ? next->data(ServerColumn, indexRole).toInt() : 0;
+    const int nextIndex = next ? next->data(ServerColumn, indexRole).toInt() : -1;
     mDraft->remove(index);
     mStatus->say({});
     fillList(nextIndex > index ? nextIndex - 1 : nextIndex);

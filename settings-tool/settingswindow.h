@@ -39,7 +39,7 @@ private:
     void load();
     /// Returns whether all is stored now.
     bool save();
-    /// Fills the list from the draft, and selects the server at that index.
+    /// Fills the list from the draft, and selects the server at that index, or the first row.
     void fillList(int selected);
     /// The index of the selected server in the draft, -1 when none is selected.
     int selected() const;

@@ -86,6 +86,7 @@ private Q_SLOTS:
                          "!abf= | protected (channel 0 has no effect) | abf=\n"
                          "abg= | left alone | abg=\n"
                          "Home | idleDock channel 42 (not allowed) | abc="));
+        QCOMPARE(list->selectedItems().first()->text(0), QString("5"));
         QCOMPARE(list->currentItem()->data(1, Qt::AccessibleDescriptionRole).toString(),
                  QString("this doesn't look like a server's unique id: those have 28 characters "
                          "and end in =\nthe server is left alone, so its idleDock channel has no "
