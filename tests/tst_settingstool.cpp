@@ -463,6 +463,7 @@ staybolt.sendnotify
         writeFile(
             mFile,
             "[General]\nstaybolt.abc%3D=1\nstaybolt.abd%3D=1\nmodule.idleDock.xyz%3D.target=1\n"
+            "name.abd%3D=mine\nname.gone%3D=unused\n"
             "staybolt.%24%28touch%24%7BIFS%7Dpwned%29%3D=1\n");
         const auto completed = [&](const QString &words) {
             const QString script = "PATH=$(dirname \"$1\"):$PATH; cd \"$2\"; . " SOURCE_FOLDER
@@ -480,6 +481,8 @@ staybolt.sendnotify
         QCOMPARE(completed("include '\\$'"), QString("\\$\\(touch\\$\\{IFS\\}pwned\\)=\n"));
         QCOMPARE(completed("idledock-target x"), QString("xyz=\n"));
         QCOMPARE(completed("idledock-target abc = n"), QString("none\n"));
+        QCOMPARE(completed("name x"), QString("xyz=\n"));
+        QCOMPARE(completed("name g"), QString("\n")); // has no settings
         QCOMPARE(completed("inc"), QString("include\n"));
         QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files), QStringList("a b.ini"));
     }
