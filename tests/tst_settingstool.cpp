@@ -173,7 +173,8 @@ private Q_SLOTS:
         QCOMPARE(readFile(mFile), after);
         QCOMPARE(mError, QString());
         QCOMPARE(mOutput.section("WARNING: ", 1).trimmed(), warning);
-        QCOMPARE(mOutput.contains("Your changes apply from the next move.\n"), before != after);
+        QCOMPARE(mOutput.contains("Your changes apply from the next move.\n"),
+                 before != after && !words.contains("name"));
         const char *first = words.contains("standard") ? "Remove, then Reload," : "Reload";
         QCOMPARE(mOutput.contains(QString("In the plug-in's own dialog, press %1 before you press "
                                           "Save. Save stores what its fields show.\n")
