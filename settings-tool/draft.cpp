@@ -55,7 +55,8 @@ std::optional<Draft::Problem> Draft::problemWith(const Server &server, int index
     if (channel.isEmpty()) {
         return Problem{Problem::Channel,
                        QStringLiteral("enter the channel's number. To undo every move on this "
-                                      "server, press Cancel, then Remove")};
+                                      "server, press Cancel%1")
+                           .arg(QLatin1String(isNew ? "" : ", then Remove"))};
     }
     return channelIn(channel) ? std::nullopt
                               : std::optional(Problem{Problem::Channel, channelRule()});
@@ -114,7 +115,7 @@ QStringList Draft::warningOfNotice() const
     if (notice == Notice::Standard && (stored.ownText() || !ownText.isEmpty()))
         return {QStringLiteral("Save removes your own message.")};
     if (notice == Notice::Own && ownText.isEmpty())
-        return {QStringLiteral("Your message is empty.")};
+        return {QStringLiteral("Your message is empty, and is sent as it is.")};
     return {};
 }
 
@@ -240,8 +241,8 @@ QStringList Draft::save(const FolderLock &lock) const
     if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
         // Reload leaves the field alone where no text is stored.
         result.append(
-            QStringLiteral("In the plug-in's own dialog, press %1 before you press Save. "
-                           "Save stores what its fields show.")
+            QStringLiteral("In the plug-in's own dialog, press %1 before you press Save: that Save "
+                           "stores what the fields there show.")
                 .arg(isGone ? QStringLiteral("Remove, then Reload,") : QStringLiteral("Reload")));
     }
     return result;

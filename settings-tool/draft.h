@@ -21,6 +21,12 @@ public:
         bool isLeftAlone = false;
         /// The id of its idleDock channel as text, which may be no channel at all.
         std::optional<QString> channel;
+
+        bool operator==(const Server &other) const
+        {
+            return uid == other.uid && name == other.name && isLeftAlone == other.isLeftAlone
+                && channel == other.channel;
+        }
     };
 
     /// Why a server can't be stored, and in which of its fields the reason lies.

@@ -6,6 +6,7 @@
 #include <QGridLayout>
 #include <QLineEdit>
 #include <QRadioButton>
+#include <QRegularExpression>
 
 namespace {
 
@@ -55,13 +56,16 @@ ServerDialog::ServerDialog(const Draft &draft, int index, QWidget *parent) :
         showHints();
     };
     for (QLineEdit *field : {mUid, mChannel}) {
-        connect(field, &QLineEdit::textEdited, this, [field, edited](const QString &text) {
-            if (text != text.trimmed())
-                field->setText(text.trimmed());
+        connect(field, &QLineEdit::textEdited, this, [field, edited](QString text) {
+            // A copy from a chat may bring blanks and line breaks along.
+            const QString bare = text.remove(QRegularExpression(QStringLiteral("\\s")));
+            if (field->text() != bare)
+                field->setText(bare);
             edited();
         });
     }
     connect(mUndo, &QRadioButton::toggled, this, edited);
+    connect(mUndo, &QRadioButton::clicked, mChannel, qOverload<>(&QWidget::setFocus));
     connect(buttons, &QDialogButtonBox::accepted, this, &ServerDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &ServerDialog::reject);
     showHints();
@@ -97,7 +101,7 @@ void ServerDialog::showHints()
     const Draft::Server now = server();
     mChannel->setEnabled(mUndo->isChecked());
     QStringList ofUid;
-    if (errorInUid(now.uid).isEmpty())
+    if (!now.uid.isEmpty())
         ofUid = Draft::warningsOfUid(now);
     QStringList ofChannel;
     if (mUndo->isChecked()) {

@@ -6,9 +6,11 @@
 #include <QAction>
 #include <QCheckBox>
 #include <QCloseEvent>
+#include <QCollator>
 #include <QDialogButtonBox>
 #include <QDir>
 #include <QGuiApplication>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
@@ -28,6 +30,9 @@ namespace {
 
 enum Column { ServerColumn, SettingColumn, UidColumn };
 
+/// How many letters of a name the list shows at least.
+constexpr int longestName = 50;
+
 /// The index of the server in the draft.
 constexpr int indexRole = Qt::UserRole;
 
@@ -39,8 +44,11 @@ public:
 
     bool operator<(const QTreeWidgetItem &other) const override
     {
+        QCollator collator{QLocale(QLocale::English)};
+        collator.setCaseSensitivity(Qt::CaseInsensitive);
+        collator.setNumericMode(true);
         const int column = treeWidget()->sortColumn();
-        return text(column).compare(other.text(column), Qt::CaseInsensitive) < 0;
+        return collator.compare(text(column), other.text(column)) < 0;
     }
 };
 
@@ -94,7 +102,7 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     load();
     fillList(-1);
     if (mDraft)
-        mNotices.checkedButton()->setFocus();
+        mNotices.checkedButton()->setFocus(Qt::TabFocusReason); // with a mark
     fitInto(QGuiApplication::primaryScreen()->availableSize());
 }
 
@@ -126,7 +134,16 @@ QWidget *SettingsWindow::newMessagePage()
         if (notice == int(Draft::Notice::Own))
             mOwnText->setFocus();
     });
-    connect(mOwnText, &QLineEdit::textEdited, this, &SettingsWindow::edited);
+    connect(mOwnText, &QLineEdit::textEdited, this, [this](QString text) {
+        // A pasted line break would be sent, but looks like a blank here.
+        for (QChar &letter : text) {
+            if (letter.isSpace())
+                letter = QLatin1Char(' ');
+        }
+        if (text != mOwnText->text())
+            mOwnText->setText(text);
+        edited();
+    });
     return page;
 }
 
@@ -138,6 +155,9 @@ QWidget *SettingsWindow::newServersPage()
     mList->setRootIsDecorated(false);
     mList->setAllColumnsShowFocus(true);
     mList->setSortingEnabled(true);
+    mList->header()->setStretchLastSection(false); // an id is shown whole
+    connect(mList->header(), &QHeaderView::sortIndicatorChanged, this,
+            [this] { mList->scrollToItem(mList->currentItem()); });
     mList->sortByColumn(ServerColumn, Qt::AscendingOrder);
     connect(mList, &QTreeWidget::itemSelectionChanged, this, &SettingsWindow::check);
     // Qt looks for letters in the column that was clicked last.
@@ -292,13 +312,17 @@ void SettingsWindow::fillList(int selected)
         }
         if (!mList->currentItem())
             mList->setCurrentItem(mList->topLevelItem(0));
-        mList->scrollToItem(mList->currentItem());
-        for (int column = ServerColumn; column < UidColumn; ++column) {
+        for (int column = ServerColumn; column <= UidColumn; ++column) {
             mList->resizeColumnToContents(column);
-            mList->setColumnWidth(column, mList->columnWidth(column) + fontMetrics().height());
+            const int width = mList->columnWidth(column) + fontMetrics().height();
+            const int widest = fontMetrics().horizontalAdvance(QLatin1Char('n')) * longestName;
+            mList->setColumnWidth(column, std::min(width, widest));
         }
     }
     check();
+    // When the hints below the list have taken their room.
+    QMetaObject::invokeMethod(
+        this, [this] { mList->scrollToItem(mList->currentItem()); }, Qt::QueuedConnection);
 }
 
 int SettingsWindow::selected() const
@@ -312,6 +336,8 @@ void SettingsWindow::editServer(int index)
     ServerDialog dialog(*mDraft, index, this);
     if (dialog.exec() != QDialog::Accepted)
         return;
+    if (index >= 0 && dialog.server() == mDraft->servers.at(index))
+        return; // there would be nothing to undo
     if (index < 0)
         mDraft->add(dialog.server());
     else

@@ -177,7 +177,7 @@ private Q_SLOTS:
                  before != after && !words.contains("name"));
         const char *first = words.contains("standard") ? "Remove, then Reload," : "Reload";
         QCOMPARE(mOutput.contains(QString("In the plug-in's own dialog, press %1 before you press "
-                                          "Save. Save stores what its fields show.\n")
+                                          "Save: that Save stores what the fields there show.\n")
                                       .arg(first)),
                  words.contains("notify"));
         QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 1);

@@ -113,13 +113,14 @@ private Q_SLOTS:
             "Enter the channel's number. To undo every move on this server, "
             "press Cancel, then Remove.";
         const char *noChannel = "A channel is a number from 0 to 4294967295.";
-        row(-1, " \n abf=\r\n, My  home ,leave,-", "name.abf==My home; staybolt.abf==true");
+        row(-1, " \n a bf\n=\r\n, My  home ,leave,-", "name.abf==My home; staybolt.abf==true");
         row(-1, "abf=,-,undo,042", "module.idleDock.abf=.target=42");
         row(-1, ",-,leave,-", "The server's unique id is missing.");
         row(-1, "abc=/,-,leave,-", "This server is already in the list.");
         row(-1, "permitIdleDock,-,leave,-",
             "PermitIdleDock: this id clashes with the name of a setting.");
-        row(-1, "abf=,-,undo,-", noNumber);
+        row(-1, "abf=,-,undo,-",
+            "Enter the channel's number. To undo every move on this server, press Cancel.");
         row(-1, "abf=,-,undo,4294967296", noChannel);
         // What the file holds may stay, whatever it is.
         row(0, "-,Home,-,-", "name.50%=Home");
@@ -128,7 +129,7 @@ private Q_SLOTS:
             "+, / and =. To find a server's id, click the server's name in the "
             "client and look at the info panel.");
         row(0, "abf=,-,-,-", "module.idleDock.50%.target=; module.idleDock.abf=.target=fortytwo");
-        row(0, "-,-,-,five", noChannel);
+        row(2, "-,-,-,five", noChannel);
         row(1, "-,-,undo,-", noNumber);
         row(1, "abd=,-,-,-", "This server is already in the list.");
         row(1, "-,-,undo,7", "module.idleDock.abc=.target=7; staybolt.abc==");
