@@ -21,6 +21,13 @@ struct Job
             output.append(QStringLiteral("WARNING: ") + warning);
     }
 
+    /// Warns of what is odd about the server.
+    void warnOf(const Draft::Server &server)
+    {
+        for (const QString &warning : Draft::warningsOf(server))
+            warn({QStringLiteral("%1: %2").arg(server.uid, warning)});
+    }
+
     /// Stores what the draft changes.
     void save(const QString &done)
     {
@@ -53,14 +60,16 @@ void list(Job &job)
     job.warn(job.draft.stored.warnings());
     if (job.words.isEmpty()) {
         job.warn(job.draft.warningOfIdleDock());
-        for (int i = 0; i < job.draft.servers.size(); ++i)
-            job.warn(job.draft.warningsOf(i));
+        for (const Draft::Server &server : qAsConst(job.draft.servers))
+            job.warnOf(server);
     } else {
         const int index = serverOf(job);
-        job.warn(job.draft.warningsOf(index));
-        const QString uid = job.draft.servers.at(index).uid;
-        keys = QStringList{storedKey(settingsKeys::excludedServer, uid),
-                           storedKey(settingsKeys::idleDockTarget, uid)};
+        job.warnOf(job.draft.servers.at(index));
+        keys.clear();
+        for (const settingsKeys::Key *key : settingsKeys::all) {
+            if (key->isPerServer())
+                keys.append(storedKey(*key, job.draft.servers.at(index).uid));
+        }
     }
     for (const QString &key : qAsConst(keys))
         job.output.append(job.draft.stored.describe(key));
@@ -69,24 +78,35 @@ void list(Job &job)
 void exclude(Job &job)
 {
     const int index = serverOf(job);
-    Draft::Server &server = job.draft.servers[index];
+    Draft::Server server = job.draft.servers.at(index);
     server.isLeftAlone = true;
-    // The file may hold a channel for an id that it can hold nothing else for.
-    const QString error = job.draft.errorIn(index);
-    if (!error.isEmpty())
-        refuse(error);
+    if (const auto problem = job.draft.problemWith(server, index))
+        refuse(problem->message);
+    job.draft.servers[index] = server;
     job.save(QStringLiteral("Staybolt will leave %1 alone.").arg(server.uid));
-    job.warn(job.draft.warningsOf(index));
+    job.warnOf(server);
 }
 
 void include(Job &job)
 {
-    const int index = serverOf(job);
-    Draft::Server &server = job.draft.servers[index];
-    if (!server.isLeftAlone)
-        refuse(QStringLiteral("%1 is protected already").arg(server.uid));
+    Draft::Server &server = job.draft.servers[serverOf(job)];
     server.isLeftAlone = false;
-    job.save(QStringLiteral("Staybolt will protect you on %1 again.").arg(server.uid));
+    job.save(QStringLiteral("Staybolt will protect you on %1.").arg(server.uid));
+}
+
+void setName(Job &job)
+{
+    Draft::Server &server = job.draft.servers[serverOf(job)];
+    if (!server.isLeftAlone && !server.channel) {
+        refuse(
+            QStringLiteral("%1 has no settings. Leave it alone or set its idleDock channel first")
+                .arg(server.uid));
+    }
+    const QString name = job.words.constLast().simplified();
+    server.name = name == QLatin1String("none") ? QString() : name;
+    job.save(server.name.isEmpty()
+                 ? QStringLiteral("%1 has no name.").arg(server.uid)
+                 : QStringLiteral("the name of %1 is %2.").arg(server.uid, server.name));
 }
 
 void allowIdleDock(Job &job)
@@ -109,16 +129,14 @@ void setIdleDockChannel(Job &job)
     if (channel) {
         server.channel = QString::number(*channel);
         job.save(
-            QStringLiteral("the idleDock channel of %1 is %2.").arg(server.uid, server.channel));
-        job.warn(job.draft.warningsOf(index));
+            QStringLiteral("the idleDock channel of %1 is %2.").arg(server.uid, *server.channel));
+        job.warnOf(server);
         return;
     }
     if (text != QLatin1String("none"))
         refuse(QStringLiteral("%1, or none to remove it; not \"%2\"").arg(channelRule(), text));
-    if (server.channel.isEmpty())
-        refuse(QStringLiteral("%1 has no idleDock channel").arg(server.uid));
-    server.channel.clear();
-    job.save(QStringLiteral("%1 has no idleDock channel any more.").arg(server.uid));
+    server.channel.reset();
+    job.save(QStringLiteral("%1 has no idleDock channel.").arg(server.uid));
 }
 
 void setNotice(Job &job)
@@ -163,11 +181,12 @@ struct Command
 constexpr Command all[] = {
     {"list [UID]", 0, 1, list, "show all settings, or those of one server"},
     {"exclude UID", 1, 1, exclude, "leave the server with that unique id alone"},
-    {"include UID", 1, 1, include, "protect you on that server again"},
+    {"include UID", 1, 1, include, "turn protection on again for that server"},
     {"idledock on|off", 1, 1, allowIdleDock,
      "allow moves into idleDock channels, or undo them\nlike any other move"},
     {"idledock-target UID CHANNEL|none", 2, 2, setIdleDockChannel,
      "set the idleDock channel of that server"},
+    {"name UID TEXT|none", 2, 2, setName, "name that server, for your eyes only"},
     {"notify on|off|standard|text TEXT", 1, std::numeric_limits<int>::max(), setNotice,
      "on: send your message, or the standard one if you have none\noff: send nothing\n"
      "standard: send the standard message, and delete yours\ntext: send TEXT"},

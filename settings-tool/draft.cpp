@@ -6,15 +6,6 @@
 
 using namespace settingsKeys;
 
-namespace {
-
-QString about(const Draft::Server &server, const QString &what)
-{
-    return QStringLiteral("%1: %2").arg(server.uid, what);
-}
-
-}
-
 Draft::Draft(const QString &path) : stored(path)
 {
     if (stored.isOn(sendNotify))
@@ -23,70 +14,98 @@ Draft::Draft(const QString &path) : stored(path)
     allowsIdleDock = stored.isOn(idleDock);
     const auto &held = stored.servers();
     for (auto one = held.begin(); one != held.end(); ++one)
-        servers.append({one.key(), one->isLeftAlone, one->channel.value_or(QString()), one.key()});
+        servers.append(
+            {one.key(), stored.names().value(one.key()), one->isLeftAlone, one->channel});
 }
 
-int Draft::indexOf(const QString &uid)
+int Draft::find(const QString &uid) const
 {
     for (int i = 0; i < servers.size(); ++i) {
         if (uidAsStored(servers.at(i).uid) == uidAsStored(uid))
             return i;
     }
-    servers.append({uid, false, QString(), std::nullopt});
+    return -1;
+}
+
+int Draft::indexOf(const QString &uid)
+{
+    const int index = find(uid);
+    if (index >= 0)
+        return index;
+    servers.append({uid, stored.names().value(uid), false, std::nullopt});
     return servers.size() - 1;
 }
 
-QString Draft::errorIn(int index) const
+std::optional<Draft::Problem> Draft::problemWith(const Server &server, int index) const
 {
-    const Server &server = servers.at(index);
-    if (isBlank(server))
-        return QString();
-    // What the file holds already may stay, whatever it is.
-    const bool isStored = server.storedUid == server.uid;
-    const StoredSettings::Server held = stored.servers().value(server.uid);
-    QString error = errorInUid(server.uid);
-    if ((!isStored || (server.isLeftAlone && !held.isLeftAlone)) && !error.isEmpty())
-        return error;
-    const bool isOtherChannel = !isStored || server.channel != held.channel;
-    if (!server.channel.isEmpty() && isOtherChannel && !channelIn(server.channel))
-        return about(server, channelRule());
-    for (int other = 0; other < index; ++other) {
-        const Server &above = servers.at(other);
-        const bool areStored = isStored && above.storedUid == above.uid;
-        if (!areStored && uidAsStored(above.uid) == uidAsStored(server.uid))
-            return about(server, QStringLiteral("this server is already in the list"));
+    const bool isNew = index < 0;
+    const Server before = isNew ? Server() : servers.at(index);
+    const bool isOther = isNew || server.uid != before.uid;
+    const QString error = errorInUid(server.uid);
+    // The file may hold a channel for an id that it can hold nothing else for.
+    if (!error.isEmpty() && (isOther || (server.isLeftAlone && !before.isLeftAlone)))
+        return Problem{Problem::Uid, error};
+    for (int other = 0; isOther && other < servers.size(); ++other) {
+        if (other != index && uidAsStored(servers.at(other).uid) == uidAsStored(server.uid))
+            return Problem{Problem::Uid, QStringLiteral("this server is already in the list")};
     }
-    // A channel that the file holds as an empty text may stay.
-    if (!server.isLeftAlone && server.channel.isEmpty() && isOtherChannel)
-        return about(server, QStringLiteral("tick \"Left alone\" or enter a channel"));
-    return QString();
+    if (server.isLeftAlone || !(isNew || before.isLeftAlone || server.channel != before.channel))
+        return std::nullopt;
+    const QString channel = server.channel.value_or(QString());
+    if (channel.isEmpty()) {
+        return Problem{Problem::Channel,
+                       QStringLiteral("enter the channel's number. To undo every move on this "
+                                      "server, press Cancel, then Remove")};
+    }
+    return channelIn(channel) ? std::nullopt
+                              : std::optional(Problem{Problem::Channel, channelRule()});
 }
 
-QStringList Draft::warningsOf(int index) const
+QStringList Draft::warningsOfUid(const Server &server)
 {
-    const Server &server = servers.at(index);
-    if (isBlank(server))
-        return {};
     QStringList result;
-    const auto warn = [&](const QString &what) { result.append(about(server, what)); };
     // Its length tells nothing, since the file loses doubled slashes.
     static const QRegularExpression usual(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
     if (!usual.match(server.uid).hasMatch()) {
-        warn(QStringLiteral("this doesn't look like a server's unique id: those have 28 characters "
-                            "and end in ="));
+        result.append(QStringLiteral("this doesn't look like a server's unique id: those have 28 "
+                                     "characters and end in ="));
     }
     const QString same = uidAsStored(server.uid);
     if (same != server.uid) {
-        warn(QStringLiteral("the file can't tell this id from %1, so the setting applies to both")
-                 .arg(same));
+        result.append(QStringLiteral("the file can't tell this id from %1, so the setting applies "
+                                     "to both")
+                          .arg(same));
     }
-    const std::optional<uint> channel = channelIn(server.channel);
-    if (!server.channel.isEmpty() && !channel)
-        warn(QStringLiteral("\"%1\" is not a channel; %2").arg(server.channel, channelRule()));
-    else if (channel == 0U)
-        warn(QStringLiteral("channel 0 means that the server has no idleDock channel"));
-    else if (server.isLeftAlone && channel)
-        warn(QStringLiteral("the server is left alone, so its idleDock channel has no effect"));
+    return result;
+}
+
+QStringList Draft::warningsOfChannel(const Server &server)
+{
+    if (!server.channel)
+        return {};
+    const std::optional<uint> channel = channelIn(*server.channel);
+    if (!channel) {
+        return {QStringLiteral("\"%1\" is not a channel; %2").arg(*server.channel, channelRule())};
+    }
+    if (channel == 0U)
+        return {QStringLiteral("channel 0 means that the server has no idleDock channel")};
+    if (server.isLeftAlone)
+        return {QStringLiteral("the server is left alone, so its idleDock channel has no effect")};
+    return {};
+}
+
+QStringList Draft::warningsOf(const Server &server)
+{
+    return warningsOfUid(server) + warningsOfChannel(server);
+}
+
+QStringList Draft::sentences(const QStringList &warnings)
+{
+    QStringList result;
+    for (const QString &warning : warnings) {
+        const QString end = QLatin1String(warning.endsWith(QLatin1Char('.')) ? "" : ".");
+        result.append(warning.left(1).toUpper() + warning.mid(1) + end);
+    }
     return result;
 }
 
@@ -102,13 +121,54 @@ QStringList Draft::warningOfNotice() const
 QStringList Draft::warningOfIdleDock() const
 {
     const bool isSet = std::any_of(servers.begin(), servers.end(), [](const Server &one) {
-        return channelIn(one.channel).value_or(0) != 0;
+        return channelIn(one.channel.value_or(QString())).value_or(0) != 0;
     });
     if (isSet == allowsIdleDock)
         return {};
     return {
         isSet ? QStringLiteral("idleDock channels have no effect until you allow moves into them.")
               : QStringLiteral("No server has an idleDock channel yet.")};
+}
+
+QString Draft::effectOf(const Server &server) const
+{
+    const std::optional<uint> id = channelIn(server.channel.value_or(QString()));
+    const QString channel = id
+        ? QStringLiteral("channel %1").arg(*id)
+        : QStringLiteral("channel \"%1\"").arg(server.channel.value_or(QString()));
+    if (server.isLeftAlone) {
+        return server.channel ? QStringLiteral("left alone (%1 unused)").arg(channel)
+                              : QStringLiteral("left alone");
+    }
+    if (id.value_or(0) == 0)
+        return QStringLiteral("protected (%1 has no effect)").arg(channel);
+    return QStringLiteral("idleDock %1").arg(channel)
+        + (allowsIdleDock ? QString() : QStringLiteral(" (not allowed)"));
+}
+
+void Draft::add(const Server &server)
+{
+    mSteps.push({servers, servers.size()});
+    servers.append(server);
+}
+
+void Draft::replace(int index, const Server &server)
+{
+    mSteps.push({servers, index});
+    servers[index] = server;
+}
+
+void Draft::remove(int index)
+{
+    mSteps.push({servers, index});
+    servers.remove(index);
+}
+
+int Draft::undo()
+{
+    const Step step = mSteps.pop();
+    servers = step.servers;
+    return std::min(step.index, servers.size() - 1);
 }
 
 QVariantMap Draft::changes() const
@@ -134,19 +194,33 @@ QVariantMap Draft::changes() const
             result.insert(storedKey(excludedServer, one.key()), QVariant());
         if (one->channel)
             result.insert(storedKey(idleDockTarget, one.key()), QVariant());
+        if (stored.names().contains(one.key()))
+            result.insert(storedKey(serverName, one.key()), QVariant());
     }
     for (const Server &server : servers) {
         const StoredSettings::Server before = held.value(server.uid);
-        const QString leftAloneKey = storedKey(excludedServer, server.uid);
-        const QString channelKey = storedKey(idleDockTarget, server.uid);
-        if (server.isLeftAlone && before.isLeftAlone)
-            result.remove(leftAloneKey);
-        else if (server.isLeftAlone)
-            result.insert(leftAloneKey, true);
-        if (before.channel == server.channel)
-            result.remove(channelKey);
-        else if (!server.channel.isEmpty())
-            result.insert(channelKey, channelIn(server.channel).value_or(0));
+        const auto change = [&](const Key &key, bool isSame, const QVariant &value) {
+            if (isSame)
+                result.remove(storedKey(key, server.uid));
+            else if (value.isValid())
+                result.insert(storedKey(key, server.uid), value);
+        };
+        change(excludedServer, server.isLeftAlone && before.isLeftAlone,
+               server.isLeftAlone ? QVariant(true) : QVariant());
+        const std::optional<uint> channel = channelIn(server.channel.value_or(QString()));
+        change(idleDockTarget, before.channel == server.channel,
+               channel              ? QVariant(*channel)
+                   : server.channel ? QVariant(*server.channel)
+                                    : QVariant());
+        // A name goes with the last setting.
+        const bool hasSettings = server.isLeftAlone || server.channel;
+        const QString name = stored.names().value(server.uid);
+        if (hasSettings && name != server.name) {
+            result.insert(storedKey(serverName, server.uid),
+                          server.name.isEmpty() ? QVariant() : QVariant(server.name));
+        } else if (hasSettings) {
+            result.remove(storedKey(serverName, server.uid));
+        }
     }
     return result;
 }
@@ -168,11 +242,4 @@ QStringList Draft::save(const FolderLock &lock) const
                 .arg(isGone ? QStringLiteral("Remove, then Reload,") : QStringLiteral("Reload")));
     }
     return result;
-}
-
-bool Draft::isBlank(const Server &server)
-{
-    // A stored one whose id was emptied is not: Save would drop what is stored without a word.
-    return !server.storedUid && !server.isLeftAlone && server.uid.isEmpty()
-        && server.channel.isEmpty();
 }

@@ -2,6 +2,9 @@
 
 #include "settings-tool/filechange.h"
 
+#include <QStack>
+#include <QVector>
+
 /// The settings as the user wants them, from the window or a command. It knows what is wrong with
 /// them and which keys of the file must change.
 class Draft
@@ -9,15 +12,23 @@ class Draft
 public:
     enum class Notice { Off, Standard, Own };
 
-    /// A server with settings of its own, as it was typed.
+    /// A server with settings of its own.
     struct Server
     {
         QString uid;
+        /// The user's name for it, empty when it has none.
+        QString name;
         bool isLeftAlone = false;
-        /// The id of its idleDock channel, empty when it has none.
-        QString channel;
-        /// Under which unique id the file has keys for it, if there are any.
-        std::optional<QString> storedUid;
+        /// The id of its idleDock channel as text, which may be no channel at all.
+        std::optional<QString> channel;
+    };
+
+    /// Why a server can't be stored, and in which of its fields the reason lies.
+    struct Problem
+    {
+        enum Field { Uid, Channel };
+        Field field;
+        QString message;
     };
 
     /// Reads the settings file `path`. Throws an Error when it can't be read.
@@ -30,21 +41,45 @@ public:
     bool allowsIdleDock = false;
     QVector<Server> servers;
 
-    /// The index of the server with that unique id, which is added if it is absent.
+    /// The index of the server with that unique id, as far as the file can tell ids apart; -1 when
+    /// it isn't in the list.
+    int find(const QString &uid) const;
+    /// The same, but the server is added if it is absent.
     int indexOf(const QString &uid);
-    /// Why the server can't be stored, empty when it can.
-    QString errorIn(int index) const;
-    /// What the user should know about the server, a sentence each.
-    QStringList warningsOf(int index) const;
+    /// What is wrong with the server in place of the one at `index`, or as a new one where that is
+    /// negative. Only what differs is judged: what is there already may stay, whatever it is.
+    std::optional<Problem> problemWith(const Server &server, int index) const;
+
+    /// What the user should know about a server's unique id, about its channel, and about both.
+    static QStringList warningsOfUid(const Server &server);
+    static QStringList warningsOfChannel(const Server &server);
+    static QStringList warningsOf(const Server &server);
+    /// The same as whole sentences.
+    static QStringList sentences(const QStringList &warnings);
     /// The same about the notice and about the idleDock switch.
     QStringList warningOfNotice() const;
     QStringList warningOfIdleDock() const;
+    /// What the plug-in does on the server, in a few words.
+    QString effectOf(const Server &server) const;
+
+    /// Changes the list so that it can be undone, step by step. undo() returns the index of the
+    /// server that it changed, or of the one that is now in the place of an added one.
+    void add(const Server &server);
+    void replace(int index, const Server &server);
+    void remove(int index);
+    int undo();
+    bool canUndo() const { return !mSteps.isEmpty(); }
 
     /// The keys to change; an invalid value means that the key is removed.
     QVariantMap changes() const;
     /// Stores them in the file. Returns what the user should know; throws an Error if that fails.
     QStringList save(const FolderLock &lock) const;
 
-    /// Whether this is a new server for which nothing has been entered.
-    static bool isBlank(const Server &server);
+private:
+    struct Step
+    {
+        QVector<Server> servers; ///< as they were before
+        int index;
+    };
+    QStack<Step> mSteps;
 };

@@ -2,6 +2,7 @@
 
 #include "shared/settings/settingsfile.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLockFile>
@@ -140,7 +141,7 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
     const bool exists = present.exists();
     if (exists && !present.open(QIODevice::ReadWrite))
         refuse(present.errorString());
-    const QByteArray old = present.readAll();
+    const QByteArray old = settingsFile::read(file);
     int letters = 0;
     for (const QVariant &value : values)
         letters += value.toString().size();
@@ -148,7 +149,14 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
     refuseFor(settingsFile::whyNoRoom(path, old.size() + longestLetter * letters));
 
     // Qt may put a cut file in the place of a whole one, so it writes another one, beside it.
-    const QTemporaryDir folder(file + QStringLiteral(".XXXXXX"));
+    // Whoever was killed meanwhile has left a folder behind, for nobody else works there now.
+    const QString start = file + QStringLiteral(".saving-");
+    const QFileInfo info(start);
+    const QFileInfoList left =
+        info.dir().entryInfoList({info.fileName() + QLatin1Char('*')}, QDir::Dirs);
+    for (const QFileInfo &one : left)
+        QDir(one.filePath()).removeRecursively();
+    const QTemporaryDir folder(start + QStringLiteral("XXXXXX"));
     if (!folder.isValid())
         refuse(folder.errorString());
     if (!isLocked)

@@ -3,63 +3,71 @@
 #include "settings-tool/draft.h"
 
 #include <QButtonGroup>
-#include <QDialog>
 #include <QScopedPointer>
-#include <QStack>
+#include <QWidget>
 
-class QTableWidget;
-class Ui_SettingsWindow;
+class Hint;
+class QAction;
+class QCheckBox;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
+class QTabWidget;
+class QTreeWidget;
 
 /// The settings in a window: the notice, the idleDock switch and the servers. It says what is wrong
-/// with the file and with what is typed. Save writes only the keys that were changed. The window
-/// asks before it drops changes. If there is nothing to show, it says why.
-class SettingsWindow : public QDialog
+/// with the file and what is odd about a server. Save writes only the keys that were changed. The
+/// window asks before it drops changes. If there is nothing to show, it says why.
+class SettingsWindow : public QWidget
 {
     Q_OBJECT
 
 public:
     /// For the settings file `path`; an empty path means that none is known. A Save waits
-    /// up to `patience` for other processes that are changing the file.
+    /// up to `patience` for other programs that are changing the file.
     explicit SettingsWindow(const QString &path,
                             std::chrono::seconds patience = FolderLock::usualPatience);
-    ~SettingsWindow() override;
 
-    /// Takes the size that the content needs, but no more than a screen has. What does not fit
-    /// scrolls.
+    /// Takes the size that the content needs, but no more than a screen has.
     void fitInto(const QSize &screen);
 
-public Q_SLOTS:
-    /// Closes the window, and asks first if changes would be lost.
-    void reject() override;
-
 protected:
-    /// The table's own keys.
-    bool eventFilter(QObject *object, QEvent *event) override;
+    /// Asks first if changes would be lost.
+    void closeEvent(QCloseEvent *event) override;
 
 private:
     void load();
     /// Returns whether all is stored now.
     bool save();
-    /// Reads the fields into the draft, and shows any errors and warnings.
+    /// Fills the list from the draft, and selects the server at that index, or the first row.
+    void fillList(int selected);
+    /// The index of the selected server in the draft, -1 when none is selected.
+    int selected() const;
+    void editServer(int index);
+    /// Reads the fields into the draft, and says what to know about them.
     void check();
     void edited();
-    void addServer();
-    void removeServers();
-    void undoRemove();
-    void insertRow(int row, const Draft::Server &server);
-    Draft::Server serverAt(int row) const;
-    /// Scrolls to what has the focus: in the table, to the current row.
-    void showFocus();
+    void editSelected() { editServer(selected()); }
+    void removeSelected();
+    void undo();
+    QWidget *newMessagePage();
+    QWidget *newServersPage();
 
-    const QScopedPointer<Ui_SettingsWindow> mUi;
-    QTableWidget *mTable = nullptr;
+    QTabWidget *const mPages;
     QButtonGroup mNotices;
+    QLineEdit *const mOwnText;
+    Hint *const mNoticeHint;
+    QCheckBox *const mIdleDock;
+    QTreeWidget *const mList;
+    Hint *const mListHint;
+    QAction *mEdit = nullptr;
+    QAction *mRemove = nullptr;
+    QAction *mUndo = nullptr;
+    QListWidget *const mWarnings;
+    Hint *const mStatus;
+    QPushButton *mSave = nullptr;
     const QString mPath;
     const std::chrono::seconds mPatience;
     /// What the file should hold; null if it can't be read.
     QScopedPointer<Draft> mDraft;
-    /// The rows taken out by each Remove, until the next load.
-    QStack<QMap<int, Draft::Server>> mRemoved;
-    /// What came of the last load or save, until something is edited.
-    QString mOutcome;
 };

@@ -78,6 +78,8 @@ StoredSettings::StoredSettings(const QString &path) : mPath(path)
             mServers[*uidIn(key, *setting)].isLeftAlone = true;
         else if (setting == &idleDockTarget)
             mServers[*uidIn(key, *setting)].channel = textOf(key);
+        else if (setting == &serverName)
+            mNames[*uidIn(key, *setting)] = textOf(key);
     }
 }
 
@@ -103,8 +105,12 @@ QString StoredSettings::describe(const QString &key) const
 {
     const Key *setting = settingOf(key);
     QStringList lines{key, setting ? QLatin1String(setting->meaning) : QStringLiteral("unknown")};
-    if (setting && setting->isPerServer())
-        lines.append(QStringLiteral("server: ") + *uidIn(key, *setting));
+    if (setting && setting->isPerServer()) {
+        const QString uid = *uidIn(key, *setting);
+        const QString name = mNames.value(uid);
+        lines.append(QStringLiteral("server: ")
+                     + (name.isEmpty() ? uid : QStringLiteral("%1 (%2)").arg(uid, name)));
+    }
     lines.append(QStringLiteral("in the file: ")
                  + (mValues.contains(key) ? textOf(key) : QStringLiteral("(not set)")));
     lines.append(QStringLiteral("the plug-in uses: ")
@@ -130,6 +136,8 @@ QString StoredSettings::effectOf(const Key &key, const QString &stored) const
         return QStringLiteral("\"%1\"").arg(ownText().value_or(QLatin1String(standardNotice)));
     case Kind::Channel:
         return QStringLiteral("channel %1").arg(value.toUInt());
+    case Kind::Note:
+        return QStringLiteral("nothing");
     case Kind::Presence:
         break;
     }
@@ -176,10 +184,11 @@ QStringList StoredSettings::warnings() const
 
 QString fileAt(const QString &path)
 {
-    const QFileInfo info(path);
-    if (info.exists())
-        return info.canonicalFilePath();
-    return info.isSymLink() ? info.symLinkTarget() : path;
+    constexpr int longestChain = 40;
+    QString file = path;
+    for (int i = 0; i < longestChain && QFileInfo(file).isSymLink(); ++i)
+        file = QFileInfo(file).symLinkTarget();
+    return file;
 }
 
 QString noFolder(const QString &folder)

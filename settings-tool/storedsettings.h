@@ -40,6 +40,8 @@ public:
     std::optional<QString> ownText() const;
     /// The servers that the file has keys for, by their unique ids.
     const QMap<QString, Server> &servers() const { return mServers; }
+    /// The user's names for servers, by unique ids; also for servers that have no settings.
+    const QMap<QString, QString> &names() const { return mNames; }
 
     /// The keys of all settings that aren't per server, then any other keys in the file.
     QStringList keys() const;
@@ -57,6 +59,7 @@ private:
     // No settings object, since all those on a file change together.
     QVariantMap mValues;
     QMap<QString, Server> mServers;
+    QMap<QString, QString> mNames;
 };
 
 /// The file itself, where the path is a link to it.

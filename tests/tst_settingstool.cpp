@@ -58,7 +58,6 @@ private Q_SLOTS:
         const auto row = [](const QStringList &words, const QByteArray &error) {
             QTest::newRow(qPrintable(words.join(' '))) << words << QString(error);
         };
-        row({"include", "abc="}, "abc= is protected already");
         row({"exclude", " / "}, "the server's unique id is missing");
         row({"exclude", "permitIdleDock/"},
             "permitIdleDock/: this id clashes with the name of a setting");
@@ -69,7 +68,10 @@ private Q_SLOTS:
                       "To find a server's id, click the server's name in the client and look at "
                       "the info panel.");
         }
-        row({"idledock-target", "abc=", "none"}, "abc= has no idleDock channel");
+        row({"name", "abc=", "Home"},
+            "abc= has no settings. Leave it alone or set its idleDock channel first");
+        row({"idledock-target", "abc=", "5", "6"},
+            "Usage: staybolt-settings idledock-target UID CHANNEL|none");
         for (const char *channel : {"4294967296", "five", "+5", ""}) {
             const QByteArray error =
                 "a channel is a number from 0 to 4294967295, or none to remove it; not \"";
@@ -82,7 +84,9 @@ private Q_SLOTS:
             row({"--wait=" + seconds, "notify", "off"},
                 "--wait takes a number of seconds from 0 to 3600, not \"" + seconds.toUtf8() + '"');
         }
-        row({"--forget", "notify", "off"}, "Unknown option 'forget'. See --help.");
+        row({"notify", "text", "-xi"},
+            "Unknown options: x, i. See --help. Put -- before an id or a message that begins with "
+            "a dash.");
         row({"exclude"}, "Usage: staybolt-settings exclude UID");
         row({"list", "abc=", "abd="}, "Usage: staybolt-settings list [UID]");
         row({"idledock", "maybe"}, "Usage: staybolt-settings idledock on|off");
@@ -125,6 +129,7 @@ private Q_SLOTS:
             "x//y=: the file can't tell this id from x/y=, so the setting applies to both");
         row({"include", "abc="}, "staybolt.abc%3D=false\nstaybolt.abd%3D=1\n",
             "staybolt.abd%3D=1\n");
+        row({"include", "abc="}, "", "");
         row({"include", "abc= "}, "staybolt.abc%3D=1\nstaybolt.abc%3D%20=1\n",
             "staybolt.abc%3D=1\n");
         row({"include", "ab"}, "staybolt.ab=true\n\n[staybolt.ab]\nc%3D=true\nd%3D=\"a, b\"\n",
@@ -140,6 +145,13 @@ private Q_SLOTS:
         row({"idledock-target", "abc=", "00"}, "", "module.idleDock.abc%3D.target=0\n",
             "abc=: channel 0 means that the server has no idleDock channel");
         row({"idledock-target", "abc=", "none"}, "module.idleDock.abc%3D.target=5\n", "");
+        row({"idledock-target", "abc=", "none"}, "", "");
+        row({"idledock-target", "--", "abc=", "none"},
+            "name.abc%3D=Home\nmodule.idleDock.abc%3D.target=\n", "");
+        row({"name", "abc=", " My \n home "}, "staybolt.abc%3D=1\n",
+            "name.abc%3D=My home\nstaybolt.abc%3D=1\n");
+        row({"name", "abc=", "none"}, "name.abc%3D=Home\nstaybolt.abc%3D=1\n",
+            "staybolt.abc%3D=1\n");
         row({"notify", "on"}, "staybolt.customNotify=mine\nstaybolt.sendNotify=0\n",
             "staybolt.customNotify=mine\nstaybolt.sendNotify=1\n");
         row({"notify", "text", "off"}, "staybolt.customNotify=mine\n",
@@ -362,7 +374,7 @@ private Q_SLOTS:
         writeFile(mFile,
                   "; mine\n[General]\nstaybolt.sendNotify=TRUE\nstaybolt.customNotify=a,b\n"
                   "staybolt.permitIdleDock=1\nmodule.staybolt.idleDock=1\nstaybolt.sendnotify=1\n"
-                  "foo=\xfc\nmodule.idleDock.abc%3D.target=fortytwo\n");
+                  "foo=\xfc\nmodule.idleDock.abc%3D.target=fortytwo\nname.abc%3D=Home\n");
         QCOMPARE(tool({"list"}), 0);
         QCOMPARE(mOutput,
                  "Settings in " + mFile
@@ -398,9 +410,14 @@ foo
     the plug-in uses: nothing
 module.idleDock.abc=.target
     the idleDock channel on this server
-    server: abc=
+    server: abc= (Home)
     in the file: fortytwo
     the plug-in uses: channel 0
+name.abc=
+    your name for this server; the plug-in never reads it
+    server: abc= (Home)
+    in the file: Home
+    the plug-in uses: nothing
 staybolt.sendnotify
     turns protection off on this server, whatever the value
     server: sendnotify
@@ -410,7 +427,7 @@ staybolt.sendnotify
         QCOMPARE(tool({"list", " abc= "}), 0);
         QVERIFY(mOutput.contains(
             "staybolt.abc=\n    turns protection off on this server, whatever the value\n"
-            "    server: abc=\n    in the file: (not set)\n    the plug-in uses: the "
+            "    server: abc= (Home)\n    in the file: (not set)\n    the plug-in uses: the "
             "server is protected\nmodule.idleDock.abc=.target\n"));
         QVERIFY(mOutput.contains("WARNING: abc=: \"fortytwo\" is not a channel"));
         QVERIFY(!mOutput.contains("\nfoo\n"));

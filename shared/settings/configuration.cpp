@@ -26,7 +26,7 @@ void report(const settingsFile::Kept &kept, const QString &whyNot = QString())
             LogLevel_WARNING, 0);
     } else if (!whyNot.isEmpty()) {
         funcwrapper::instance()->txtToLog(
-            configuration::tr("The settings can't be saved: ") + whyNot
+            configuration::tr("The settings may not be saved: ") + whyNot
                 + (kept.copy.isEmpty() ? QString() : QLatin1String(". ") + where),
             LogLevel_WARNING, 0);
     } else if (!kept.copy.isEmpty()) {
@@ -131,7 +131,6 @@ settingsFile::Kept configuration::renew() const
         for (const QString &key : keys)
             mSettings->setValue(key, mSettings->value(key));
     }
-    mLacksRoom = false;
     return keepWhatGoes(path, [&] {
         // All objects on a file share what one of them reads when it is made. Only this one knows
         // of a byte-order mark, so it must read everything before it goes.
@@ -150,6 +149,10 @@ template<typename Read>
 settingsFile::Kept configuration::keepWhatGoes(const QString &path, Read readFile) const
 {
     const QByteArray before = settingsFile::read(path);
+    mLacksRoom = !settingsFile::whyNoRoom(path, 0).isEmpty();
+    settingsFile::Kept kept;
+    if (mLacksRoom && !before.isEmpty())
+        kept = settingsFile::keep(path, before);
     readFile();
     const QByteArray after = settingsFile::read(path);
     if (settingsFile::hasByteOrderMark(before) && !settingsFile::hasByteOrderMark(after)) {
@@ -160,9 +163,13 @@ settingsFile::Kept configuration::keepWhatGoes(const QString &path, Read readFil
         if (!keys.isEmpty())
             mSettings->setValue(keys.first(), mSettings->value(keys.first()));
     }
-    if (after == before || before == mSafe || settingsFile::isSafe(before))
+    if (after == before && kept.error.isEmpty() && !kept.copy.isEmpty())
+        QFile::remove(kept.copy);
+    if (after == before)
         return {};
-    return settingsFile::keep(path, before);
+    if (!mLacksRoom && before != mSafe && !settingsFile::isSafe(before))
+        kept = settingsFile::keep(path, before);
+    return kept;
 }
 
 /// Makes a change, and sees to it that what Qt is going to drop from the file is not lost.

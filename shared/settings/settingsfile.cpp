@@ -43,7 +43,7 @@ QString writeAll(QFileDevice &file, QByteArray bytes)
             return file.errorString();
         bytes.remove(0, int(count));
     }
-    return file.flush() ? QString() : file.errorString();
+    return file.flush() || file.flush() ? QString() : file.errorString();
 }
 
 }
@@ -133,7 +133,7 @@ QString settingsFile::whyNoRoom(const QString &path, qint64 newBytes)
     const QFileInfo info(path);
     QTemporaryFile file((info.exists() ? info.canonicalFilePath() : path)
                         + QLatin1String(".XXXXXX"));
-    constexpr qint64 margin = 16384; // for Qt's lock and what the file system adds
+    constexpr qint64 margin = 8192; // for Qt's lock and what the file system adds
     const qint64 size = info.size() + newBytes + margin;
     return file.open() ? writeAll(file, QByteArray(int(size), ' ')) : QString();
 }
@@ -179,7 +179,7 @@ settingsFile::Kept settingsFile::keep(const QString &path, const QByteArray &byt
             if (read(copy) == bytes)
                 return {copy, QString()};
             QFile::remove(copy);
-        } else if (errno == EEXIST) {
+        } else if (errno == EEXIST || QFileInfo(copy).exists()) {
             continue;
         }
         return {copy, write(copy, bytes, QFile::permissions(path))};

@@ -16,7 +16,8 @@ enum class Kind {
     Switch, ///< bool; off when it is empty, 0 or false
     Text, ///< text
     Channel, ///< channel id: the low 32 bits of the number, 0 if it isn't a number
-    Presence ///< not read; only its presence counts
+    Presence, ///< not read; only its presence counts
+    Note ///< not read at all; for the user
 };
 
 struct Key
@@ -50,8 +51,13 @@ inline constexpr Key idleDockTarget{"module.idleDock.%1.target", Kind::Channel, 
 inline constexpr Key excludedServer{"staybolt.%1", Kind::Presence, "the server is protected",
                                     "turns protection off on this server, whatever the value"};
 
+/// No id makes it a key that the plug-in reads, since those begin otherwise.
+inline constexpr Key serverName{"name.%1", Kind::Note, "the id is shown",
+                                "your name for this server; the plug-in never reads it"};
+
 /// All of them, in the order in which a user meets them.
 inline constexpr const Key *all[] = {&sendNotify,     &customNotify, &permitIdleDock,
-                                     &excludedServer, &idleDock,     &idleDockTarget};
+                                     &excludedServer, &idleDock,     &idleDockTarget,
+                                     &serverName};
 
 }

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QLabel>
+
+/// A text that takes room only while there is something to say.
+class Hint : public QLabel
+{
+public:
+    Hint()
+    {
+        setTextFormat(Qt::PlainText); // ids and paths come from elsewhere
+        setWordWrap(true);
+        setTextInteractionFlags(Qt::TextSelectableByMouse);
+        hide();
+    }
+
+    void say(const QStringList &sentences)
+    {
+        setText(sentences.join(QLatin1Char('\n')));
+        setVisible(!sentences.isEmpty());
+    }
+};
