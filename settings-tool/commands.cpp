@@ -106,7 +106,7 @@ void setName(Job &job)
     server.name = name == QLatin1String("none") ? QString() : name;
     job.save(server.name.isEmpty()
                  ? QStringLiteral("%1 has no name.").arg(server.uid)
-                 : QStringLiteral("the name of %1 is %2.").arg(server.uid, server.name));
+                 : QStringLiteral("the name of %1 is \"%2\".").arg(server.uid, server.name));
 }
 
 void allowIdleDock(Job &job)

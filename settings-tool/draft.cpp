@@ -232,7 +232,10 @@ QStringList Draft::save(const FolderLock &lock) const
     QStringList result;
     if (!copy.isEmpty())
         result.append(QStringLiteral("A copy of the old file is in %1.").arg(copy));
-    result.append(QStringLiteral("Your changes apply from the next move."));
+    const QStringList keys = values.keys();
+    const QString start = serverName.of(QString());
+    if (std::any_of(keys.begin(), keys.end(), [&](auto &key) { return !key.startsWith(start); }))
+        result.append(QStringLiteral("Your changes apply from the next move."));
     const bool isGone = values.contains(customNotify.text()) && notice == Notice::Standard;
     if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
         // Reload leaves the field alone where no text is stored.

@@ -293,8 +293,10 @@ void SettingsWindow::fillList(int selected)
         if (!mList->currentItem())
             mList->setCurrentItem(mList->topLevelItem(0));
         mList->scrollToItem(mList->currentItem());
-        for (int column = ServerColumn; column < UidColumn; ++column)
+        for (int column = ServerColumn; column < UidColumn; ++column) {
             mList->resizeColumnToContents(column);
+            mList->setColumnWidth(column, mList->columnWidth(column) + fontMetrics().height());
+        }
     }
     check();
 }
