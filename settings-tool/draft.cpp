@@ -1,5 +1,6 @@
 #include "settings-tool/draft.h"
 
+#include <QFileInfo>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -232,7 +233,8 @@ QStringList Draft::save(const FolderLock &lock) const
     const QString copy = changeFile(stored.path(), values, lock);
     QStringList result;
     if (!copy.isEmpty())
-        result.append(QStringLiteral("A copy of the old file is in %1.").arg(copy));
+        result.append(
+            QStringLiteral("The old file is kept as %1.").arg(QFileInfo(copy).fileName()));
     const QStringList keys = values.keys();
     const QString start = serverName.of(QString());
     if (std::any_of(keys.begin(), keys.end(), [&](auto &key) { return !key.startsWith(start); }))

@@ -16,7 +16,7 @@ public:
 
     void say(const QStringList &sentences)
     {
-        setText(sentences.join(QLatin1Char('\n')));
+        setText(sentences.join(QLatin1Char(' ')));
         setVisible(!sentences.isEmpty());
     }
 };

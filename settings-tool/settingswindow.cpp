@@ -73,7 +73,8 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     mPages->setAccessibleName(QStringLiteral("Pages"));
     mPages->addTab(newMessagePage(), QStringLiteral("&Message"));
     mPages->addTab(newServersPage(), QStringLiteral("Ser&vers"));
-    mPages->addTab(mWarnings, QStringLiteral("&Warnings"));
+    mPages->addTab(mWarnings, style()->standardIcon(QStyle::SP_MessageBoxWarning),
+                   QStringLiteral("&Warnings"));
     mWarnings->setAccessibleName(QStringLiteral("Warnings about the file"));
     mWarnings->setWordWrap(true);
     auto *buttons = new QDialogButtonBox(QDialogButtonBox::Save | QDialogButtonBox::Close);
@@ -89,16 +90,11 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
             &QWidget::close);
 
     auto *layout = new QVBoxLayout(this);
-    auto *file = new Hint;
-    QString shown = path;
-    if (path.startsWith(QDir::homePath() + QLatin1Char('/')))
-        shown.replace(0, QDir::homePath().size(), QLatin1Char('~'));
-    layout->addWidget(file);
-    if (!path.isEmpty())
-        file->say({QStringLiteral("Settings in %1").arg(shown)});
+    auto *bottom = new QHBoxLayout;
     layout->addWidget(mPages, 1);
-    layout->addWidget(mStatus);
-    layout->addWidget(buttons);
+    layout->addLayout(bottom);
+    bottom->addWidget(mStatus, 1);
+    bottom->addWidget(buttons);
     load();
     fillList(-1);
     if (mDraft)
@@ -126,6 +122,13 @@ QWidget *SettingsWindow::newMessagePage()
     layout->addLayout(own);
     layout->addWidget(mNoticeHint);
     layout->addStretch();
+    auto *file = new Hint;
+    layout->addWidget(file);
+    QString shown = mPath;
+    if (shown.startsWith(QDir::homePath() + QLatin1Char('/')))
+        shown.replace(0, QDir::homePath().size(), QLatin1Char('~'));
+    if (!shown.isEmpty())
+        file->say({QStringLiteral("Settings in %1").arg(shown)});
     mOwnText->setAccessibleName(QStringLiteral("Own message"));
     // The plug-in takes texts of any length.
     mOwnText->setMaxLength(std::numeric_limits<int>::max());
@@ -248,8 +251,6 @@ void SettingsWindow::load()
         mOwnText->setText(mDraft->ownText);
         mIdleDock->setChecked(mDraft->allowsIdleDock);
         warnings = mDraft->stored.warnings();
-        if (!warnings.isEmpty())
-            status = QStringLiteral("There are warnings about the settings file (Alt+W).");
     } catch (const Error &error) {
         status = error.message;
         mSave->setEnabled(false);

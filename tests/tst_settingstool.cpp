@@ -521,7 +521,8 @@ staybolt.sendnotify
         QCOMPARE(tool({"exclude", "abc="}), 0);
         QCOMPARE(readFile(mFile), after);
         mFile = mFolder->filePath("Kestrelsoft Staybolt.kept-1.ini");
-        QVERIFY2(mOutput.contains("old file is in " + mFile), qPrintable(mOutput));
+        QVERIFY2(mOutput.contains("The old file is kept as Kestrelsoft Staybolt.kept-1.ini."),
+                 qPrintable(mOutput));
         QCOMPARE(readFile(mFile), text);
     }
 
