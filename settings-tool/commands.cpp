@@ -114,7 +114,7 @@ void allowIdleDock(Job &job)
     const QString state = job.words.constFirst();
     job.draft.allowsIdleDock = state == QLatin1String("on");
     if (!job.draft.allowsIdleDock && state != QLatin1String("off"))
-        refuse(job.usage);
+        throw Error{job.usage, true};
     job.save(QStringLiteral("moves into idleDock channels will be %1.")
                  .arg(QLatin1String(job.draft.allowsIdleDock ? "allowed" : "undone")));
     job.warn(job.draft.warningOfIdleDock());
@@ -155,7 +155,7 @@ void setNotice(Job &job)
                    .arg(job.words.mid(1).join(QLatin1Char(' '))));
     }
     if (job.words.size() != (isText ? 2 : 1) || !notices.contains(word))
-        refuse(job.usage);
+        throw Error{job.usage, true};
     draft.notice = notices.value(word);
     if (isText)
         draft.ownText = job.words.constLast();
@@ -215,14 +215,13 @@ QString commands::run(const QString &path, std::chrono::seconds patience, QStrin
         const QString form = QLatin1String(one.usage);
         if (name != form.section(QLatin1Char(' '), 0, 0))
             continue;
-        const QString usage = QStringLiteral("Usage: staybolt-settings ") + form;
         if (words.size() < one.least || words.size() > one.most)
-            refuse(usage);
+            throw Error{form, true};
         // Locked before the file is read, so that a change is one to what it holds.
         std::optional<FolderLock> lock;
         if (one.run != list && !path.isEmpty())
             lock.emplace(path, patience);
-        Job job{Draft(path), words, usage, lock ? &*lock : nullptr};
+        Job job{Draft(path), words, form, lock ? &*lock : nullptr};
         one.run(job);
         return job.output.join(QLatin1Char('\n')) + QLatin1Char('\n');
     }

@@ -20,9 +20,9 @@ namespace {
 constexpr int errorStatus = 2;
 constexpr int longestWait = 3600;
 
-/// Whether there is a display to try. Qt ends a program that can't reach the one that is set,
-/// unless it is told what else to take.
-bool hasDisplay()
+/// Has Qt try the display that is set, if one is, and go on without a display if it can't be
+/// reached, where it would end the program. Returns whether one is set.
+bool chooseDisplay()
 {
     const bool isWayland = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
     if (!isWayland && !qEnvironmentVariableIsSet("DISPLAY"))
@@ -93,8 +93,8 @@ int run(int &argc, char *argv[])
         return 0;
     }
     const bool isChosen = !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
-    if (isChosen || hasDisplay()) {
-        application.reset(); // there can be one only
+    if (isChosen || chooseDisplay()) {
+        application.reset(); // only one may exist
         application = std::make_unique<QApplication>(argc, argv);
         if (isChosen || QGuiApplication::platformName() != QLatin1String("offscreen")) {
             QGuiApplication::setDesktopFileName(QStringLiteral("staybolt-settings"));
@@ -103,8 +103,7 @@ int run(int &argc, char *argv[])
             return QApplication::exec();
         }
     }
-    print(QStringLiteral("There is no window, because no display can be reached. Use a command "
-                         "instead.\n\n")
+    print(QStringLiteral("Can't open a window: no display is available. Use a command instead.\n\n")
           + parser.helpText());
     return 0;
 }
@@ -118,8 +117,8 @@ int main(int argc, char *argv[])
     try {
         return run(argc, argv);
     } catch (const Error &error) {
-        const bool isUsage = error.message.startsWith(QLatin1String("Usage: "));
-        QTextStream(stderr) << (isUsage ? "" : "staybolt-settings: ") << error.message << '\n';
+        QTextStream(stderr) << (error.isUsage ? "Usage: staybolt-settings " : "staybolt-settings: ")
+                            << error.message << '\n';
         return errorStatus;
     }
 }

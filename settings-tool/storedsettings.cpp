@@ -14,8 +14,8 @@ using namespace settingsKeys;
 
 namespace {
 
-/// The server id for which a key of the file stands if it is one of the `key`, nothing when it is
-/// none. It is empty where the `key` is not per server.
+/// The server id in `stored` if it matches `key`, empty if `key` isn't per server; nothing if it
+/// doesn't match.
 std::optional<QString> uidIn(const QString &stored, const Key &key)
 {
     const int start = key.text().section(QLatin1String("%1"), 0, 0).size();
@@ -23,13 +23,13 @@ std::optional<QString> uidIn(const QString &stored, const Key &key)
     return key.of(uid) == stored ? std::optional(uid) : std::nullopt;
 }
 
-/// Which of the settings a key of the file is, none when nothing reads it. Several may match, since
-/// a server's id can be any text; the one that says most is meant.
+/// The setting that a key of the file stands for, null if there is none. Several may match, since a
+/// server's id can be any text; the longest pattern wins.
 const Key *settingOf(const QString &stored)
 {
     const Key *found = nullptr;
     if (stored != lookedUp(stored))
-        return nullptr; // somebody wrote it by hand, and Qt finds it under no name
+        return nullptr; // written by hand, in a way that Qt finds under no name
     for (const Key *key : settingsKeys::all) {
         if (uidIn(stored, *key) && (!found || key->text().size() > found->text().size()))
             found = key;
@@ -133,7 +133,8 @@ QString StoredSettings::effectOf(const Key &key, const QString &stored) const
     case Kind::Switch:
         return value.toBool() ? QStringLiteral("on") : QStringLiteral("off");
     case Kind::Text:
-        return QStringLiteral("\"%1\"").arg(ownText().value_or(QLatin1String(standardNotice)));
+        return mValues.contains(stored) ? QStringLiteral("\"%1\"").arg(value.toString())
+                                        : QLatin1String(key.whenAbsent);
     case Kind::Channel:
         return QStringLiteral("channel %1").arg(value.toUInt());
     case Kind::Note:
@@ -152,8 +153,10 @@ QStringList StoredSettings::warnings() const
         result.append(noFolder(folder));
     const std::optional<QList<int>> changing = settingsFile::linesThatChange(mBytes);
     if (!changing) {
-        result.append(QStringLiteral("No temporary file can be created, so it is unknown what the "
-                                     "next save drops. It keeps a copy of the old file."));
+        result.append(
+            QStringLiteral("No temporary file can be created, so Staybolt can't tell what "
+                           "the next save will drop. That save will keep a copy of the "
+                           "old file."));
     } else {
         result += linesAre(QStringLiteral("ignored or rewritten; the next save keeps a copy of the "
                                           "old file."),

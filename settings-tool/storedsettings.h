@@ -15,6 +15,8 @@ class QSettings;
 struct Error
 {
     QString message;
+    /// Whether the message is how to call the program, rather than what is wrong.
+    bool isUsage = false;
 };
 
 /// The plug-in's settings file as it was when this object was made: what the plug-in reads in it,

@@ -183,6 +183,37 @@ private Q_SLOTS:
         QCOMPARE(QDir(mFolder->path()).entryList(QDir::Files).size(), 1);
     }
 
+    void saysWhatItDid_data()
+    {
+        QTest::addColumn<QString>("words");
+        QTest::addColumn<QString>("said");
+        const auto row = [](const char *words, const char *said) {
+            QTest::newRow(words) << QString(words) << QString(said);
+        };
+        row("exclude abc=", "Nothing to change: Staybolt will leave abc= alone.");
+        row("include abc=", "Saved: Staybolt will protect you on abc=.");
+        row("idledock on", "Saved: moves into idleDock channels will be allowed.");
+        row("idledock off", "Nothing to change: moves into idleDock channels will be undone.");
+        row("idledock-target abc= 7", "Saved: the idleDock channel of abc= is 7.");
+        row("idledock-target abc= none", "Nothing to change: abc= has no idleDock channel.");
+        row("name abc= Home", "Saved: the name of abc= is \"Home\".");
+        row("name abc= none", "Nothing to change: abc= has no name.");
+        row("notify off", "Saved: whoever moves you will get no message.");
+        row("notify text Hey", "Saved: whoever moves you will get the message \"Hey\".");
+        row("notify standard",
+            "Nothing to change: whoever moves you will get the message \"This "
+            "operation is not permitted!\".");
+    }
+
+    void saysWhatItDid()
+    {
+        QFETCH(QString, words);
+        QFETCH(QString, said);
+        writeFile(mFile, "[General]\nstaybolt.abc%3D=1\nstaybolt.sendNotify=1\n");
+        QCOMPARE(tool(words.split(' ')), 0);
+        QCOMPARE(mOutput.section('\n', 0, 0), said);
+    }
+
     void saysWhyAFileCannotBeUsed()
     {
         const QByteArray before = "no value\nkey=value\n";
@@ -436,7 +467,7 @@ staybolt.sendnotify
 
     void opensAWindowWhereThereIsADisplay()
     {
-        const QByteArray why = "There is no window, because no display can be reached.";
+        const QByteArray why = "Can't open a window: no display is available.";
         const auto opens = [&](const QStringList &environment, int wait) {
             QProcess process;
             process.start(
