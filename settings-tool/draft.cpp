@@ -1,7 +1,6 @@
 #include "settings-tool/draft.h"
 
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -66,9 +65,11 @@ std::optional<Draft::Problem> Draft::problemWith(const Server &server, int index
 QStringList Draft::warningsOfUid(const Server &server)
 {
     QStringList result;
-    // Its length tells nothing, since the file loses doubled slashes.
-    static const QRegularExpression usual(QStringLiteral("\\A[A-Za-z0-9+/]+==?\\z"));
-    if (!usual.match(server.uid).hasMatch()) {
+    // The file loses doubled slashes, so that one that has slashes may be shorter there.
+    constexpr int usual = 28;
+    const int least = server.uid.contains(QLatin1Char('/')) ? usual - 2 : usual;
+    if (server.uid.size() < least || server.uid.size() > usual
+        || !server.uid.endsWith(QLatin1Char('=')) || !errorInUid(server.uid).isEmpty()) {
         result.append(QStringLiteral("this doesn't look like a server's unique id: those have 28 "
                                      "characters and end in ="));
     }
@@ -86,6 +87,11 @@ QStringList Draft::warningsOfChannel(const Server &server)
     if (!server.channel)
         return {};
     const std::optional<uint> channel = channelIn(*server.channel);
+    const uint effective = QVariant(*server.channel).toUInt(); // as the plug-in reads it
+    if (!channel && effective != 0) {
+        return {QStringLiteral("the plug-in reads \"%1\" as channel %2")
+                    .arg(*server.channel, QString::number(effective))};
+    }
     if (!channel) {
         return {QStringLiteral("\"%1\" is not a channel; %2").arg(*server.channel, channelRule())};
     }
@@ -123,7 +129,7 @@ QStringList Draft::warningOfNotice() const
 QStringList Draft::warningOfIdleDock() const
 {
     const bool isSet = std::any_of(servers.begin(), servers.end(), [](const Server &one) {
-        return channelIn(one.channel.value_or(QString())).value_or(0) != 0;
+        return QVariant(one.channel.value_or(QString())).toUInt() != 0;
     });
     if (isSet == allowsIdleDock)
         return {};
@@ -134,15 +140,15 @@ QStringList Draft::warningOfIdleDock() const
 
 QString Draft::effectOf(const Server &server) const
 {
-    const std::optional<uint> id = channelIn(server.channel.value_or(QString()));
-    const QString channel = id
-        ? QStringLiteral("channel %1").arg(*id)
-        : QStringLiteral("channel \"%1\"").arg(server.channel.value_or(QString()));
+    const QString text = server.channel.value_or(QString());
+    const uint id = QVariant(text).toUInt();
+    const QString channel = id != 0 || channelIn(text) ? QStringLiteral("channel %1").arg(id)
+                                                       : QStringLiteral("channel \"%1\"").arg(text);
     if (server.isLeftAlone) {
         return server.channel ? QStringLiteral("left alone (%1 unused)").arg(channel)
                               : QStringLiteral("left alone");
     }
-    if (id.value_or(0) == 0)
+    if (id == 0)
         return QStringLiteral("protected (%1 has no effect)").arg(channel);
     return QStringLiteral("idleDock %1").arg(channel)
         + (allowsIdleDock ? QString() : QStringLiteral(" (not allowed)"));
@@ -176,9 +182,6 @@ int Draft::undo()
 QVariantMap Draft::changes() const
 {
     QVariantMap result;
-    const bool isOn = notice != Notice::Off;
-    if (isOn != stored.isOn(sendNotify))
-        result.insert(sendNotify.text(), isOn ? 1 : 0);
     if (notice == Notice::Standard) {
         if (stored.ownText())
             result.insert(customNotify.text(), QVariant());
@@ -186,6 +189,10 @@ QVariantMap Draft::changes() const
         // While the notice is off as well, so that no text is lost.
         result.insert(customNotify.text(), ownText);
     }
+    // Both belong to one choice, whatever another program has stored meanwhile.
+    const bool isOn = notice != Notice::Off;
+    if (isOn != stored.isOn(sendNotify) || !result.isEmpty())
+        result.insert(sendNotify.text(), isOn ? 1 : 0);
     if (allowsIdleDock != stored.isOn(idleDock))
         result.insert(idleDock.text(), allowsIdleDock);
 

@@ -20,9 +20,6 @@
 
 namespace {
 
-/// What the system last complained of.
-QString lastError() { return qt_error_string(errno); }
-
 /// Refuses, as root, to change a file of somebody else. The new one would be root's, and the
 /// client could perhaps not read it. Handing it over in a folder that its user controls is no way
 /// out: the name may lead elsewhere by then.
@@ -185,6 +182,6 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
     if (!(settingsFile::stateOf(name) == state))
         refuse(QStringLiteral("another program has just changed it; try again"));
     if (rename(QFile::encodeName(whole).constData(), name.constData()) != 0)
-        refuse(lastError());
+        refuse(qt_error_string(errno));
     return kept.copy;
 }

@@ -145,6 +145,7 @@ QWidget *SettingsWindow::newMessagePage()
         }
         if (text != mOwnText->text())
             mOwnText->setText(text);
+        mNotices.button(int(Draft::Notice::Own))->setChecked(true);
         edited();
     });
     return page;
@@ -174,13 +175,13 @@ QWidget *SettingsWindow::newServersPage()
 
     auto *page = new QWidget;
     auto *layout = new QVBoxLayout(page);
-    layout->addWidget(mIdleDock);
     auto *middle = new QHBoxLayout;
     auto *buttons = new QVBoxLayout;
     middle->addWidget(mList, 1);
     middle->addLayout(buttons);
     layout->addLayout(middle, 1);
     layout->addWidget(mListHint);
+    layout->addWidget(mIdleDock);
     auto *add = newButton(QStringLiteral("&Add…"));
     buttons->addWidget(add);
     const auto newAction = [&](const QString &text, const QList<QKeySequence> &keys,
@@ -218,7 +219,9 @@ void SettingsWindow::fitInto(const QSize &screen)
 {
     // Room for an id, whatever the font, and for what is beside it.
     const QString letters(110, QLatin1Char('n'));
-    const QSize content = sizeHint().expandedTo({fontMetrics().horizontalAdvance(letters), 0});
+    constexpr int lines = 28;
+    const QSize content = sizeHint().expandedTo(
+        {fontMetrics().horizontalAdvance(letters), fontMetrics().height() * lines});
     // The window manager's frame is not known before the window is shown.
     const int frame = style()->pixelMetric(QStyle::PM_TitleBarHeight) * 3 / 2;
     resize(content.boundedTo(screen - QSize(frame, frame)));
@@ -243,24 +246,21 @@ void SettingsWindow::closeEvent(QCloseEvent *event)
 void SettingsWindow::load()
 {
     mDraft.reset();
-    QStringList warnings;
-    QString status;
+    mWarnings->clear();
+    mStatus->say({});
     try {
         mDraft.reset(new Draft(mPath));
         mNotices.button(int(mDraft->notice))->setChecked(true);
         mOwnText->setText(mDraft->ownText);
         mIdleDock->setChecked(mDraft->allowsIdleDock);
-        warnings = mDraft->stored.warnings();
+        mWarnings->addItems(mDraft->stored.warnings());
     } catch (const Error &error) {
-        status = error.message;
+        mStatus->say({error.message});
         mSave->setEnabled(false);
         setWindowModified(false);
     }
-    mWarnings->clear();
-    mWarnings->addItems(warnings);
-    mPages->setTabVisible(mPages->indexOf(mWarnings), !warnings.isEmpty());
+    mPages->setTabVisible(mPages->indexOf(mWarnings), mWarnings->count() > 0);
     mPages->setEnabled(mDraft);
-    mStatus->say(status.isEmpty() ? QStringList() : QStringList(status));
 }
 
 bool SettingsWindow::save()
@@ -380,7 +380,6 @@ void SettingsWindow::check()
     mDraft->notice = Draft::Notice(mNotices.checkedId());
     mDraft->ownText = mOwnText->text();
     mDraft->allowsIdleDock = mIdleDock->isChecked();
-    mOwnText->setEnabled(mDraft->notice == Draft::Notice::Own);
     mNoticeHint->say(mDraft->warningOfNotice());
 
     const int index = selected();
