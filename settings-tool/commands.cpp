@@ -66,10 +66,10 @@ void list(Job &job)
         const int index = serverOf(job);
         job.warnOf(job.draft.servers.at(index));
         keys.clear();
-        for (const settingsKeys::Key *key : settingsKeys::all) {
-            if (key->isPerServer())
-                keys.append(storedKey(*key, job.draft.servers.at(index).uid));
-        }
+        for (const settingsKeys::Key *key :
+             {&settingsKeys::excludedServer, &settingsKeys::idleDockTarget,
+              &settingsKeys::serverName})
+            keys.append(storedKey(*key, job.draft.servers.at(index).uid));
     }
     for (const QString &key : qAsConst(keys))
         job.output.append(job.draft.stored.describe(key));

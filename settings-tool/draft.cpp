@@ -111,8 +111,8 @@ QStringList Draft::sentences(const QStringList &warnings)
 {
     QStringList result;
     for (const QString &warning : warnings) {
-        const QString end = QLatin1String(warning.endsWith(QLatin1Char('.')) ? "" : ".");
-        result.append(warning.left(1).toUpper() + warning.mid(1) + end);
+        result.append(warning.left(1).toUpper() + warning.mid(1)
+                      + QLatin1String(warning.endsWith(QLatin1Char('.')) ? "" : "."));
     }
     return result;
 }
@@ -154,16 +154,13 @@ QString Draft::effectOf(const Server &server) const
         + (allowsIdleDock ? QString() : QStringLiteral(" (not allowed)"));
 }
 
-void Draft::add(const Server &server)
+int Draft::put(const Server &server, int index)
 {
-    mSteps.push({servers, servers.size()});
-    servers.append(server);
-}
-
-void Draft::replace(int index, const Server &server)
-{
-    mSteps.push({servers, index});
-    servers[index] = server;
+    const int place = index < 0 ? servers.size() : index;
+    mSteps.push({servers, place});
+    servers.resize(std::max(servers.size(), place + 1));
+    servers[place] = server;
+    return place;
 }
 
 void Draft::remove(int index)

@@ -68,10 +68,10 @@ public:
     /// What the plug-in does on the server, in a few words.
     QString effectOf(const Server &server) const;
 
-    /// Changes the list so that it can be undone, step by step. undo() returns the index of the
-    /// server that it changed, or of the one that is now in the place of an added one.
-    void add(const Server &server);
-    void replace(int index, const Server &server);
+    /// Changes the list so that it can be undone, step by step. A server with a negative index is
+    /// added; put() returns its index. undo() returns the index of the server that it changed, or
+    /// of the one that is now in the place of an added one.
+    int put(const Server &server, int index);
     void remove(int index);
     int undo();
     bool canUndo() const { return !mSteps.isEmpty(); }

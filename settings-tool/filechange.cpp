@@ -122,11 +122,8 @@ void FolderLock::giveUp(const QString &why) const
 QString changeFile(const QString &path, const QVariantMap &values, const FolderLock &lock)
 {
     const auto refuse = [&path](const QString &why) {
-        throw Error{QStringLiteral("%1 can't be written: %2").arg(path, why)};
-    };
-    const auto refuseFor = [&refuse](const QString &error) {
-        if (!error.isEmpty())
-            refuse(error);
+        if (!why.isEmpty())
+            throw Error{QStringLiteral("%1 can't be written: %2").arg(path, why)};
     };
     const QString file = fileAt(path);
     refuseToTakeAway(file);
@@ -143,7 +140,7 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
     for (const QVariant &value : values)
         letters += value.toString().size();
     constexpr int longestLetter = 6; // as in \x20ac
-    refuseFor(settingsFile::whyNoRoom(path, old.size() + longestLetter * letters));
+    refuse(settingsFile::whyNoRoom(path, old.size() + longestLetter * letters));
 
     // Qt may put a cut file in the place of a whole one, so it writes another one, beside it.
     // Whoever was killed meanwhile has left a folder behind, for nobody else works there now.
@@ -160,7 +157,7 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
         refuse(QStringLiteral("the lock %1.lock can't be made").arg(path));
     const QString draft = folder.filePath(QStringLiteral("draft.ini"));
     if (exists)
-        refuseFor(settingsFile::write(draft, old, present.permissions()));
+        refuse(settingsFile::write(draft, old, present.permissions()));
     QVariantMap expected;
     {
         QSettings settings(draft, QSettings::IniFormat);
@@ -169,7 +166,7 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
     }
     // It comes from the disk, under a name that Qt has not read before.
     const QString whole = folder.filePath(QStringLiteral("whole.ini"));
-    refuseFor(settingsFile::write(whole, settingsFile::read(draft), QFile::permissions(draft)));
+    refuse(settingsFile::write(whole, settingsFile::read(draft), QFile::permissions(draft)));
     if (!holds(whole, expected))
         refuse(QStringLiteral("what was written can't be read back"));
 

@@ -34,9 +34,8 @@ bool chooseDisplay()
 void print(const QString &text)
 {
     QTextStream(stdout) << text;
-    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
+    if (fflush(stdout) != 0 || ferror(stdout) != 0)
         throw Error{QStringLiteral("the output can't be written: ") + qt_error_string(errno)};
-    }
 }
 
 int run(int &argc, char *argv[])

@@ -52,14 +52,6 @@ public:
     }
 };
 
-/// A button that Enter presses too, as in a dialog.
-QPushButton *newButton(const QString &text)
-{
-    auto *button = new QPushButton(text);
-    button->setAutoDefault(true);
-    return button;
-}
-
 }
 
 SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patience) :
@@ -95,6 +87,9 @@ SettingsWindow::SettingsWindow(const QString &path, std::chrono::seconds patienc
     layout->addLayout(bottom);
     bottom->addWidget(mStatus, 1);
     bottom->addWidget(buttons);
+    const QList<QPushButton *> all = findChildren<QPushButton *>();
+    for (QPushButton *button : all)
+        button->setAutoDefault(true); // Enter presses it, as in a dialog
     load();
     fillList(-1);
     if (mDraft)
@@ -182,13 +177,13 @@ QWidget *SettingsWindow::newServersPage()
     layout->addLayout(middle, 1);
     layout->addWidget(mListHint);
     layout->addWidget(mIdleDock);
-    auto *add = newButton(QStringLiteral("&Add…"));
+    auto *add = new QPushButton(QStringLiteral("&Add…"));
     buttons->addWidget(add);
     const auto newAction = [&](const QString &text, const QList<QKeySequence> &keys,
                                void (SettingsWindow::*act)()) {
         // With a button, or with keys while the list has the focus.
         auto *action = new QAction(this);
-        auto *button = newButton(text);
+        auto *button = new QPushButton(text);
         action->setShortcuts(keys);
         action->setShortcutContext(Qt::WidgetShortcut);
         mList->addAction(action);
@@ -339,12 +334,8 @@ void SettingsWindow::editServer(int index)
         return;
     if (index >= 0 && dialog.server() == mDraft->servers.at(index))
         return; // there would be nothing to undo
-    if (index < 0)
-        mDraft->add(dialog.server());
-    else
-        mDraft->replace(index, dialog.server());
     mStatus->say({});
-    fillList(index < 0 ? mDraft->servers.size() - 1 : index);
+    fillList(mDraft->put(dialog.server(), index));
     mList->setFocus();
 }
 
@@ -362,9 +353,8 @@ void SettingsWindow::removeSelected()
 
 void SettingsWindow::undo()
 {
-    const int index = mDraft->undo();
     mStatus->say({});
-    fillList(index);
+    fillList(mDraft->undo());
 }
 
 void SettingsWindow::edited()

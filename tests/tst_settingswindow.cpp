@@ -174,10 +174,7 @@ private Q_SLOTS:
             QCOMPARE(hints(dialog).section(" | ", -1), result);
             return;
         }
-        if (index < 0)
-            draft.add(dialog.server());
-        else
-            draft.replace(index, dialog.server());
+        draft.put(dialog.server(), index);
         QStringList changes;
         const QVariantMap all = draft.changes();
         for (auto one = all.begin(); one != all.end(); ++one)
