@@ -12,7 +12,7 @@ void *__libc_realloc(void *block, size_t size);
 namespace {
 std::atomic<size_t> allocations{0};
 
-// One thread measures, so there is no need for the dear increment of an atomic.
+// Only one thread measures, so the costly increment of an atomic isn't needed.
 void countOne()
 {
     allocations.store(allocations.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);

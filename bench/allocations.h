@@ -2,7 +2,6 @@
 
 #include <cstddef>
 
-/// Counts the blocks that the whole process has taken from malloc, calloc and realloc so far. Only
-/// where bench/allocations.cpp is linked into the program, which puts itself before the C library's
-/// functions.
+/// How many blocks the whole process has taken from malloc, calloc and realloc so far. The program
+/// must contain bench/allocations.cpp, which replaces these functions of the C library.
 size_t allocationCount();

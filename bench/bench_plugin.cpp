@@ -1,6 +1,6 @@
-// Measures whole exports of the built library against the least that the client's interface makes
-// of each event: the same host calls and nothing else (calls), and the same with each text turned
-// into a QString (decode).
+// Compares whole exports of the built library with the least that the client's interface allows for
+// each event: the same host calls and nothing else (calls), and the same with each text turned into
+// a QString (decode).
 
 #include "bench/allocations.h"
 #include "bench/plain_host.h"
@@ -29,7 +29,7 @@ using plainHost::connection;
 standin::Plugin plugin;
 TS3Functions table;
 
-/// The host calls that the plug-in makes, and what is done with the answers.
+/// The host calls that the plug-in makes; `decodes` turns the texts into QStrings.
 template<bool decodes>
 struct Floor
 {
@@ -110,16 +110,16 @@ void forcedMove()
                                   "uid", "");
 }
 
-/// One thing that the client tells the plug-in, and the floors of it.
+/// One event that the client reports to the plug-in, and its two floors.
 struct Event
 {
     const char *name;
     void (*plugin)();
     void (*calls)();
     void (*decode)();
-    /// Comes before each event and is not measured.
+    /// Runs before each event and is not measured.
     void (*before)();
-    /// Whether sizes count channels on the server and not clients in the channel.
+    /// Whether sizes count the server's channels instead of the clients in a channel.
     bool isOfChannels;
     std::vector<int> sizes;
 };
@@ -168,7 +168,7 @@ const std::vector<Event> &events()
     return all;
 }
 
-/// Each size starts from an empty model that has been loaded once.
+/// Starts each size with a model that was emptied and loaded once.
 void prepare(const Event &event, int size)
 {
     plainHost::setSize(event.isOfChannels ? 1 : size, event.isOfChannels ? size : 1);
@@ -177,8 +177,8 @@ void prepare(const Event &event, int size)
     event.plugin();
 }
 
-/// A line for each size that was measured: event, records, and in nanoseconds the medians of the
-/// plug-in and its floors, separated by tabs.
+/// Prints a line for each measured size, separated by tabs: the event, the number of records, and
+/// the medians of the plug-in and its floors in nanoseconds.
 class TableReporter : public benchmark::BenchmarkReporter
 {
 public:
@@ -246,8 +246,8 @@ void registerBenchmarks()
     }
 }
 
-/// One run of an event: its blocks of memory for the one who asks here, its instructions for a tool
-/// that counts them. `what` is plugin, calls or decode.
+/// Runs an event once. Prints how much memory it takes; a tool that counts instructions counts only
+/// this run. `what` is plugin, calls or decode.
 int runOnce(const std::string &name, int size, const std::string &what)
 {
     for (const Event &event : events()) {
@@ -255,9 +255,9 @@ int runOnce(const std::string &name, int size, const std::string &what)
             continue;
         prepare(event, size);
         event.before();
-        void (*const run)() = what == "plugin" ? event.plugin
-            : what == "calls"                  ? event.calls
-                                               : event.decode;
+        void (*run)() = event.plugin;
+        if (what != "plugin")
+            run = what == "calls" ? event.calls : event.decode;
         const size_t blocks = allocationCount();
         const size_t heap = mallinfo2().uordblks;
         CALLGRIND_TOGGLE_COLLECT;
@@ -275,8 +275,8 @@ int runOnce(const std::string &name, int size, const std::string &what)
 
 int main(int argc, char *argv[])
 {
-    // In a client the heap does not end with our blocks. Here it would, and the C library would
-    // hand it back to the system after each event and fetch it again page by page.
+    // In a client, our blocks are not the last on the heap. Here they would be, and the C library
+    // would return them to the system after each event and fetch them again page by page.
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     qputenv("QT_QPA_PLATFORM", "offscreen");

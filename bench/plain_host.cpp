@@ -76,14 +76,14 @@ TS3Functions functions()
         if (property == CLIENT_NICKNAME) {
             const unsigned int code =
                 client % 8 == 0 ? giveText(otherNickname, value) : giveText(nickname, value);
-            (*value)[strlen(*value) - 1] = static_cast<char>('a' + names % 26);
+            (*value)[strlen(*value) - 1] = char('a' + names % 26);
             return code;
         }
         const unsigned int code = giveProperty(property, value);
         // No two clients share an identifier.
         if (property == CLIENT_UNIQUE_IDENTIFIER) {
             for (int i = 0; i < 4; ++i)
-                (*value)[i] = static_cast<char>('A' + (client >> (4 * i)) % 16);
+                (*value)[i] = char('A' + (client >> (4 * i)) % 16);
         }
         return code;
     };
@@ -118,11 +118,11 @@ void setSize(int clientCount, int channelCount)
 {
     clientIds.clear();
     for (int id = 1; id <= clientCount; ++id)
-        clientIds.append(static_cast<anyID>(id));
+        clientIds.append(anyID(id));
     clientIds.append(0);
     channelIds.clear();
     for (int id = 1; id <= channelCount; ++id)
-        channelIds.append(static_cast<uint64>(id));
+        channelIds.append(uint64(id));
     channelIds.append(0);
 }
 

@@ -4,9 +4,9 @@
 
 #include <QByteArray>
 
-/// A client that keeps no books: every answer is a prepared text or list in a malloc block, so that
-/// what is measured is the plug-in. One connection, one own client, one mover, and as many clients
-/// and channels as are asked for; every client is in every channel.
+/// A client that keeps no state: every answer is a prepared text or list in a malloc block, so that
+/// only the plug-in is measured. It has one connection, one own client, one mover, and as many
+/// clients and channels as a test asks for; every client is in every channel.
 namespace plainHost {
 
 constexpr uint64 connection = 1;

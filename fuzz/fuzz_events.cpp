@@ -1,6 +1,6 @@
-// Turns bytes into what happens to the plug-in in a host, and judges what it does by its rules.
-// Built with libFuzzer, or with a main() that replays kept inputs. The plug-in's exports are part
-// of this program, so that the fuzzer sees where its inputs lead.
+// Turns bytes into events for the plug-in, and judges what it does by its rules. Built with
+// libFuzzer, or with a main() that replays saved inputs. The plug-in's exports are part of this
+// program, so that the fuzzer can trace the code that its inputs reach.
 
 #include "standin/player.h"
 #include "standin/scenario.h"

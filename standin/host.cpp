@@ -23,21 +23,21 @@ enum ErrorCode : unsigned int {
     wrongPassword
 };
 
-/// Left behind by functions that fail: whoever follows it crashes.
+/// What functions that fail leave behind; following it crashes.
 template<typename T>
 T *untouchable()
 {
     return reinterpret_cast<T *>(size_t{0x10});
 }
 
-/// Texts by the number of the property that they are.
+/// Texts by the numbers of their properties.
 using Texts = QMap<size_t, QByteArray>;
 
 QString text(unsigned long number) { return QString::number(number); }
 
 QString text(const char *bytes) { return bytes ? quoted(bytes) : QStringLiteral("null"); }
 
-/// What a description ends with where there is such a text.
+/// The end of a description that has such a text.
 QString suffix(const char *words, const QByteArray &text)
 {
     return text.isEmpty() ? QString() : QLatin1String(words) + quoted(text);
@@ -54,10 +54,10 @@ QString quoted(const QByteArray &text)
 
 QString withId(const QString &name, Id id) { return QStringLiteral("%1 (%2)").arg(name).arg(id); }
 
-/// The functions of the table that do something, and the traps in the other places.
+/// The functions in the table, and traps for the unused positions.
 struct HostFunctions
 {
-    /// One call of the plug-in that is no release: judged, counted and told.
+    /// One call of the plug-in other than a release: judged, counted and reported.
     class Call
     {
     public:
@@ -69,7 +69,7 @@ struct HostFunctions
                 theHost->complain(theHost->mLastBlockOrigin
                                   + QStringLiteral(" was not given back before the next call"));
             }
-            theHost->mLastBlock = nullptr; // told once
+            theHost->mLastBlock = nullptr; // one complaint is enough
             ++theHost->callCount;
             if (theHost->called) {
                 const QString texts = QStringList{text(arguments)...}.join(QLatin1String(", "));
@@ -77,16 +77,16 @@ struct HostFunctions
             }
         }
 
-        /// A text that the plug-in passes, empty where it passes none.
+        /// A text that the plug-in passes; a null pointer counts as empty.
         QByteArray taken(const char *text) const
         {
             if (!text)
-                complain("was given a null pointer where an empty text is due");
+                complain("was given a null pointer instead of an empty string");
             return text;
         }
 
-        // What is asked for may be unknown: there is no number then, no text of that property, and
-        // no list.
+        // What the plug-in asks for may be unknown; then `number` is null, `texts` lacks the
+        // property, or `isKnown` is false.
 
         template<typename T>
         unsigned int give(const T *number, T *result, ErrorCode error) const
@@ -119,7 +119,7 @@ struct HostFunctions
             memcpy(buffer, path.constData(), qMin(size, size_t(path.size()) + 1));
         }
 
-        /// Takes a request, and refuses it where the function is told to or for the reason given.
+        /// Takes a request. Refuses it if the function was told to, or for the reason in `error`.
         unsigned int answer(const QString &request, const char *returnCode = nullptr,
                             ErrorCode error = ok) const
         {
@@ -160,7 +160,7 @@ struct HostFunctions
         const char *mFunction;
     };
 
-    /// Who a client is on an open connection, null when there is none.
+    /// A client on an open connection, null when there is none.
     static Client *findClient(Id connection, ClientId client)
     {
         Server *server = theHost->server(connection);
@@ -171,6 +171,14 @@ struct HostFunctions
     {
         Server *server = theHost->server(connection);
         return server ? find(server->channels, channel) : nullptr;
+    }
+
+    /// Why a request about a client must fail; ok if it may succeed.
+    static ErrorCode whyNot(Id connection, ClientId client)
+    {
+        if (!theHost->server(connection))
+            return unknownConnection;
+        return findClient(connection, client) ? ok : unknownClient;
     }
 
     static unsigned int getErrorMessage(unsigned int code, char **text)
@@ -197,21 +205,20 @@ struct HostFunctions
     {
         const Call call(__func__, connection, client, channel, password, returnCode);
         const QByteArray key = call.taken(password);
-        const Server *server = theHost->server(connection);
-        Client *moved = findClient(connection, client);
         const Channel *target = findChannel(connection, channel);
-        const ErrorCode error = !server ? unknownConnection
-            : !moved                    ? unknownClient
-            : !target                   ? unknownChannel
-            : target->password != key   ? wrongPassword
-                                        : ok;
+        ErrorCode error = whyNot(connection, client);
+        if (error == ok && !target)
+            error = unknownChannel;
+        else if (error == ok && target->password != key)
+            error = wrongPassword;
         const unsigned int code =
             call.answer(theHost->describeMove(connection, client, channel, key), returnCode, error);
         if (code != ok)
             return code;
 
-        const Id oldChannel = std::exchange(moved->channel, channel);
-        if (client == server->own && oldChannel != channel && theHost->moved) {
+        Server &server = theHost->servers[connection];
+        const Id oldChannel = std::exchange(server.clients[client].channel, channel);
+        if (client == server.own && oldChannel != channel && theHost->moved) {
             theHost->mWaiting.append(
                 [=] { theHost->moved(connection, client, oldChannel, channel); });
             if (theHost->answersInside)
@@ -224,11 +231,8 @@ struct HostFunctions
                                                   ClientId client, const char *returnCode)
     {
         const Call call(__func__, connection, message, client, returnCode);
-        const ErrorCode error = !theHost->server(connection) ? unknownConnection
-            : !findClient(connection, client)                ? unknownClient
-                                                             : ok;
         return call.answer(theHost->describeMessage(connection, client, call.taken(message)),
-                           returnCode, error);
+                           returnCode, whyNot(connection, client));
     }
 
     static unsigned int getClientID(Id connection, ClientId *id)
@@ -546,13 +550,16 @@ void *Host::handOut(const void *data, size_t size, const char *function)
 void Host::takeBack(void *block)
 {
     const auto size = mBlocks.find(block);
-    if (size == mBlocks.end())
-        return complain(QStringLiteral("a block was given back that is not the host's"));
-    if (*size == 0)
-        return complain(QStringLiteral("a block was given back twice"));
-    if (block == mLastBlock)
-        mLastBlock = nullptr;
-    memset(block, 0xdd, std::exchange(*size, 0));
+    if (size == mBlocks.end()) {
+        complain(QStringLiteral("a block was given back that is not the host's"));
+    } else if (*size == 0) {
+        complain(QStringLiteral("a block was given back twice"));
+    } else {
+        memset(block, 0xdd, *size);
+        *size = 0;
+        if (block == mLastBlock)
+            mLastBlock = nullptr;
+    }
 }
 
 }

@@ -46,7 +46,7 @@ struct Server
     QMap<ClientId, Client> clients = {};
 };
 
-/// What has that id, null when nothing has.
+/// The entry with that id, null when there is none.
 template<typename Key, typename T>
 T *find(QMap<Key, T> &all, Key id)
 {
@@ -61,8 +61,8 @@ enum class Fault {
     Garble ///< succeeds and hands out bytes that are not UTF-8
 };
 
-/// A voice client without a network: servers in memory, the function table over them, and a record
-/// of everything that the plug-in did with it. One host exists at a time.
+/// A voice client without a network: servers in memory, a function table that works on them, and a
+/// record of everything that the plug-in did. Only one host exists at a time.
 class Host
 {
 public:
@@ -81,19 +81,19 @@ public:
     QHash<QByteArray, Fault> faults;
     QByteArray refusal = "insufficient permissions";
 
-    /// Whether the callbacks that answer a request come from inside it.
+    /// Whether a callback that answers a request comes from inside the request.
     bool answersInside = false;
-    /// Where answers go: the own client moved itself.
+    /// Called to report that a request moved the user's own client.
     std::function<void(Id connection, ClientId client, Id oldChannel, Id newChannel)> moved;
-    /// Delivers the answers that wait for the plug-in to return.
+    /// Delivers the reports that waited for the plug-in to return.
     void deliver();
 
-    /// Told of each call of the plug-in, releases left out, before it is answered.
+    /// Called before each call of the plug-in is answered, except for releases.
     std::function<void(const QString &call)> called;
-    /// Told of each request as it comes, with the error code that it is answered with.
+    /// Called for each request, with the error code of the answer.
     std::function<void(const QString &request, unsigned int code)> asked;
-    /// What the plug-in asked for since the last call of takeRequests(), a line each with all that
-    /// is in it: names where there are any, and ids.
+    /// What the plug-in asked for since the last call of takeRequests(), one line per request with
+    /// ids and, where there are any, names.
     QStringList requests;
     QStringList takeRequests() { return std::exchange(requests, {}); }
     QString describeMove(Id connection, Id client, Id channel, const QByteArray &password) const;
@@ -106,17 +106,17 @@ public:
     /// The client's name; "you" for the user.
     QString clientName(Id connection, Id client) const;
 
-    /// Calls of the plug-in, releases left out.
+    /// The number of calls that the plug-in made, not counting releases.
     int callCount = 0;
     /// Counts a call in either direction; complaints name it by its number.
     void countCall() { ++mCallNumber; }
 
     /// Whether the plug-in may call now: from the table's handover to the end of shutdown.
     bool accepts = false;
-    /// What leads to the calls that come, for complaints: FILE:LINE of a scenario.
+    /// The statement that causes the next calls, as FILE:LINE, for complaints.
     QString place;
     void complain(const QString &complaint);
-    /// What the plug-in did wrong so far, blocks that it still holds included; empty when nothing.
+    /// What the plug-in has done wrong so far, including a block that it still holds.
     QStringList complaints() const;
     int blocksHandedOut() const { return mBlocks.size(); }
 
@@ -129,16 +129,16 @@ private:
     friend struct HostFunctions;
 
     QString where() const;
-    /// Judges what goes for all calls of the plug-in.
+    /// Checks the rules common to all calls of the plug-in.
     void judgeCall(const char *function);
     void *handOut(const void *data, size_t size, const char *function);
     void takeBack(void *block);
 
     QStringList mComplaints;
-    /// All blocks ever handed out, by their sizes, and 0 once they came back. None is freed before
-    /// the end, so that no address comes twice and whoever still reads it reads nonsense.
+    /// The sizes of all blocks ever handed out, 0 for those that came back. None is freed before
+    /// the end, so that no address is used twice and a late reader finds nonsense.
     QHash<void *, size_t> mBlocks;
-    /// The block that has to come back before the next call that is no release, null for none.
+    /// The block that must come back before the next call other than a release, null for none.
     void *mLastBlock = nullptr;
     QString mLastBlockOrigin;
     int mCallNumber = 0;

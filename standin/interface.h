@@ -1,7 +1,7 @@
 #pragma once
 
-// What the voice client and a plug-in of API version 22 exchange, as the host sees it. Stated
-// here once more, and apart from the plug-in, so that a wrong number or a swapped argument can't be
+// The interface between the voice client and a plug-in, API version 22, as the host sees it. It is
+// declared here independently of the plug-in, so that a wrong number or a swapped argument can't be
 // wrong on both sides.
 
 #include <cstddef>
@@ -111,7 +111,7 @@ struct Hotkey
     X(const char *, infoTitle, ())                                                                 \
     X(void, infoData, (Id connection, Id id, int itemType, char **text))
 
-/// The objects that it exports besides.
+/// The objects that it also exports.
 constexpr const char *exportedObjects[] = {"gConfig", "stayboltObj"};
 
 }

@@ -24,7 +24,7 @@ namespace {
 QTextStream output(stdout);
 QTextStream errors(stderr);
 
-/// The next line of standard input, nothing at its end. Events are handled while a person thinks.
+/// The next line of standard input, or nothing at its end. Handles events while a person thinks.
 std::optional<QString> readLine(bool isPerson)
 {
     if (isPerson)
@@ -33,7 +33,7 @@ std::optional<QString> readLine(bool isPerson)
     constexpr int pauseMs = 20;
     while (isPerson && poll(&input, 1, pauseMs) == 0)
         QCoreApplication::processEvents();
-    // Unbuffered, so that a line is played when it comes and not when a block is full.
+    // Unbuffered, so that a line is played as soon as it arrives.
     QFile file;
     if (!file.open(STDIN_FILENO, QIODevice::ReadOnly | QIODevice::Unbuffered))
         return std::nullopt;
@@ -41,7 +41,7 @@ std::optional<QString> readLine(bool isPerson)
     return line.isEmpty() ? std::nullopt : std::optional<QString>(QString::fromUtf8(line));
 }
 
-/// Plays statements from standard input as they come; a person may go on after a slip.
+/// Plays statements from standard input as they arrive; a person may go on after a mistake.
 int playInput(Scenario &scenario)
 {
     const bool isPerson = isatty(STDIN_FILENO);
@@ -68,7 +68,7 @@ int writePicture(const QString &file)
     return Scenario::Held;
 }
 
-/// Unloads the plug-in, says what is to be said of it, and returns what came of it all.
+/// Unloads the plug-in, reports what it did, and returns the exit status.
 int finish(Scenario &scenario, int outcome)
 {
     if (scenario.plugin.isOpen())
@@ -86,7 +86,7 @@ int finish(Scenario &scenario, int outcome)
     return outcome;
 }
 
-/// Plays the scenarios one after the other on one stage, up to the first that doesn't hold.
+/// Plays the scenarios one after the other on one stage, up to the first that fails.
 int playAll(Scenario &scenario, const QStringList &files, const QString &picture)
 {
     scenario.tell = [](const QString &line) { output << line << '\n' << Qt::flush; };
@@ -106,7 +106,7 @@ int playAll(Scenario &scenario, const QStringList &files, const QString &picture
     exit(Scenario::Unplayable);
 }
 
-/// The number that an option was given; ends the program when it is none.
+/// The number given to an option; ends the program if it isn't one.
 quint64 numberOf(const QCommandLineParser &parser, const QCommandLineOption &option, quint64 least,
                  quint64 most)
 {
@@ -124,18 +124,18 @@ quint64 numberOf(const QCommandLineParser &parser, const QCommandLineOption &opt
 
 int main(int argc, char *argv[])
 {
-    // What the plug-in prints stands in the story where it was printed.
+    // Otherwise lines that the plug-in prints would appear in the wrong place in the story.
     setvbuf(stdout, nullptr, _IOLBF, 0);
-    // A display that is set may be out of reach.
+    // DISPLAY may name a display that can't be reached.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM",
                 qEnvironmentVariableIsEmpty("DISPLAY") ? "offscreen" : "xcb;offscreen");
-    // Qt asks for this folder and complains when nobody has logged in to have one.
+    // Qt complains if this folder doesn't exist, as it may without a login session.
     const QTemporaryDir runtimeFolder;
     if (qEnvironmentVariableIsEmpty("XDG_RUNTIME_DIR"))
         qputenv("XDG_RUNTIME_DIR", QFile::encodeName(runtimeFolder.path()));
     QApplication application(argc, argv);
-    // Without a desktop Qt falls back on a font larger than any desktop's.
+    // Without a desktop, Qt falls back to a font larger than any desktop's.
     if (QApplication::platformName() == QLatin1String("offscreen")) {
         QFont font(QStringLiteral("Sans Serif"));
         font.setPixelSize(12); // 9 points at 96 dots per inch
@@ -146,9 +146,9 @@ int main(int argc, char *argv[])
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Loads the plug-in as the voice client does and plays scenarios with it.\n\n"
-                       "Exit status: 0 all is well, 1 an expectation did not hold or the plug-in "
-                       "broke a rule,\n2 a scenario or the plug-in can't be used.\n\n"
-                       "Statements of a scenario; an expectation follows its cause at once:\n")
+                       "Exit status: 0 all is well, 1 an expectation failed or the plug-in broke a "
+                       "rule,\n2 a scenario or the plug-in can't be used.\n\n"
+                       "Statements of a scenario; an expectation must directly follow its cause:\n")
         + Scenario::help());
     parser.addHelpOption();
     const auto option = [&](const char *name, const char *meaning, const char *value = "",
@@ -163,19 +163,20 @@ int main(int argc, char *argv[])
                QApplication::applicationDirPath() + QStringLiteral("/libstaybolt.so.1"));
     const auto config =
         option("config", "The host's configuration folder, by default an empty one.", "FOLDER");
-    const auto picture = option(
-        "settings-picture", "Write a picture of the settings dialog as it is at the end.", "FILE");
-    const auto random = option("random",
-                               "Let that many made-up things happen and compare what the plug-in "
-                               "does with what its rules predict. Ends with the shortest scenario "
-                               "that goes wrong, if one does.",
-                               "EVENTS");
-    const auto seed = option("seed", "Play the made-up events of an earlier run.", "NUMBER");
+    const auto picture =
+        option("settings-picture", "Write a picture of the settings dialog at the end.", "FILE");
+    const auto random =
+        option("random",
+               "Make up that many events and compare what the plug-in does with "
+               "what its rules predict. If they differ, print the shortest scenario "
+               "that shows it.",
+               "EVENTS");
+    const auto seed = option("seed", "Make up the same events as an earlier run.", "NUMBER");
     const auto bytes =
-        option("bytes", "Make up events from a file, such as the fuzzer leaves.", "FILE");
+        option("bytes", "Make up events from a file, such as one that the fuzzer left.", "FILE");
     parser.addPositionalArgument(QStringLiteral("scenario"),
-                                 QStringLiteral("A scenario, - for standard input. Each goes on "
-                                                "where the one before it ended."),
+                                 QStringLiteral("A scenario, or - for standard input. Each "
+                                                "continues where the one before it ended."),
                                  QStringLiteral("[scenario...]"));
     parser.process(application);
 
@@ -183,10 +184,10 @@ int main(int argc, char *argv[])
         parser.isSet(config) || parser.isSet(picture) || !parser.positionalArguments().isEmpty();
     const int ways = int(isStory) + int(parser.isSet(random)) + int(parser.isSet(bytes));
     if (ways > 1 || (parser.isSet(seed) && !parser.isSet(random)))
-        refuse(
-            QStringLiteral("--random with its --seed, --bytes, and scenarios exclude each other"));
+        refuse(QStringLiteral("Use only one of --random (which --seed belongs to), --bytes, and "
+                              "scenarios with their options"));
 
-    // Programs are started with it that run elsewhere.
+    // The child processes of the random player run in another folder.
     const QString plugin = QFileInfo(parser.value(library)).absoluteFilePath();
     const auto play = [&]() -> int {
         if (parser.isSet(random)) {
@@ -203,13 +204,12 @@ int main(int argc, char *argv[])
             return playBytes(plugin, file.readAll(), output, errors);
         }
         const QStringList files = parser.positionalArguments();
-        // Somebody who names no scenario wants to look.
+        // Somebody who names no scenario wants to look around.
         const QStringList welcome{QStringLiteral(":/welcome.scn"), QStringLiteral("-")};
         Scenario scenario(plugin, errors, parser.value(config));
         return playAll(scenario, files.isEmpty() ? welcome : files, parser.value(picture));
     };
-    // Everything happens inside the event loop, as in any program, where closing the last window is
-    // the end.
+    // Inside the event loop, as in any program, so that closing the last window would quit.
     QTimer::singleShot(0, &application, [&] { QApplication::exit(play()); });
     return QApplication::exec();
 }

@@ -20,18 +20,21 @@ namespace {
 
 constexpr int runLength = 200;
 
-/// What the capital words of the events below can stand for: ids at both ends of their ranges, and
-/// such as are alike in their lower half.
-const std::map<std::string, Line> choices{
-    // Mostly servers that are there.
+/// In place of a word that is left out.
+const std::string leftOut = "(left out)";
+
+/// What the capital words of the events below can stand for. Among the ids are both ends of the
+/// range, and two that differ only in their upper halves.
+const std::map<std::string, Line> candidates{
+    // Mostly servers that exist.
     {"SERVER", {"A", "B", "C", "A", "B", "C", "A", "B", "C", "Nowhere", "None"}},
     {"CHANNEL", {"1", "4294967297", "18446744073709551615", "2", "3", "0"}},
     {"CLIENT", {"1", "8", "9", "10", "65535"}},
     {"MOVED", {"1", "1", "1", "1", "8", "65535"}},
-    {"VISIBILITY", {"", "", "", "", "", "enters", "leaves"}},
+    {"VISIBILITY", {leftOut, leftOut, leftOut, leftOut, leftOut, "enters", "leaves"}},
     {"UID", {"uid=", "a/b+c=", "50%1=", "Unknown", ""}},
-    {"VALUE", {"0", "1", "false", "False", "true", "empty", "no", "4294967298", "true"}},
-    {"TEXT", {"empty", "  ", " mine ", "0", "H\u00e4nde weg; \"bitte\", 50%"}},
+    {"VALUE", {"0", "1", "false", "False", "true", "", "no", "4294967298", "true"}},
+    {"TEXT", {"", "  ", " mine ", "0", "H\u00e4nde weg; \"bitte\", 50%"}},
     {"SWITCH", {"on", "on", "off"}},
     {"ITEM", {"-1", "0", "1", "2"}},
     {"REFUSED",
@@ -42,7 +45,7 @@ const std::map<std::string, Line> choices{
     {"GARBLED", {"getClientVariableAsString", "getChannelVariableAsString"}},
 };
 
-/// What can happen, the same as often as it stands here. A semicolon is between two lines.
+/// What can happen; what is listed twice happens twice as often. A semicolon separates two lines.
 const std::vector<std::string> events{
     "connect SERVER",
     "disconnect SERVER",
@@ -77,13 +80,13 @@ const std::vector<std::string> events{
     "set text TEXT ; set notify SWITCH ; set idledock SWITCH ; press save",
     "press remove",
     "press reload",
-    "configure ; press close",
+    "configure ; menu A 1 ; press close",
     "change",
     "change",
     "restart",
 };
 
-/// What the settings file can hold, and what can be removed from it.
+/// Settings that can be stored or, without a value, removed.
 const std::vector<std::string> settings{
     "staybolt.sendNotify VALUE",
     "staybolt.customNotify VALUE",
@@ -96,8 +99,8 @@ const std::vector<std::string> settings{
     "staybolt.UID",
 };
 
-/// Draws lines. Each draw is a statement of its own here, since the order in which arguments
-/// are evaluated differs between compilers.
+/// Makes up lines. Each draw is a statement of its own, since the order in which arguments are
+/// evaluated differs between compilers.
 class Author
 {
 public:
@@ -109,16 +112,16 @@ public:
     {
         const Line connections{"1", "2", "18446744073709551615"};
         for (size_t i = 0; i < connections.size(); ++i) {
-            const std::string server = choices.at("SERVER")[i];
-            lines.push_back({"server", server, choices.at("UID")[i], connections[i]});
+            const std::string server = candidates.at("SERVER")[i];
+            lines.push_back({"server", server, candidates.at("UID")[i], connections[i]});
             for (size_t at = 0; at < 3; ++at) {
                 const unsigned locked = mSource.below(6);
-                add("channel " + server + ' ' + choices.at("CHANNEL")[at] + " channel"
+                add("channel " + server + ' ' + candidates.at("CHANNEL")[at] + " channel"
                     + (locked == 0 ? " password sesame" : ""));
             }
             for (size_t at = 0; at < 3; ++at) {
-                const std::string channel = choices.at("CHANNEL")[mSource.below(3)];
-                add((at == 0 ? "user " : "client ") + server + ' ' + choices.at("CLIENT")[at]
+                const std::string channel = candidates.at("CHANNEL")[mSource.below(3)];
+                add((at == 0 ? "user " : "client ") + server + ' ' + candidates.at("CLIENT")[at]
                     + " name " + channel);
             }
         }
@@ -130,16 +133,18 @@ public:
     void addEvent()
     {
         const std::string &event = events[mSource.below(unsigned(events.size()))];
-        if (event == "change")
-            return addSetting(event);
-        if (event != "restart")
-            return add(event);
-        leave();
-        add("unload");
-        load();
+        if (event == "change") {
+            addSetting(event);
+        } else if (event == "restart") {
+            leave();
+            add("unload");
+            load();
+        } else {
+            add(event);
+        }
     }
 
-    /// Nothing is known any more, whether or not the library really goes.
+    /// Makes the plug-in forget all servers, even if its library stays loaded.
     void leave()
     {
         add("disconnect A ; disconnect B ; disconnect C ; disconnect Nowhere ; disconnect None");
@@ -159,7 +164,7 @@ private:
         add(statement + ' ' + settings[mSource.below(unsigned(settings.size()))]);
     }
 
-    /// Adds lines with something chosen in place of each capital word.
+    /// Adds the lines of a pattern, with a drawn word in place of each capital word.
     void add(const std::string &pattern)
     {
         std::istringstream words(pattern);
@@ -169,17 +174,14 @@ private:
                 lines.emplace_back();
                 continue;
             }
-            for (const auto &[name, list] : choices) {
+            for (const auto &[name, list] : candidates) {
                 const size_t at = word.find(name);
                 if (at == std::string::npos)
                     continue;
-                const std::string chosen = list[mSource.below(unsigned(list.size()))];
-                word.replace(at, name.size(), chosen == "empty" ? "" : chosen);
-                if (chosen.empty() && name == "VISIBILITY")
-                    word = "nothing";
+                word.replace(at, name.size(), list[mSource.below(unsigned(list.size()))]);
                 break;
             }
-            if (word != "nothing")
+            if (word != leftOut)
                 lines.back().push_back(word);
         }
     }
@@ -187,7 +189,7 @@ private:
     Choices &mSource;
 };
 
-/// A word as a scenario has it.
+/// A word as it is written in a scenario.
 QByteArray written(const std::string &word)
 {
     const bool isPlain = !word.empty() && word.find_first_of(" \"'#") == std::string::npos;
@@ -204,8 +206,8 @@ QByteArray written(const Line &line)
     return text + '\n';
 }
 
-/// Plays a run in a child process, so that a crash is seen, and returns what came of it. One that
-/// ends in no time or by a signal failed.
+/// Plays a run in a child process, so that a crash is seen, and returns the outcome. A run that
+/// crashes or doesn't finish in time has failed.
 int play(const QString &library, const Lines &lines, QString *error)
 {
     const QTemporaryDir folder;
@@ -223,19 +225,20 @@ int play(const QString &library, const Lines &lines, QString *error)
     const bool isOver = host.waitForFinished(longestRunMs);
     *error = QString::fromUtf8(host.readAllStandardError());
     if (!isOver)
-        *error += QStringLiteral("It did not end.\n");
+        *error += QStringLiteral("The run did not finish in time.\n");
     else if (host.exitStatus() == QProcess::CrashExit)
-        *error += QStringLiteral("It ended with signal %1.\n").arg(host.exitCode());
+        *error += QStringLiteral("The run ended with signal %1.\n").arg(host.exitCode());
     return isOver && host.exitStatus() == QProcess::NormalExit ? host.exitCode() : Scenario::Failed;
 }
 
-/// Plays a run; prints the shortest scenario that goes wrong in the same way if it does.
+/// Plays a run; if it fails, prints the shortest scenario that fails in the same way.
 int playOne(const QString &library, const Lines &lines, QTextStream &output, QTextStream &errors)
 {
     QString error;
     const int outcome = play(library, lines, &error);
     if (outcome == Scenario::Failed) {
-        errors << "Something went wrong; looking for the shortest way there ...\n" << Qt::flush;
+        errors << "A run failed. Looking for the shortest scenario that fails as well ...\n"
+               << Qt::flush;
         const auto fails = [&](const Lines &some) {
             return play(library, some, &error) == Scenario::Failed;
         };
@@ -260,7 +263,7 @@ Choices Choices::seeded(quint64 seed)
 
 unsigned Choices::below(unsigned count)
 {
-    return atEnd() ? 0 : static_cast<unsigned char>(mBytes.at(mPosition++)) % count;
+    return atEnd() ? 0 : uchar(mBytes.at(mPosition++)) % count;
 }
 
 Lines draw(Choices source)
@@ -305,7 +308,7 @@ Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails)
                 at += size;
             }
         }
-        // One by one until none can go, since one can make room for another.
+        // One by one until no line can go, since removing one may allow another to go.
         if (size > 1)
             size /= 2;
         else if (!isShorter)
@@ -319,15 +322,15 @@ int playRandom(const QString &library, int eventCount, quint64 seed, QTextStream
 {
     const int count = (eventCount + runLength - 1) / runLength;
     for (int i = 0; i < count; ++i) {
-        // A person wants to see that something goes on.
+        // A person wants to see progress.
         if (isatty(STDERR_FILENO) != 0)
-            errors << i << " of " << count << " runs held\r" << Qt::flush;
+            errors << i << " of " << count << " runs passed\r" << Qt::flush;
         const Lines lines = draw(Choices::seeded(seed + quint64(i)));
         if (const int outcome = playOne(library, lines, output, errors))
             return outcome;
     }
-    output << count << " runs of up to " << runLength << " events held, from seed " << seed
-           << " on\n"
+    output << count << " runs of up to " << runLength << " events passed, starting with seed "
+           << seed << '\n'
            << Qt::flush;
     return Scenario::Held;
 }
@@ -337,7 +340,7 @@ int playBytes(const QString &library, const QByteArray &bytes, QTextStream &outp
 {
     if (const int outcome = playOne(library, draw(Choices(bytes)), output, errors))
         return outcome;
-    output << "The run that these " << bytes.size() << " bytes stand for held.\n" << Qt::flush;
+    output << "The run that these " << bytes.size() << " bytes stand for passed.\n" << Qt::flush;
     return Scenario::Held;
 }
 

@@ -10,13 +10,13 @@
 
 namespace standin {
 
-/// The bytes that a player's decisions come from.
+/// The bytes that decide what a player plays.
 class Choices
 {
 public:
-    /// Bytes that somebody else chose.
+    /// Uses the given bytes.
     explicit Choices(const QByteArray &bytes) : mBytes(bytes) { }
-    /// Bytes that are the same for a seed everywhere, enough for a run.
+    /// Enough bytes for a run; the same seed gives the same bytes everywhere.
     static Choices seeded(quint64 seed);
 
     /// A number below `count`, which is at most 256; 0 once the bytes are used up.
@@ -30,15 +30,14 @@ private:
 
 using Lines = std::vector<Line>;
 
-/// Draws what a stage looks like and what happens on it, for as long as there are choices, and at
-/// most 200 events.
+/// Makes up a stage and what happens on it: at most 200 events, fewer if the choices run out.
 Lines draw(Choices source);
 
-/// The scenario of these lines, with what the rules of the plug-in expect after each; those
-/// that make no sense as things stand are left out.
+/// Turns lines into a scenario in which each is followed by what the plug-in's rules expect. Lines
+/// that the rules refuse are left out.
 QByteArray scenarioOf(const Lines &lines);
 
-/// Leaves out lines for as long as `fails` says that what is left still goes wrong.
+/// Removes lines for as long as `fails` says that the rest still goes wrong.
 Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails);
 
 /// Plays runs of made-up events, `eventCount` in all, each in a child process of this program.
@@ -47,7 +46,7 @@ Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails);
 int playRandom(const QString &library, int eventCount, quint64 seed, QTextStream &output,
                QTextStream &errors);
 
-/// Shrinks and prints what goes wrong with the choices that `bytes` stand for.
+/// The same for the one run that `bytes` stand for.
 int playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
               QTextStream &errors);
 

@@ -10,7 +10,7 @@ namespace standin {
 QString Plugin::open(const QString &path)
 {
     close();
-    // A report of leaks can only name what is still mapped.
+    // A leak report can only name functions that are still mapped.
     const int keep = qEnvironmentVariableIsSet("STAYBOLT_HOST_KEEPS_LIBRARY") ? RTLD_NODELETE : 0;
     const QByteArray file = QFile::encodeName(path);
     mLibrary = dlopen(path.isEmpty() ? nullptr : file.constData(), RTLD_NOW | RTLD_LOCAL | keep);

@@ -14,8 +14,8 @@ public:
     ~Plugin() { close(); }
     Q_DISABLE_COPY(Plugin)
 
-    /// Loads the library, or takes the running program where `path` is empty, and looks up all
-    /// exports. Returns what went wrong, nothing if all is well.
+    /// Loads the library, or the running program itself if `path` is empty, and looks up all
+    /// exports. Returns what went wrong, or an empty text.
     QString open(const QString &path);
     void close();
     bool isOpen() const { return mLibrary; }

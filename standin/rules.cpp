@@ -10,7 +10,7 @@ bool Rules::happen(const Line &line)
     return prepare(line) || (mIsPluginLoaded && useDialog(line));
 }
 
-/// What sets the stage.
+/// Sets the stage.
 bool Rules::prepare(const Line &line)
 {
     const std::string &what = line[0];
@@ -29,21 +29,19 @@ bool Rules::prepare(const Line &line)
         mFields.clear();
         useDialog({"press", "reload"});
     } else if (what == "unload" && mIsPluginLoaded && mKnown.empty()) {
-        // What is known stays where the library does, so nothing must be.
+        // The library may stay loaded, and would then remember the servers.
         mIsPluginLoaded = false;
     } else if (what == "refuse" || what == "empty" || what == "garble") {
         mFaults[line[1]] = what;
     } else if (what == "allow") {
         return mFaults.erase(line[1]) > 0;
-    } else if (what == "callbacks") {
-        mAnswersInside = line[1] == "inside";
-    } else {
+    } else if (what != "callbacks") { // they change when a move is reported, but no outcome
         return false;
     }
     return true;
 }
 
-/// What the user does in the dialog, and what it shows in the host.
+/// What the user does in the dialog, and what the dialog and the info panel then show.
 bool Rules::useDialog(const Line &line)
 {
     const std::string what = line[0] == "press" ? line[1] : line[0];
@@ -71,9 +69,9 @@ bool Rules::useDialog(const Line &line)
         expected.push_back({"expect", "dialog", "closed"});
     } else if (what == "configure") {
         mIsOpen = true;
-        const std::string mode = !isOn("staybolt.sendNotify") ? "none"
-            : mSettings.count("staybolt.customNotify")        ? "customNotify"
-                                                              : "notify";
+        std::string mode = "none";
+        if (isOn("staybolt.sendNotify"))
+            mode = mSettings.count("staybolt.customNotify") ? "customNotify" : "notify";
         expected.push_back({"expect", "info", "[I]\"" + mode + "\"[/I]"});
         expectFields();
     } else if (what != "hotkey") {
@@ -141,16 +139,20 @@ bool Rules::happenOn(const std::string &name, const Line &line)
     } else if (what == "menu") {
         mIsOpen = mIsOpen || line[2] == "0";
         expected.push_back({"expect", "dialog", mIsOpen ? "open" : "closed"});
+    } else if (what == "create" && !server.channels.insert({id(2), ""}).second) {
+        return false;
+    } else if (what == "delete" && server.channels.erase(id(2)) == 0) {
+        return false;
+    } else if (what == "create" || what == "edit" || what == "update" || what == "reorder"
+               || what == "delete") {
+        learnChannels(name);
     } else {
-        if ((what == "create" && !server.channels.insert({id(2), ""}).second)
-            || (what == "delete" && server.channels.erase(id(2)) == 0))
-            return false;
-        learnChannels(name); // edit, update and reorder as well
+        return false;
     }
     return true;
 }
 
-/// A text that the plug-in gets from the host, or what it has in place of one that is refused.
+/// The text that the plug-in gets from the host, or `otherwise` if the host refuses it.
 std::string Rules::given(const std::string &function, const std::string &text,
                          const std::string &otherwise) const
 {
@@ -250,8 +252,7 @@ void Rules::wasMoved(const std::string &name, Id client, Id channel, Id mover)
     const std::string on = mKnown[name].isLoaded ? name : "None";
     const Id addressee = mKnown[name].clients.count(mover) ? mover : 0;
     const Id back = mRemembered;
-    const bool moves = requestMove(on, own, back);
-    if (moves && mAnswersInside)
+    if (requestMove(on, own, back))
         movedItself(on, own, back, false);
     if (isOn("staybolt.sendNotify")) {
         const std::string text =
@@ -259,11 +260,10 @@ void Rules::wasMoved(const std::string &name, Id client, Id channel, Id mover)
         request("requestSendPrivateTextMsg",
                 {"expect", "message", on, std::to_string(addressee), text}, addressee, "");
     }
-    if (moves && !mAnswersInside)
-        movedItself(on, own, back, false);
 }
 
-/// Expects a request, and a line in the log where the host refuses it; returns whether it does not.
+/// Expects a request, and a warning in the log if the host refuses it. Returns whether it grants
+/// it.
 bool Rules::request(const std::string &function, Line expectation, Id client, std::string error)
 {
     const std::string name = expectation[2];
@@ -283,14 +283,16 @@ bool Rules::request(const std::string &function, Line expectation, Id client, st
     return true;
 }
 
-/// Returns whether the host reports a move because of it.
+/// Expects a request to move a client. Returns whether the host will report that move.
 bool Rules::requestMove(const std::string &name, Id client, Id channel)
 {
     Server &server = mServers[name];
     const auto target = server.channels.find(channel);
-    const std::string error = target == server.channels.end() ? "unknown channel"
-        : !target->second.empty()                             ? "wrong channel password"
-                                                              : "";
+    std::string error;
+    if (target == server.channels.end())
+        error = "unknown channel";
+    else if (!target->second.empty())
+        error = "wrong channel password";
     const Line move{"expect", "move", name, std::to_string(client), std::to_string(channel)};
     if (!request("requestClientMove", move, client, error) || server.clients[client] == channel)
         return false;

@@ -10,22 +10,22 @@ namespace standin {
 /// A line of a scenario, word by word.
 using Line = std::vector<std::string>;
 
-/// The rules that the plug-in goes by once more, in plain containers and as plainly as they can be
-/// said. Nothing here is shared with the plug-in, and nothing is asked of the host.
+/// A second, independent statement of the plug-in's rules, in plain containers and as simple as it
+/// can be. It shares nothing with the plug-in and asks nothing of the host.
 class Rules
 {
 public:
-    /// Lets what a line says happen. Returns whether it makes sense as things stand; if not,
-    /// nothing has happened.
+    /// Plays one line. Returns false if it is unknown or makes no sense at this point; then nothing
+    /// has happened.
     bool happen(const Line &line);
 
-    /// What must be expected after it.
+    /// The expectations that must follow that line.
     std::vector<Line> expected;
 
 private:
     using Id = unsigned long long;
 
-    /// What is the case on a server.
+    /// The state of a server.
     struct Server
     {
         std::string uid;
@@ -70,7 +70,6 @@ private:
     std::map<std::string, std::string> mSettings;
     std::map<std::string, std::string> mFaults; ///< how functions of the host misbehave
     bool mIsPluginLoaded = false;
-    bool mAnswersInside = false;
     Id mRemembered = 0;
     bool mIsOpen = false; ///< the dialog
     std::map<std::string, std::string> mFields; ///< what it shows

@@ -26,8 +26,8 @@ struct Problem
 
 [[noreturn]] void refuse(const QString &why) { throw Problem{Scenario::Unplayable, why}; }
 
-/// Splits a line at blanks; double or single quotes keep blanks together, and a # outside of them
-/// starts a comment.
+/// Splits a line at blanks. Single or double quotes keep a text with blanks together, and a #
+/// outside of quotes starts a comment.
 QStringList split(const QString &line)
 {
     static const QRegularExpression pattern(
@@ -36,14 +36,14 @@ QStringList split(const QString &line)
     for (auto matches = pattern.globalMatch(line); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();
         if (match.capturedLength(5) > 0)
-            refuse(QStringLiteral("a quoted text has no end"));
+            refuse(QStringLiteral("missing closing quote"));
         if (match.capturedLength(4) == 0)
             words.append(match.captured(1) + match.captured(2) + match.captured(3));
     }
     return words;
 }
 
-/// A button or a field of the settings dialog, by the name that scenarios have for it.
+/// A button or a field of the settings dialog, by its name in scenarios.
 template<typename T>
 T *control(const QString &name)
 {
@@ -62,7 +62,7 @@ T *control(const QString &name)
 const QString nothing = QStringLiteral("nothing");
 const QString absent = QStringLiteral("(absent)");
 
-/// What somebody would read who opens the settings file now.
+/// What a program that opens the settings file now would read.
 QString stored(const QString &file, const QString &key)
 {
     const QTemporaryDir folder;
@@ -72,7 +72,7 @@ QString stored(const QString &file, const QString &key)
     return settings.contains(key) ? settings.value(key).toString() : absent;
 }
 
-/// The number that a word is; a negative one counts from the end.
+/// A word as a number; a negative one counts from the end of the range.
 std::optional<quint64> number(const QString &word, quint64 highest)
 {
     bool isNumber = false;
@@ -82,7 +82,7 @@ std::optional<quint64> number(const QString &word, quint64 highest)
     return isNumber && number <= highest ? std::optional<quint64>(number) : std::nullopt;
 }
 
-/// The id of the one of that name; `word` may also be an id.
+/// The id of the entry with that name; `word` may also be the id itself.
 template<typename List>
 std::optional<quint64> idOf(const List &list, const QString &word, quint64 highest)
 {
@@ -100,13 +100,14 @@ enum Visibility { enters = 0, retains = 1, leaves = 2 };
 
 }
 
-/// The words behind a statement's name, by the names that the statement gives them.
+/// The words that follow a statement's name, by the names that its pattern gives them.
 class Scenario::Words
 {
 public:
-    /// Takes `words` as `pattern` says: SERVER, NUMBER and what ends in CHANNEL or CLIENT stand for
-    /// an id, FUNCTION for one of the table's, other names for a text, NAME:a|b for one of several
-    /// words; what is in small letters stands for itself, and what is in brackets may be missing.
+    /// Matches `words` with `pattern`. SERVER, NUMBER and names that end in CHANNEL or CLIENT take
+    /// an id, FUNCTION one of the host's functions, NAME:a|b one of these words, and other capital
+    /// words a text. Words in small letters stand for themselves; brackets enclose what may be
+    /// missing.
     Words(const Host &host, const QString &pattern, QStringList words)
     {
         bool isSkipping = false;
@@ -123,7 +124,7 @@ public:
                 isSkipping = false;
         }
         if (!words.isEmpty())
-            refuse(QStringLiteral("too much: %1").arg(words.join(QLatin1Char(' '))));
+            refuse(QStringLiteral("unexpected words: %1").arg(words.join(QLatin1Char(' '))));
     }
 
     bool has(const char *name) const { return mWords.contains(QLatin1String(name)); }
@@ -136,14 +137,18 @@ public:
     ClientId client(const char *name = "CLIENT") const { return ClientId(id(name)); }
     int view() const
     {
-        return is("VIEW", "enters") ? enters : is("VIEW", "leaves") ? leaves : retains;
+        if (is("VIEW", "enters"))
+            return enters;
+        return is("VIEW", "leaves") ? leaves : retains;
     }
-    /// The line of the story for what a statement means: names stand in place of capital words.
+    /// A statement's meaning as a line of the story, with names in place of capital words.
     QString told(const char *meaning) const
     {
         QStringList words = QString::fromLatin1(meaning).split(QLatin1Char(' '));
-        for (QString &word : words)
-            word = mWords.value(word, {QString(), word}).name;
+        for (QString &word : words) {
+            if (mWords.contains(word))
+                word = mWords.value(word).name;
+        }
         QString line = words.join(QLatin1Char(' '));
         line[0] = line.at(0).toUpper();
         return line;
@@ -172,7 +177,7 @@ void Scenario::Words::take(const Host &host, const QString &token, QStringList &
     const QString name = token.section(QLatin1Char(':'), 0, 0);
     const QString choices = token.section(QLatin1Char(':'), -1);
     if ((isFixed(token) || name != token) && !choices.split(QLatin1Char('|')).contains(word))
-        refuse(QStringLiteral("%1 is due, not %2").arg(choices, word));
+        refuse(QStringLiteral("expected %1, got %2").arg(choices, word));
     Word &taken = mWords[name];
     taken.text = word;
     taken.name = quoted(word.toUtf8());
@@ -200,15 +205,15 @@ void Scenario::Words::take(const Host &host, const QString &token, QStringList &
     taken.id = *id;
 }
 
-/// One statement of the language: its name, its words, what it means and does, and when it may be
-/// played.
+/// One statement of the language: its name, its words, what it means, when it may be played and
+/// what it does.
 struct Scenario::Statement
 {
     enum When {
         Always,
         Unloaded, ///< while the plug-in is not loaded
         Loaded,
-        Event ///< while it is loaded, and told as a line of the story
+        Event ///< while it is loaded; the meaning becomes a line of the story
     };
 
     const char *name;
@@ -225,49 +230,50 @@ Scenario::Scenario(const QString &library, QTextStream &errors, const QString &c
 
 const QList<Scenario::Statement> &Scenario::statements()
 {
-    using S = Scenario &;
-    using W = const Words &;
     const auto always = Statement::Always;
     const auto unloaded = Statement::Unloaded;
     const auto loaded = Statement::Loaded;
     const auto event = Statement::Event;
     static const QList<Statement> all{
-        // The stage.
-        {"server", "NAME UID [NUMBER]", "there is a server, of that connection", always,
-         [](S s, W w) {
+        // Set the stage.
+        {"server", "NAME UID [NUMBER]", "adds a server; NUMBER is its connection", always,
+         [](Scenario &s, const Words &w) {
              QMap<Id, Server> &servers = s.host.servers;
              const Id next = servers.isEmpty() ? 1 : servers.lastKey() + 1;
              const Id connection = w.has("NUMBER") ? w.id("NUMBER") : next;
              servers.insert(connection, {connection, w.bytes("UID"), w.bytes("NAME")});
          }},
-        {"channel", "SERVER CHANNEL NAME [default] [password TEXT]", "it has a channel", always,
-         [](S s, W w) {
+        {"channel", "SERVER CHANNEL NAME [default] [password TEXT]", "adds a channel to SERVER",
+         always,
+         [](Scenario &s, const Words &w) {
              const int isDefault = w.has("default") ? 1 : 0;
              s.server(w).channels.insert(
                  w.channel(), {w.channel(), w.bytes("NAME"), w.bytes("TEXT"), isDefault});
          }},
-        {"client", "SERVER CLIENT NAME CHANNEL [UID]", "somebody is there, or comes", always,
-         [](S s, W w) { s.addClient(w); }},
-        {"user", "SERVER CLIENT NAME CHANNEL", "you will be there", always,
-         [](S s, W w) {
+        {"client", "SERVER CLIENT NAME CHANNEL [UID]",
+         "adds a client; on a connected server, it arrives", always,
+         [](Scenario &s, const Words &w) { s.addClient(w); }},
+        {"user", "SERVER CLIENT NAME CHANNEL", "adds your own client, before you connect", always,
+         [](Scenario &s, const Words &w) {
              if (s.server(w).status != disconnected)
-                 refuse(QStringLiteral("the user must be there before the server is connected"));
+                 refuse(QStringLiteral("the user must be added before the server is connected"));
              s.server(w).own = w.client();
              s.addClient(w);
          }},
-        {"setting", "KEY [VALUE]", "the settings file holds that, or nothing", unloaded,
-         [](S s, W w) { s.store(w); }},
-        {"load", "", "the host loads the plug-in", unloaded,
-         [](S s, W) {
+        {"setting", "KEY [VALUE]", "stores a setting, or removes it", unloaded,
+         [](Scenario &s, const Words &w) { s.store(w); }},
+        {"load", "", "loads the plug-in", unloaded,
+         [](Scenario &s, const Words &) {
              const QString error = s.load(s.mLibrary);
              if (!error.isEmpty())
                  refuse(error);
          }},
-        {"unload", "", "the host unloads it", loaded, [](S s, W) { s.unload(); }},
+        {"unload", "", "unloads the plug-in", loaded,
+         [](Scenario &s, const Words &) { s.unload(); }},
 
-        // What happens on the servers.
+        // Let something happen on the servers.
         {"connect", "SERVER", "you connected to SERVER", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              Server &server = s.server(w);
              s.host.currentConnection = server.connection;
              for (int status = disconnected + 1; status <= established; ++status) {
@@ -276,185 +282,207 @@ const QList<Scenario::Statement> &Scenario::statements()
              }
          }},
         {"disconnect", "SERVER [error NUMBER]", "the connection to SERVER ended", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              s.server(w).status = disconnected;
              s.call(&Plugin::onConnectStatusChangeEvent, w.server(), disconnected,
                     unsigned(w.id("NUMBER")));
          }},
-        {"tab", "SERVER", "the host shows the tab of SERVER", always,
-         [](S s, W w) { s.host.currentConnection = w.server(); }},
+        {"tab", "SERVER", "makes SERVER the current tab", always,
+         [](Scenario &s, const Words &w) { s.host.currentConnection = w.server(); }},
         {"move", "SERVER CLIENT CHANNEL [VIEW:enters|leaves]", "CLIENT went to CHANNEL on SERVER",
          event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              const Id oldChannel = s.put(w);
              s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, w.channel(),
                     w.view(), "");
          }},
         {"moved", "SERVER CLIENT CHANNEL by OTHER-CLIENT [VIEW:enters|leaves]",
          "OTHER-CLIENT moved CLIENT to CHANNEL on SERVER", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              const Id oldChannel = s.put(w);
              s.call(&Plugin::onClientMoveMovedEvent, w.server(), w.client(), oldChannel,
                     w.channel(), w.view(), w.client("OTHER-CLIENT"), "", "", "");
          }},
         {"leave", "SERVER CLIENT", "CLIENT left SERVER", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              const Id oldChannel = s.server(w).clients.take(w.client()).channel;
              s.call(&Plugin::onClientMoveEvent, w.server(), w.client(), oldChannel, 0, leaves, "");
          }},
         {"rename", "SERVER CLIENT NAME", "CLIENT took the name NAME", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              if (Client *client = find(s.server(w).clients, w.client()))
                  client->name = w.bytes("NAME");
              s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client(), "", "");
          }},
         {"news", "SERVER CLIENT by OTHER-CLIENT", "there was news of CLIENT", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              s.call(&Plugin::onUpdateClientEvent, w.server(), w.client(), w.client("OTHER-CLIENT"),
                     "", "");
          }},
         {"create", "SERVER CHANNEL NAME", "the channel NAME was created on SERVER", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              s.server(w).channels.insert(w.channel(), {w.channel(), w.bytes("NAME")});
              s.call(&Plugin::onNewChannelCreatedEvent, w.server(), w.channel(), 0, 0, "", "");
          }},
         {"edit", "SERVER CHANNEL NAME", "the channel CHANNEL was given the name NAME", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              if (Channel *channel = find(s.server(w).channels, w.channel()))
                  channel->name = w.bytes("NAME");
              s.call(&Plugin::onUpdateChannelEditedEvent, w.server(), w.channel(), 0, "", "");
          }},
         {"update", "SERVER CHANNEL", "there was news of the channel CHANNEL", event,
-         [](S s, W w) { s.call(&Plugin::onUpdateChannelEvent, w.server(), w.channel()); }},
+         [](Scenario &s, const Words &w) {
+             s.call(&Plugin::onUpdateChannelEvent, w.server(), w.channel());
+         }},
         {"reorder", "SERVER CHANNEL PARENT-CHANNEL",
          "the channel CHANNEL moved elsewhere in the tree", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              s.call(&Plugin::onChannelMoveEvent, w.server(), w.channel(), w.id("PARENT-CHANNEL"), 0,
                     "", "");
          }},
         {"delete", "SERVER CHANNEL", "the channel CHANNEL was deleted", event,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              s.server(w).channels.remove(w.channel());
              s.call(&Plugin::onDelChannelEvent, w.server(), w.channel(), 0, "", "");
          }},
 
-        // What the user does in the host and in the plug-in's dialog, and elsewhere.
+        // Let the user do something in the host, in the plug-in's dialog or elsewhere.
         {"menu", "SERVER NUMBER [channel CHANNEL] [client CLIENT]",
          "you chose NUMBER in the plug-in's menu", event,
-         [](S s, W w) {
-             const int type = w.has("channel") ? 1 : w.has("client") ? 2 : 0;
-             s.call(&Plugin::onMenuItemEvent, w.server(), type, int(w.id("NUMBER")),
-                    type == 1 ? w.channel() : w.client());
+         [](Scenario &s, const Words &w) {
+             int type = 0;
+             Id selected = 0;
+             if (w.has("channel")) {
+                 type = 1;
+                 selected = w.channel();
+             } else if (w.has("client")) {
+                 type = 2;
+                 selected = w.client();
+             }
+             s.call(&Plugin::onMenuItemEvent, w.server(), type, int(w.id("NUMBER")), selected);
          }},
         {"hotkey", "KEYWORD", "you pressed the hotkey KEYWORD", event,
-         [](S s, W w) { s.call(&Plugin::onHotkeyEvent, w.bytes("KEYWORD").constData()); }},
+         [](Scenario &s, const Words &w) {
+             s.call(&Plugin::onHotkeyEvent, w.bytes("KEYWORD").constData());
+         }},
         {"configure", "", "you opened the plug-in's settings", event,
-         [](S s, W) {
+         [](Scenario &s, const Words &) {
              // The dialog has to open on the thread of the host's windows.
              if (s.call(&Plugin::offersConfigure) != 2)
                  s.host.complain(QStringLiteral("the settings are not offered on this thread"));
              s.call(&Plugin::configure, nullptr, nullptr);
          }},
         {"press", "BUTTON:save|remove|reload|close", "you pressed BUTTON in the dialog", event,
-         [](S, W w) {
+         [](Scenario &, const Words &w) {
              if (!w.is("BUTTON", "close"))
                  control<QPushButton>(w.text("BUTTON"))->click();
              else if (Stage::dialog())
                  Stage::dialog()->close();
          }},
         {"set", "FIELD:text|notify|idledock VALUE", "you set FIELD to VALUE", event,
-         [](S, W w) {
-             const QString value = w.text("VALUE");
-             if (w.is("FIELD", "text"))
-                 return control<QLineEdit>(w.text("FIELD"))->setText(value);
-             if (!w.is("VALUE", "on") && !w.is("VALUE", "off"))
-                 refuse(QStringLiteral("on or off is due, not %1").arg(value));
-             control<QSlider>(w.text("FIELD"))->setValue(w.is("VALUE", "on") ? 1 : 0);
+         [](Scenario &, const Words &w) {
+             const QString field = w.text("FIELD");
+             if (field == QLatin1String("text"))
+                 control<QLineEdit>(field)->setText(w.text("VALUE"));
+             else if (w.is("VALUE", "on") || w.is("VALUE", "off"))
+                 control<QSlider>(field)->setValue(w.is("VALUE", "on") ? 1 : 0);
+             else
+                 refuse(QStringLiteral("expected on or off, got %1").arg(w.text("VALUE")));
          }},
         {"window", "STATE:shown|hidden", "you set the host's window to STATE", event,
-         [](S s, W w) { s.window.setVisible(w.is("STATE", "shown")); }},
+         [](Scenario &s, const Words &w) { s.window.setVisible(w.is("STATE", "shown")); }},
         {"change", "KEY [VALUE]", "another program changed the setting KEY", event,
-         [](S s, W w) { s.store(w); }},
+         [](Scenario &s, const Words &w) { s.store(w); }},
 
-        // How the host answers.
-        {"refuse", "FUNCTION [TEXT]", "a function of the host fails", always,
-         [](S s, W w) {
+        // Change how the host answers.
+        {"refuse", "FUNCTION [TEXT]", "makes a function of the host fail", always,
+         [](Scenario &s, const Words &w) {
              s.host.faults.insert(w.bytes("FUNCTION"), Fault::Refuse);
              if (w.has("TEXT"))
                  s.host.refusal = w.bytes("TEXT");
          }},
-        {"empty", "FUNCTION", "it hands out a null pointer", always,
-         [](S s, W w) { s.host.faults.insert(w.bytes("FUNCTION"), Fault::Null); }},
-        {"garble", "FUNCTION", "it hands out bytes that are not UTF-8", always,
-         [](S s, W w) { s.host.faults.insert(w.bytes("FUNCTION"), Fault::Garble); }},
-        {"allow", "FUNCTION", "it works again", always,
-         [](S s, W w) { s.host.faults.remove(w.bytes("FUNCTION")); }},
-        {"callbacks", "WHEN:inside|after", "when the host reports a move that was asked for",
-         always, [](S s, W w) { s.host.answersInside = w.is("WHEN", "inside"); }},
+        {"empty", "FUNCTION", "makes a function of the host hand out a null pointer", always,
+         [](Scenario &s, const Words &w) {
+             s.host.faults.insert(w.bytes("FUNCTION"), Fault::Null);
+         }},
+        {"garble", "FUNCTION", "makes a function hand out bytes that are not UTF-8", always,
+         [](Scenario &s, const Words &w) {
+             s.host.faults.insert(w.bytes("FUNCTION"), Fault::Garble);
+         }},
+        {"allow", "FUNCTION", "makes a function of the host work again", always,
+         [](Scenario &s, const Words &w) { s.host.faults.remove(w.bytes("FUNCTION")); }},
+        {"callbacks", "WHEN:inside|after",
+         "reports a requested move from inside the request or after it", always,
+         [](Scenario &s, const Words &w) { s.host.answersInside = w.is("WHEN", "inside"); }},
 
         // For people.
-        {"show", "", "who is where", always, [](S s, W) { s.show(); }},
-        {"say", "TEXT", "a line of the story", always, [](S s, W w) { s.tell(w.text("TEXT")); }},
-        {"help", "[STATEMENT]", "this list, or a part of it", always,
-         [](S s, W w) { s.mErrors << help(w.text("STATEMENT")) << Qt::flush; }},
-        {"quit", "", "the end", always, [](S s, W) { s.mIsOver = true; }},
+        {"show", "", "shows who is where", always, [](Scenario &s, const Words &) { s.show(); }},
+        {"say", "TEXT", "adds a line to the story", always,
+         [](Scenario &s, const Words &w) { s.tell(w.text("TEXT")); }},
+        {"help", "[STATEMENT]", "prints this list, or a part of it", always,
+         [](Scenario &s, const Words &w) { s.mErrors << help(w.text("STATEMENT")) << Qt::flush; }},
+        {"quit", "", "ends the program", always,
+         [](Scenario &s, const Words &) { s.mIsOver = true; }},
 
-        // What must have followed.
+        // Say what must have followed.
         {"expect move", "SERVER CLIENT CHANNEL [password TEXT]", "the plug-in asked for a move",
          always,
-         [](S s, W w) {
+         [](Scenario &s, const Words &w) {
              s.expectRequest(
                  s.host.describeMove(w.server(), w.client(), w.channel(), w.bytes("TEXT")));
          }},
-        {"expect message", "SERVER CLIENT TEXT", "it asked for a message to somebody", always,
-         [](S s, W w) {
+        {"expect message", "SERVER CLIENT TEXT", "the plug-in asked for a private message", always,
+         [](Scenario &s, const Words &w) {
              s.expectRequest(s.host.describeMessage(w.server(), w.client(), w.bytes("TEXT")));
          }},
-        {"expect log", "SERVER TEXT [level NUMBER]", "it wrote to the log, as a warning (2)",
-         always,
-         [](S s, W w) {
+        {"expect log", "SERVER TEXT [level NUMBER]",
+         "the plug-in wrote to the log, as a warning (2)", always,
+         [](Scenario &s, const Words &w) {
              const int level = w.has("level") ? int(w.id("NUMBER")) : 2;
              s.expectRequest(s.host.describeLog(w.server(), w.bytes("TEXT"), level));
          }},
-        {"expect nothing", "", "it asked for nothing more", always,
-         [](S s, W) { s.expectRequest(nothing); }},
-        {"expect in", "SERVER CLIENT CHANNEL", "somebody is in that channel", always,
-         [](S s, W w) {
+        {"expect nothing", "", "the plug-in asked for nothing else", always,
+         [](Scenario &s, const Words &) { s.expectRequest(nothing); }},
+        {"expect in", "SERVER CLIENT CHANNEL", "CLIENT is in CHANNEL", always,
+         [](Scenario &s, const Words &w) {
              const auto name = [&](Id channel) {
                  return withId(s.host.channelName(w.server(), channel), channel);
              };
              const Client client = s.server(w).clients.value(w.client());
              s.expect(name(w.channel()), name(client.channel));
          }},
-        {"expect info", "TEXT", "the info panel of servers, channels and clients", loaded,
-         [](S s, W w) {
+        {"expect info", "TEXT", "the info panel shows TEXT for servers, channels and clients",
+         loaded,
+         [](Scenario &s, const Words &w) {
              for (int itemType : {0, 1, 2})
                  s.expect(w.text("TEXT"), s.info(itemType));
          }},
-        {"expect menu", "[TEXT]", "the plug-in's menu", loaded,
-         [](S s, W w) { s.expect(w.text("TEXT"), s.menu()); }},
-        {"expect hotkeys", "[TEXT]", "its hotkeys", loaded,
-         [](S s, W w) { s.expect(w.text("TEXT"), s.hotkeys()); }},
-        {"expect dialog", "STATE:open|closed", "its dialog", always,
-         [](S s, W w) {
+        {"expect menu", "[TEXT]", "the plug-in has these menu items", loaded,
+         [](Scenario &s, const Words &w) { s.expect(w.text("TEXT"), s.menu()); }},
+        {"expect hotkeys", "[TEXT]", "the plug-in has these hotkeys", loaded,
+         [](Scenario &s, const Words &w) { s.expect(w.text("TEXT"), s.hotkeys()); }},
+        {"expect dialog", "STATE:open|closed", "the settings dialog is open or closed", always,
+         [](Scenario &s, const Words &w) {
              const bool isOpen = Stage::dialog() && Stage::dialog()->isVisible();
              s.expect(w.text("STATE"), QLatin1String(isOpen ? "open" : "closed"));
          }},
-        {"expect field", "FIELD:text|notify|idledock VALUE", "a field of the dialog", always,
-         [](S s, W w) {
+        {"expect field", "FIELD:text|notify|idledock VALUE", "a field of the dialog shows VALUE",
+         always,
+         [](Scenario &s, const Words &w) {
              const QString field = w.text("FIELD");
              const QString shown = field == QLatin1String("text")
                  ? control<QLineEdit>(field)->text()
                  : QLatin1String(control<QSlider>(field)->value() == 1 ? "on" : "off");
              s.expect(w.text("VALUE"), shown);
          }},
-        {"expect setting", "KEY [VALUE]", "the settings file holds that, or nothing", always,
-         [](S s, W w) {
+        {"expect setting", "KEY [VALUE]", "the settings file holds VALUE, or no such key", always,
+         [](Scenario &s, const Words &w) {
              const QString value = w.has("VALUE") ? w.text("VALUE") : absent;
              s.expect(value, stored(s.settingsFile(), w.text("KEY")));
          }},
-        {"expect calls", "NUMBER", "how often the last statement had the host called", always,
-         [](S s, W w) {
+        {"expect calls", "NUMBER", "how often the last statement made the plug-in call the host",
+         always,
+         [](Scenario &s, const Words &w) {
              s.expect(w.text("NUMBER"), QString::number(s.host.callCount - s.mCallsBefore));
          }},
     };
@@ -514,7 +542,9 @@ Scenario::Outcome Scenario::playLine(const QString &line, const QString &place)
         play(line);
         return Held;
     } catch (const Problem &problem) {
-        mErrors << place << (place.isEmpty() ? "" : ": ") << problem.message << '\n' << Qt::flush;
+        if (!place.isEmpty())
+            mErrors << place << ": ";
+        mErrors << problem.message << '\n' << Qt::flush;
         return problem.outcome;
     }
 }
@@ -532,7 +562,7 @@ Scenario::Outcome Scenario::play(QString text, const QString &name)
     }
     if (mExpects)
         return finish(place());
-    mErrors << place() << ": there is no expectation, so this checks nothing\n" << Qt::flush;
+    mErrors << place() << ": no line expects anything, so this checks nothing\n" << Qt::flush;
     return Unplayable;
 }
 
@@ -554,8 +584,7 @@ Scenario::Outcome Scenario::finish(const QString &place)
 
 Server &Scenario::server(const Words &words) { return host.servers[words.server()]; }
 
-/// Puts a client into a channel and returns the one that it leaves, 0 for a client who is not
-/// there.
+/// Puts a client into a channel and returns the channel that it leaves, 0 for an unknown client.
 Id Scenario::put(const Words &words)
 {
     Client *client = find(server(words).clients, words.client());
@@ -576,9 +605,9 @@ void Scenario::addClient(const Words &words)
     call(&Plugin::onClientMoveEvent, server.connection, client.id, 0, client.channel, enters, "");
 }
 
-/// Stores or removes a setting as another program does, which puts a new file in the place of the
-/// old one. Qt must not be asked to write that file itself: within a program, all settings objects
-/// on a file share what they hold, and the plug-in would know the change without reading it.
+/// Stores or removes a setting as another program would, by replacing the file. Qt must not write
+/// that file itself: all settings objects for one file in a process share their values, so the
+/// plug-in would know the change without reading it.
 void Scenario::store(const Words &words)
 {
     const QTemporaryDir folder(settingsFile());
@@ -590,7 +619,7 @@ void Scenario::store(const Words &words)
         if (!words.has("VALUE"))
             settings.remove(words.text("KEY"));
     }
-    // Files that follow each other faster than the clock ticks would look alike.
+    // Two files written within one tick of the clock would look alike.
     mStored = std::max(mStored, QDateTime::currentDateTime()).addSecs(1);
     QFile file(copy);
     if (!file.open(QIODevice::ReadWrite) || !file.setFileTime(mStored, QFile::FileModificationTime)
@@ -621,7 +650,7 @@ void Scenario::show()
 
 void Scenario::expect(const QString &expected, const QString &came)
 {
-    const QString text = QStringLiteral("%1: expected: %2; came: %3");
+    const QString text = QStringLiteral("%1: expected %2, got %3");
     if (expected != came)
         throw Problem{Failed, text.arg(mStatement, expected, came)};
 }

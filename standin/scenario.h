@@ -12,26 +12,26 @@ namespace standin {
 class Scenario : public Stage
 {
 public:
-    /// What came of playing: the exit status of the program.
+    /// The result of playing, and the exit status of the program.
     enum Outcome { Held = 0, Failed = 1, Unplayable = 2 };
 
     /// `library` is the plug-in that the statement "load" loads. Problems go to `errors`, one line
     /// each.
     Scenario(const QString &library, QTextStream &errors, const QString &configFolder = QString());
 
-    /// Plays one line; `place` is where it stands, as FILE:LINE, and empty where a person types.
+    /// Plays one line; `place` is its FILE:LINE, empty if a person typed it.
     Outcome playLine(const QString &line, const QString &place);
-    /// Plays all lines of `text`, in which something must be expected, and asks at the end that
-    /// nothing came that was not. They stand in a file of that name.
+    /// Plays all lines of `text`, which must contain an expectation; fails if a request was left
+    /// unexpected. `name` is the file that problems refer to.
     Outcome play(QString text, const QString &name);
     /// Plays a whole file.
     Outcome playFile(const QString &path);
-    /// Asks that every request of the plug-in was expected, once anything was.
+    /// Checks that every request of the plug-in was expected, if there was any expectation at all.
     Outcome finish(const QString &place);
     /// Whether the statement "quit" came.
     bool isOver() const { return mIsOver; }
 
-    /// The statements with their words: those that begin with `word`, or all of them if none does.
+    /// Describes the statements whose names begin with `word`, or all of them if none does.
     static QString help(const QString &word = QString());
 
 private:
@@ -50,7 +50,7 @@ private:
 
     QString mLibrary;
     QTextStream &mErrors;
-    QString mStatement; ///< the name of the one that is played
+    QString mStatement; ///< the name of the one being played
     bool mExpects = false;
     bool mIsOver = false;
     int mCallsBefore = 0;

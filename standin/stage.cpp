@@ -12,9 +12,8 @@ Stage::Stage(const QString &configFolder)
 {
     host.configPath = QFile::encodeName(configFolder.isEmpty() ? mFolder.path() : configFolder);
     window.setWindowTitle(QStringLiteral("Stand-in host"));
-    QObject::connect(qApp, &QGuiApplication::lastWindowClosed, &window, [this] {
-        host.complain(QStringLiteral("the closing of a window ended the host"));
-    });
+    QObject::connect(qApp, &QGuiApplication::lastWindowClosed, &window,
+                     [this] { host.complain(QStringLiteral("closing a window ended the host")); });
     host.asked = [this](const QString &request, unsigned int code) {
         const QString outcome = code == 0
             ? QString()
@@ -73,18 +72,17 @@ QString Stage::settingsFile() const
     return QStringLiteral("%1/Kestrelsoft Staybolt.ini").arg(QFile::decodeName(host.configPath));
 }
 
-/// Gives a block that the plug-in handed out back to it.
+/// Returns a block to the plug-in that handed it out.
 void Stage::giveBack(void *block)
 {
     Dl_info info;
-    if (dladdr(block, &info) != 0) {
-        return host.complain(QStringLiteral("something was handed out that lies in a library, "
-                                            "where a block is due"));
-    }
-    plugin.freeMemory(block);
+    if (dladdr(block, &info) != 0)
+        host.complain(QStringLiteral("a pointer into a library was handed out instead of a block"));
+    else
+        plugin.freeMemory(block);
 }
 
-/// Collects a null-terminated array of blocks that the plug-in handed out, and gives it back.
+/// Reads a null-terminated array of blocks that the plug-in handed out, and returns it.
 template<typename Item, typename Text>
 QString Stage::collect(Item **items, Text text)
 {

@@ -1,6 +1,6 @@
 // The plug-in with some exports replaced. It breaks the rule named by the environment variable
-// MISBEHAVIOUR, so that the stand-in host can be seen to notice. Its other exports never get the
-// host's functions, so nothing but connecting may happen to it.
+// MISBEHAVIOUR, to show that the stand-in host notices. Its other exports never get the host's
+// functions, so a scenario may do nothing but connect.
 
 #include "standin/interface.h"
 
@@ -15,7 +15,7 @@ namespace {
 Table table;
 char *kept = nullptr;
 
-bool shall(const char *misbehaviour)
+bool breaks(const char *misbehaviour)
 {
     const char *wanted = getenv("MISBEHAVIOUR");
     return wanted && strcmp(wanted, misbehaviour) == 0;
@@ -45,37 +45,37 @@ T *block(size_t count = 1)
     return static_cast<T *>(calloc(count, sizeof(T)));
 }
 
-/// What breaks a rule while the host reports an established connection.
+/// Breaks rules while the host reports an established connection.
 void misbehave(Id connection)
 {
     const char *const none = nullptr;
-    if (shall("trap"))
+    if (breaks("trap"))
         ask<void>(184);
-    if (shall("leak"))
+    if (breaks("leak"))
         kept = takeName(connection);
-    if (shall("keep")) {
+    if (breaks("keep")) {
         kept = takeName(connection);
         askAnything();
         giveBack(kept);
     }
-    if (shall("twice")) {
+    if (breaks("twice")) {
         char *name = takeName(connection);
         giveBack(name);
         giveBack(name);
     }
-    if (shall("foreign")) {
+    if (breaks("foreign")) {
         int own = 0;
         giveBack(&own);
     }
-    if (shall("thread"))
+    if (breaks("thread"))
         std::thread(askAnything).join();
-    if (shall("null password"))
+    if (breaks("null password"))
         ask<unsigned int>(48, connection, ClientId(7), Id(1), none, none);
-    if (shall("null message"))
+    if (breaks("null message"))
         ask<unsigned int>(54, connection, none, ClientId(7), none);
-    if (shall("null log channel"))
+    if (breaks("null log channel"))
         ask<unsigned int>(6, "text", 2, none, connection);
-    if (shall("return code"))
+    if (breaks("return code"))
         ask<unsigned int>(54, connection, "text", ClientId(7), "code");
 }
 
@@ -83,25 +83,25 @@ void misbehave(Id connection)
 
 #define EXPORT(Result) extern "C" __attribute__((visibility("default"))) Result
 
-EXPORT(int) ts3plugin_apiVersion() { return shall("version") ? 21 : 22; }
+EXPORT(int) ts3plugin_apiVersion() { return breaks("version") ? 21 : 22; }
 
 EXPORT(void) ts3plugin_setFunctionPointers(Table functions) { table = functions; }
 
 EXPORT(int) ts3plugin_init()
 {
-    if (shall("crash"))
+    if (breaks("crash"))
         abort();
-    return shall("init") ? 1 : 0;
+    return breaks("init") ? 1 : 0;
 }
 
 EXPORT(void) ts3plugin_shutdown()
 {
-    // The host's handle on the library is closed next, and this runs after shutdown.
-    if (shall("late"))
+    // The host closes the library next, which runs this after shutdown.
+    if (breaks("late"))
         atexit(askAnything);
 }
 
-EXPORT(int) ts3plugin_offersConfigure() { return shall("offer") ? 0 : 2; }
+EXPORT(int) ts3plugin_offersConfigure() { return breaks("offer") ? 0 : 2; }
 
 EXPORT(void) ts3plugin_onConnectStatusChangeEvent(Id connection, int status, unsigned int)
 {
@@ -113,15 +113,18 @@ EXPORT(void) ts3plugin_initMenus(MenuItem ***items, char **icon)
 {
     static MenuItem fixed;
     *items = block<MenuItem *>(2);
-    **items = shall("static menu item") ? &fixed : block<MenuItem>();
-    if (shall("icon of an item"))
+    **items = breaks("static menu item") ? &fixed : block<MenuItem>();
+    if (breaks("icon of an item"))
         (**items)->icon[0] = 'x';
-    if (shall("icon of the menu"))
+    if (breaks("icon of the menu"))
         *icon = block<char>();
 }
 
 EXPORT(void) ts3plugin_infoData(Id, Id, int, char **text)
 {
     static char fixed[] = "";
-    *text = shall("static info") ? fixed : shall("no info") ? nullptr : block<char>();
+    if (breaks("static info"))
+        *text = fixed;
+    else if (!breaks("no info"))
+        *text = block<char>(); // otherwise it stays null
 }

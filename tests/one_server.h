@@ -1,6 +1,7 @@
 #pragma once
 
 #include "shared/host/funcwrapper.h"
+#include "shared/model/server.h"
 #include "standin/host.h"
 
 #include <cstring>
@@ -21,6 +22,18 @@ inline TS3Functions tableOf(const standin::Host &host)
     static_assert(sizeof functions == sizeof table);
     memcpy(&functions, &table, sizeof functions);
     return functions;
+}
+
+// Records of the model.
+
+inline Record channelOf(uint64 id)
+{
+    return server::instance()->getChannelObj(idText(connection))->getData(idText(id));
+}
+
+inline Record clientOf(anyID id)
+{
+    return server::instance()->getClientsObj(idText(connection))->getData(idText(id));
 }
 
 /// A host with two clients on one server, of whom Robin is the user. Most texts are not ASCII.

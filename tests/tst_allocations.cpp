@@ -5,13 +5,13 @@
 
 #include <QtTest>
 
-/// What one record more may cost in blocks of memory, those of the client's answers included.
+/// How many blocks of memory each further record may cost, including those of the host's answers.
 class TestAllocations : public QObject
 {
     Q_OBJECT
 
-    /// Blocks that one record more costs when it is read for the first time, and when it is read
-    /// again and is still the same.
+    /// How many blocks each further record costs when it is read for the first time, and when it is
+    /// read again unchanged.
     static QPair<double, double> perRecord(void (*refresh)(), void (*resize)(int))
     {
         const auto count = [&](int size) {
@@ -41,9 +41,9 @@ private Q_SLOTS:
 
     void clientRecordStaysUnderItsCeiling()
     {
-        // 4 texts from the client; the first time 2 decoded, 7 of the record, 3 of the tables and
-        // the id, which is made once more to look for a record. A name beyond ASCII is decoded
-        // again.
+        // 4 texts from the host. The first time also 2 decoded texts, 7 blocks of the record, 3 of
+        // the tables, and the id twice, once to look for a known record. A name that isn't ASCII is
+        // decoded each time.
         isUnder(perRecord([] { refreshChannelClients(plainHost::connection, 1); },
                           [](int size) { plainHost::setSize(size, 1); }),
                 18.1, 5.2);
@@ -51,8 +51,8 @@ private Q_SLOTS:
 
     void channelRecordStaysUnderItsCeiling()
     {
-        // 1 text from the client; the first time 1 decoded, 5 of the record, 2 of the table and
-        // its id.
+        // 1 text from the host. The first time also 1 decoded text, 5 blocks of the record, 2 of
+        // the table, and its id.
         isUnder(perRecord([] { refreshChannels(plainHost::connection); },
                           [](int size) { plainHost::setSize(1, size); }),
                 10.1, 2.1);

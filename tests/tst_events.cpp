@@ -2,7 +2,6 @@
 #include "plugins/staybolt/menus.h"
 #include "plugins/staybolt/modelupdate.h"
 #include "plugins/staybolt/staybolt.h"
-#include "shared/model/server.h"
 #include "shared/settings/configuration.h"
 #include "tests/one_server.h"
 
@@ -15,19 +14,7 @@ using namespace standin;
 
 namespace {
 
-// What the model holds.
-
-Record channelOf(uint64 id)
-{
-    return server::instance()->getChannelObj(idText(connection))->getData(idText(id));
-}
-
-Record clientOf(anyID id)
-{
-    return server::instance()->getClientsObj(idText(connection))->getData(idText(id));
-}
-
-/// What a menu holds, which is given back: "TYPE ID TEXT" an item.
+/// Frees a menu and returns its items, each as "TYPE ID TEXT".
 QByteArrayList listed(PluginMenuItem **items)
 {
     QByteArrayList lines;
@@ -100,10 +87,9 @@ private Q_SLOTS:
         configuration::instance()->set("module.idleDock.srv/uid+€=.target", 7);
         const Record server{{"uid", "srv/uid+€="}, {"conHandler", QVariant::fromValue(connection)}};
         const auto in = [](const QVariant &id) { return Record{{"dest", Record{{"id", id}}}}; };
-        // The own id counts to 16 bits, a channel let through to 32; a text of the mover's is not
-        // sent.
+        // The own id is cut to 16 bits, an idleDock channel to 32.
         const Record people{{"own", Record{{"clId", 0x10000U + robin}}},
-                            {"executor", Record{{"clId", mallory}, {"msg", "forged"}}}};
+                            {"executor", Record{{"clId", mallory}}}};
         staybolt module;
         module.parseEvent(moduleEvents(3), server, in(QString::number(den)), {});
         module.parseEvent(moduleEvents(4), server, in("4294967303"), people);
@@ -125,7 +111,7 @@ private Q_SLOTS:
         QCOMPARE(listed(createMenus(entries)),
                  (QByteArrayList{"0 0 open Configuration", "2 1 " + QByteArray(127, 'x'),
                                  "0 2 Öffnen", "1 3 Same", "1 3 Same", "1 5 " + euros}));
-#ifdef QT_NO_DEBUG // elsewhere such a list ends in an assertion
+#ifdef QT_NO_DEBUG // such a list fails an assertion in a debug build
         QCOMPARE(listed(createMenus({entry("Channel", "x", {}), entry("client", "y", {})})),
                  (QByteArrayList{"0 0 open Configuration", "2 2 y"}));
 #endif

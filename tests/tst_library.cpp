@@ -1,9 +1,8 @@
-#include "standin/scenario.h"
 #include "tests/files.h"
+#include "tests/play.h"
 
 #include <QApplication>
 #include <QProcess>
-#include <QtTest>
 
 #include <dlfcn.h>
 
@@ -19,7 +18,8 @@ private Q_SLOTS:
     {
         mStage.reset(new Scenario(STAYBOLT_LIBRARY, mErrors));
         mPlugin = &mStage->plugin;
-        play("server Northgate uid=\n"
+        play(*mStage,
+             "server Northgate uid=\n"
              "channel Northgate 1 Lobby\n"
              "channel Northgate 2 Dungeon\n"
              "user Northgate 7 Robin Lobby\n"
@@ -61,8 +61,8 @@ private Q_SLOTS:
         const QMetaMethod slot = meta->method(meta->methodOffset());
         QCOMPARE(slot.methodSignature(),
                  QByteArray("parseEvent(moduleEvents,QVariantHash,QVariantHash,QVariantHash)"));
-        // It stays the same one, and stands beside the host's windows.
-        play("configure\nconfigure");
+        // The dialog is always the same one, and independent of the host's windows.
+        play(*mStage, "configure\nconfigure");
         QCOMPARE(*dialog, Stage::dialog());
         QVERIFY(!Stage::dialog()->isModal() && !Stage::dialog()->parent());
         mPlugin->shutdown();
@@ -86,11 +86,11 @@ private Q_SLOTS:
     void startsAnewWithASecondInit()
     {
         const QPointer<QWidget> dialog = Stage::dialog();
-        play("set notify on\npress save");
+        play(*mStage, "set notify on\npress save");
         QCOMPARE(mPlugin->init(), 0);
         QVERIFY(!dialog);
-        play("expect field notify on\npress save\nunload");
-        // A dialog that was left behind would now be called without its code.
+        play(*mStage, "expect field notify on\npress save\nunload");
+        // A dialog left behind would now crash, since its code is gone.
         QFont font = QApplication::font();
         font.setPointSize(font.pointSize() + 1);
         QApplication::setFont(font);
@@ -100,11 +100,12 @@ private Q_SLOTS:
 
     void ignoresEventsOutsideOfItsLife()
     {
-        play("connect Northgate");
+        play(*mStage, "connect Northgate");
         mPlugin->shutdown();
         mPlugin->shutdown();
         mPlugin->registerPluginID(nullptr);
-        play("move Northgate Robin Dungeon\n"
+        play(*mStage,
+             "move Northgate Robin Dungeon\n"
              "moved Northgate Robin Lobby by Mallory\n"
              "configure\n"
              "menu Northgate 0 channel Lobby\n"
@@ -158,11 +159,11 @@ private Q_SLOTS:
     {
         QFETCH(QString, statement);
         QFETCH(QStringList, calls);
-        play("connect Northgate");
+        play(*mStage, "connect Northgate");
         QStringList came;
         mStage->host.called = [&](const QString &call) { came.append(call); };
         mPlugin->onConnectStatusChangeEvent(1, 5, 0); // no status that is known
-        play(statement);
+        play(*mStage, statement);
         mStage->host.called = nullptr;
         QCOMPARE(came.join('\n'), calls.join('\n'));
     }
@@ -179,7 +180,7 @@ private Q_SLOTS:
               "press save"}) {
             bool isOver = false;
             for (int wanted = 1; !isOver; ++wanted) {
-                play("connect Northgate\nmove Northgate Robin Dungeon");
+                play(*mStage, "connect Northgate\nmove Northgate Robin Dungeon");
                 // A copy is kept of such a file, so that saving calls the host as well.
                 QFile::remove(mStage->settingsFile());
                 writeFile(mStage->settingsFile(), "; mine\n");
@@ -190,12 +191,14 @@ private Q_SLOTS:
                     host.servers[1].status = 0;
                     mPlugin->onConnectStatusChangeEvent(1, 0, 0);
                 };
-                play(statement);
+                play(*mStage, statement);
                 host.called = nullptr;
                 isOver = calls < wanted;
+                QVERIFY2(calls > 0 || wanted > 1, statement); // or nothing is tested
                 host.requests.clear();
                 // Whatever was left half read, the next connection starts from scratch.
-                play("disconnect Northgate\n"
+                play(*mStage,
+                     "disconnect Northgate\n"
                      "connect Northgate\n"
                      "move Northgate Robin Dungeon\n"
                      "moved Northgate Robin Lobby by Mallory\n"
@@ -207,13 +210,14 @@ private Q_SLOTS:
 
     void keepsTheModelThroughShutdown()
     {
-        play("connect Northgate");
+        play(*mStage, "connect Northgate");
         mPlugin->shutdown();
         QCOMPARE(mPlugin->init(), 0);
-        // Only the model knows the mover now, for the host does not give them again.
-        play("move Northgate Robin Lobby");
+        // Only the model knows the mover now; the host no longer does.
+        play(*mStage, "move Northgate Robin Lobby");
         mStage->host.servers[1].clients.remove(8);
-        play("set notify on\n"
+        play(*mStage,
+             "set notify on\n"
              "press save\n"
              "moved Northgate Robin Dungeon by 8\n"
              "expect move Northgate Robin Lobby\n"
@@ -222,12 +226,6 @@ private Q_SLOTS:
     }
 
 private:
-    void play(const QString &lines)
-    {
-        for (const QString &line : lines.split('\n'))
-            QVERIFY2(mStage->playLine(line, line) == Scenario::Held, qPrintable(line));
-    }
-
     QScopedPointer<Scenario> mStage;
     QTextStream mErrors{stderr};
     Plugin *mPlugin = nullptr;

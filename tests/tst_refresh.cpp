@@ -1,5 +1,4 @@
 #include "plugins/staybolt/modelupdate.h"
-#include "shared/model/server.h"
 #include "tests/one_server.h"
 
 #include <QtTest>
@@ -7,7 +6,7 @@
 using Change = std::function<void(standin::Server &server)>;
 Q_DECLARE_METATYPE(Change)
 
-/// What is read again takes over what has changed, and leaves the rest as it is.
+/// Reading again takes over what has changed and leaves the rest alone.
 class TestRefresh : public QObject
 {
     Q_OBJECT
@@ -16,11 +15,6 @@ class TestRefresh : public QObject
 
     standin::Server &host() { return mHost->server(); }
     static clients *table() { return server::instance()->getClientsObj(idText(connection)); }
-    static Record client(anyID id) { return table()->getData(idText(id)); }
-    static Record channel(uint64 id)
-    {
-        return server::instance()->getChannelObj(idText(connection))->getData(idText(id));
-    }
 
 private Q_SLOTS:
     void init()
@@ -64,11 +58,11 @@ private Q_SLOTS:
         row("no longer empty", "x", "3.1", renamed("", "x"));
         row("the last text", "Mällory", "4", [](auto &s) { s.clients[mallory].version = "4"; });
         row("gone", "Unknown", "Unknown", [](auto &s) { s.clients.remove(mallory); });
-        // What somebody else has put there is of no use.
+        // Records that somebody else has changed can't be reused.
         row("other keys", "Mällory", "3.1",
             [](auto &) { table()->setData(idText(mallory), "more", 1); });
         row("other keys, as many", "Mällory", "3.1", [](auto &) {
-            Record record = client(mallory);
+            Record record = clientOf(mallory);
             record.remove("name");
             record.insert("Name", "Mällory");
             table()->setData(idText(mallory), record);
@@ -87,14 +81,14 @@ private Q_SLOTS:
         change(host());
         refreshChannelClients(connection, lobby);
         refreshClient(connection, mallory);
-        const Record record = client(mallory);
+        const Record record = clientOf(mallory);
         QCOMPARE(record.size(), 5);
         QCOMPARE(record["name"].toString(), name);
         QCOMPARE(record["name"].userType(), int(QMetaType::QString));
         QCOMPARE(record["version"].toString(), version);
         QCOMPARE(record["clId"].userType(), int(QMetaType::UShort));
         QCOMPARE(record, funcwrapper::instance()->readClient(connection, mallory));
-        QCOMPARE(client(robin)["name"].toString(), QString("Rob€n"));
+        QCOMPARE(clientOf(robin)["name"].toString(), QString("Rob€n"));
     }
 
     void takesOverChannels()
@@ -103,27 +97,27 @@ private Q_SLOTS:
         host().channels[den].name = "";
         host().channels.insert(1UL << 40, {1UL << 40, "Den", {}, 1});
         refreshChannels(connection);
-        QCOMPARE(channel(lobby),
+        QCOMPARE(channelOf(lobby),
                  (Record{{"id", "8589934593"}, {"name", "Löbby 🐦"}, {"default", false}}));
-        QCOMPARE(channel(den), (Record{{"id", "12884901889"}, {"name", ""}, {"default", false}}));
-        QCOMPARE(channel(1UL << 40),
+        QCOMPARE(channelOf(den), (Record{{"id", "12884901889"}, {"name", ""}, {"default", false}}));
+        QCOMPARE(channelOf(1UL << 40),
                  (Record{{"id", "1099511627776"}, {"name", "Den"}, {"default", true}}));
     }
 
     void leavesTheRestShared()
     {
-        const Record unchangedClient = client(robin);
-        const Record unchangedChannel = channel(lobby);
+        const Record unchangedClient = clientOf(robin);
+        const Record unchangedChannel = channelOf(lobby);
         host().clients[mallory].name = "Mallory";
         host().channels[den].name = "Cave";
         refreshChannelClients(connection, lobby);
         refreshChannels(connection);
-        QVERIFY(client(robin).isSharedWith(unchangedClient));
-        QVERIFY(channel(lobby).isSharedWith(unchangedChannel));
-        QCOMPARE(client(mallory)["name"].toString(), QString("Mallory"));
-        QCOMPARE(channel(den)["name"].toString(), QString("Cave"));
+        QVERIFY(clientOf(robin).isSharedWith(unchangedClient));
+        QVERIFY(channelOf(lobby).isSharedWith(unchangedChannel));
+        QCOMPARE(clientOf(mallory)["name"].toString(), QString("Mallory"));
+        QCOMPARE(channelOf(den)["name"].toString(), QString("Cave"));
         // A copy that was handed out stays as it was.
-        const Record malice = client(mallory);
+        const Record malice = clientOf(mallory);
         host().clients[mallory].name = "Malice";
         refreshClient(connection, mallory);
         QCOMPARE(malice["name"].toString(), QString("Mallory"));
@@ -131,7 +125,7 @@ private Q_SLOTS:
 
     void entersEveryRecordInOrder()
     {
-        // Two who swap their ids, and one who comes with the id of another.
+        // Two clients swap their identifiers, and a new one arrives with the identifier of another.
         std::swap(host().clients[robin].uid, host().clients[mallory].uid);
         refreshChannelClients(connection, lobby);
         QCOMPARE(table()->getClientID("röbin="), QString("40008"));
@@ -139,7 +133,7 @@ private Q_SLOTS:
         host().clients[50000] = {50000, "mällory=", "Eve", "Linux", "3.1", lobby};
         refreshChannelClients(connection, lobby);
         QCOMPARE(table()->getClientID("mällory="), QString("50000"));
-        // Unchanged, and yet the last one read.
+        // This one has not changed, but it was the last one read.
         refreshClient(connection, robin);
         QCOMPARE(table()->getClientID("mällory="), QString("40007"));
     }

@@ -1,8 +1,11 @@
+#include "standin/player.h"
 #include "tests/files.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
+
+using namespace standin;
 
 namespace {
 
@@ -59,8 +62,8 @@ private Q_SLOTS:
         row("late",
             "getCurrentServerConnectionHandlerID was called before the function table was handed "
             "over or after shutdown (call 17, a.scn:9)");
-        const QString null = "%1 was given a null pointer where an empty text is due (call 9, "
-                             "a.scn:5)";
+        const QString null =
+            "%1 was given a null pointer instead of an empty string (call 9, a.scn:5)";
         row("null password", qPrintable(null.arg("requestClientMove")));
         row("null message", qPrintable(null.arg("requestSendPrivateTextMsg")));
         row("null log channel", qPrintable(null.arg("logMessage")));
@@ -69,8 +72,8 @@ private Q_SLOTS:
             "callback (call 9, a.scn:5)");
         row("icon of the menu", "the menu's icon was written (call 9, a.scn:6)");
         row("icon of an item", "a menu item has an icon (call 9, a.scn:6)");
-        const QString fixed = "something was handed out that lies in a library, where a block is "
-                              "due (call %1, a.scn:%2)";
+        const QString fixed =
+            "a pointer into a library was handed out instead of a block (call %1, a.scn:%2)";
         row("static menu item", qPrintable(fixed.arg(9).arg(6)));
         row("static info", qPrintable(fixed.arg(11).arg(8)));
         row("no info", "no text for the info panel was handed out (call 11, a.scn:8)");
@@ -81,9 +84,8 @@ private Q_SLOTS:
     {
         QFETCH(QString, complaint);
         qputenv("MISBEHAVIOUR", QTest::currentDataTag());
-        const QByteArray scenario =
-            stage + "expect menu '0 0 '\nexpect hotkeys\nexpect info ''\nconfigure\n";
-        play(scenario, {"--library", MISBEHAVING_LIBRARY}, 1,
+        play(stage + "expect menu '0 0 '\nexpect hotkeys\nexpect info ''\nconfigure\n",
+             {"--library", MISBEHAVING_LIBRARY}, 1,
              QString("The plug-in broke a rule: %1\n").arg(complaint));
     }
 
@@ -109,22 +111,21 @@ private Q_SLOTS:
                             const char *error) {
             QTest::newRow(name) << stage + lines << status << QString("a.scn:%1\n").arg(error);
         };
-        const QByteArray forced = "moved Northgate Robin Lobby by 9\n";
-        row("too many words", "tab Northgate now\n", 2, "6: too much: now");
+        row("too many words", "tab Northgate now\n", 2, "6: unexpected words: now");
         row("id out of range", "client Northgate 65536 Eve Lobby\n", 2,
             "6: there is no CLIENT \"65536\"");
         row("the user comes late", "user Northgate 9 Eve Lobby\n", 2,
-            "6: the user must be there before the server is connected");
+            "6: the user must be added before the server is connected");
         row("setting while the plug-in reads", "setting a b\n", 2,
             "6: the plug-in is loaded already; say \"unload\" first");
-        row("no expectation", "say x\n", 2, "6: there is no expectation, so this checks nothing");
+        row("no expectation", "say x\n", 2, "6: no line expects anything, so this checks nothing");
         row("no request came", "expect move Northgate Robin Lobby password \"a\\b\"\n", 1,
-            "6: expect move: expected: move you (7) to \"Lobby\" (1) on \"Northgate\" (1) with "
-            "password \"a\\\\b\"; came: nothing");
-        row("a request that nobody expected", "expect nothing\n" + forced + "# the end\n", 1,
-            "8: expect nothing: expected: nothing; came: move you (7) to channel (0) on "
-            "\"Northgate\" "
-            "(1)");
+            "6: expect move: expected move you (7) to \"Lobby\" (1) on \"Northgate\" (1) with "
+            "password \"a\\\\b\", got nothing");
+        row("a request that nobody expected",
+            "expect nothing\nmoved Northgate Robin Lobby by 9\n# the end\n", 1,
+            "8: expect nothing: expected nothing, got move you (7) to channel (0) on "
+            "\"Northgate\" (1)");
         row("misspelt function", "refuse getClientId\n", 2,
             "6: there is no FUNCTION \"getClientId\"");
     }
@@ -150,16 +151,27 @@ private Q_SLOTS:
             QVERIFY2(found.contains("load\n") && found.count('\n') <= lines, found);
         };
         qputenv("MISBEHAVIOUR", "crash");
-        finds(MISBEHAVING_LIBRARY, "It ended with signal 6.\n", 4);
+        finds(MISBEHAVING_LIBRARY, "The run ended with signal 6.\n", 4);
 #ifndef __SANITIZE_ADDRESS__ // hundreds of programs are started, which takes minutes there
-        // What was known of the server before is not known after it.
+        // It still knows clients that it saw before a disconnection.
         finds(UNDROPPING_LIBRARY, "run.scn:", 30);
 #endif
     }
 
+    void playsEveryKindOfEvent()
+    {
+        Lines lines = draw(Choices::seeded(1));
+        lines.push_back({"poke", "A", "1"});
+        QSet<QByteArray> played;
+        for (const QByteArray &line : scenarioOf(lines).split('\n'))
+            played.insert(line.split(' ').first());
+        for (const Line &line : lines)
+            QVERIFY2(played.contains(line[0].c_str()) == (line[0] != "poke"), line[0].c_str());
+    }
+
     void helpsAPersonAtATerminal()
     {
-        // A terminal is needed for that; "script" makes one where the system has any.
+        // That needs a terminal; "script" creates one where the system has any.
         if (QProcess::execute("script", {"-qec", "true", "/dev/null"}) != 0) {
             QTest::qSkip("skipped, because this system has no terminals", __FILE__, __LINE__);
             return;
@@ -174,16 +186,16 @@ private Q_SLOTS:
         for (const char *line :
              {"there is no CHANNEL \"Nowhere\"\n", "there is no statement \"jump\"; say \"help\"\n",
               "\n  moved SERVER CLIENT CHANNEL by OTHER-CLIENT",
-              "enters|leaves is due, not now\n"}) {
+              "expected enters|leaves, got now\n"}) {
             QVERIFY2(came.contains(line), qPrintable(came));
         }
-        QVERIFY2(!came.contains("expected:"), qPrintable(came));
+        QVERIFY2(!came.contains("expect in: "), qPrintable(came));
         QCOMPARE(host.exitCode(), 0);
     }
 
     void runsWithoutADisplay()
     {
-        // A display that is set but out of reach.
+        // DISPLAY names a display that can't be reached.
         const QStringList start{"-u", "QT_QPA_PLATFORM", "DISPLAY=:77", STAYBOLT_HOST};
         const auto run = [&](const QStringList &arguments) {
             QProcess host;
@@ -197,7 +209,7 @@ private Q_SLOTS:
         for (const char *number : {"x", "0", "-1", "3000000000", ""})
             QCOMPARE(run({"--random", number}), 2);
         QCOMPARE(run({"--random", "1", "--seed", "x"}), 2);
-        // What would be ignored is refused.
+        // Options that would be ignored are refused.
         for (const QStringList &words : {QStringList{"--random", "1", "-"},
                                          {"--bytes", "/dev/null", "-"},
                                          {"--seed", "1"},

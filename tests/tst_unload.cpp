@@ -1,15 +1,12 @@
-#include "standin/scenario.h"
+#include "tests/play.h"
 
 #include <QDir>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QtTest>
 
 #include <malloc.h>
 
 using namespace standin;
 
-/// The library unloaded at every moment that a host may choose, while the process lives on.
+/// Unloads the library at every moment that a host may choose, while the process lives on.
 class TestUnload : public QObject
 {
     Q_OBJECT
@@ -25,17 +22,7 @@ class TestUnload : public QObject
 
     static int openFiles() { return QDir("/proc/self/fd").entryList().size(); }
 
-    template<typename T>
-    static T *field(const char *name)
-    {
-        return Stage::dialog()->findChild<T *>(name);
-    }
-
-    void play(const QString &lines)
-    {
-        for (const QString &line : lines.split('\n'))
-            QVERIFY2(mStage->playLine(line, line) == Scenario::Held, qPrintable(line));
-    }
+    static QWidget *field(const char *name) { return Stage::dialog()->findChild<QWidget *>(name); }
 
     void unload()
     {
@@ -49,7 +36,7 @@ private Q_SLOTS:
 
     void cleanup()
     {
-        // Whatever is left behind in the event loop must not lead back into the library.
+        // Nothing left in the event loop may call the library.
         QTest::qWait(20);
         QCOMPARE(mStage->host.complaints(), QStringList());
         mStage.reset();
@@ -58,30 +45,30 @@ private Q_SLOTS:
     void keepsWhatWasSaved()
     {
         const QString text = "Hände weg, \"bitte\"; 100% 🐦";
-        play("load\nset notify on\nset text '" + text + "'");
-        field<QPushButton>("buttonApply")->click();
+        play(*mStage, "load\nset notify on\nset text '" + text + "'");
+        QTest::mouseClick(field("buttonApply"), Qt::LeftButton);
         const QString file = mStage->settingsFile();
         QVERIFY(!QFile::exists(file)); // Qt writes later
         unload();
         QTRY_VERIFY(QFile::exists(file));
-        play("expect setting staybolt.customNotify '" + text
-             + "'\nexpect setting staybolt.sendNotify 1");
+        play(*mStage, "expect setting staybolt.customNotify '" + text + '\'');
+        play(*mStage, "expect setting staybolt.sendNotify 1");
 
-        // Removing is a change that waits as well.
-        play("load\nexpect field text '" + text + "'");
-        field<QPushButton>("buttonRemove")->click();
+        // Qt also writes a removal later.
+        play(*mStage, "load\nexpect field text '" + text + "'");
+        QTest::mouseClick(field("buttonRemove"), Qt::LeftButton);
         unload();
         QTest::qWait(20);
-        play("expect setting staybolt.customNotify\nexpect setting staybolt.sendNotify 1");
+        play(*mStage, "expect setting staybolt.customNotify\nexpect setting staybolt.sendNotify 1");
     }
 
     void takesAnOpenDialogAlong()
     {
-        play("load\nconfigure");
+        play(*mStage, "load\nconfigure");
         QTest::qWait(20);
-        field<QLineEdit>("lineCustomNotify")->setFocus();
-        QTest::keyClicks(field<QLineEdit>("lineCustomNotify"), "not saved");
-        QTest::mousePress(field<QPushButton>("buttonApply"), Qt::LeftButton);
+        field("lineCustomNotify")->setFocus();
+        QTest::keyClicks(field("lineCustomNotify"), "not saved");
+        QTest::mousePress(field("buttonApply"), Qt::LeftButton);
         unload();
         QVERIFY(!Stage::dialog());
         QTest::qWait(20);
@@ -98,7 +85,8 @@ private Q_SLOTS:
 
     void takesAModelAlong()
     {
-        play("server A uid=\n"
+        play(*mStage,
+             "server A uid=\n"
              "channel A 1 Lobby\n"
              "user A 7 Robin Lobby\n"
              "load\n"
@@ -106,7 +94,7 @@ private Q_SLOTS:
              "move A Robin Lobby");
         unload();
         // Loaded again, it starts from scratch: the server isn't known any more.
-        play("load\nmoved A Robin Lobby by 8");
+        play(*mStage, "load\nmoved A Robin Lobby by 8");
         QCOMPARE(mStage->host.takeRequests().first(),
                  "move client (7) to channel (0) on connection (0)");
         unload();
@@ -114,7 +102,8 @@ private Q_SLOTS:
 
     void staysFlatOverManyLoads()
     {
-        // The three singletons stay by contract, the function table of 1,680 bytes among them.
+        // The three singletons are never freed by contract, one with a function table of 1,680
+        // bytes.
         constexpr size_t bytesPerLoad = 6000;
         size_t bytes = 0;
         int files = 0;
@@ -126,7 +115,8 @@ private Q_SLOTS:
             QCOMPARE(mStage->host.complaints(), QStringList());
             mStage.reset();
             init();
-            play("server A uid=\n"
+            play(*mStage,
+                 "server A uid=\n"
                  "channel A 1 Lobby\n"
                  "channel A 2 Dungeon\n"
                  "user A 7 Robin Lobby\n"

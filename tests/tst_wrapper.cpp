@@ -41,22 +41,21 @@ private Q_SLOTS:
         const auto row = [](const char *function, const char *value, Read read) {
             QTest::newRow(value) << QString(function) << QString(value) << read;
         };
-        using W = const funcwrapper &;
         const char *ofClient = "getClientVariableAsString";
-        row(ofClient, "röbin=", [](W w) { return w.getClientUID(connection, robin); });
-        row(ofClient, "Rob€n", [](W w) { return w.getClientName(connection, robin); });
-        row(ofClient, "ÖS", [](W w) { return w.getClientPlatform(connection, robin); });
-        row(ofClient, "5ß", [](W w) { return w.getClientVersion(connection, robin); });
+        row(ofClient, "röbin=", [](auto &w) { return w.getClientUID(connection, robin); });
+        row(ofClient, "Rob€n", [](auto &w) { return w.getClientName(connection, robin); });
+        row(ofClient, "ÖS", [](auto &w) { return w.getClientPlatform(connection, robin); });
+        row(ofClient, "5ß", [](auto &w) { return w.getClientVersion(connection, robin); });
         row("getChannelVariableAsString", "Löbby 🐦",
-            [](W w) { return w.getChannelName(connection, lobby); });
+            [](auto &w) { return w.getChannelName(connection, lobby); });
         const char *ofServer = "getServerVariableAsString";
-        row(ofServer, "srv/uid+€=", [](W w) { return w.getServerUID(connection); });
-        row(ofServer, "Nörd", [](W w) { return w.getServerName(connection); });
-        row(ofServer, "Linüx", [](W w) { return w.getServerPlatform(connection); });
-        row(ofServer, "3.1²", [](W w) { return w.getServerVersion(connection); });
+        row(ofServer, "srv/uid+€=", [](auto &w) { return w.getServerUID(connection); });
+        row(ofServer, "Nörd", [](auto &w) { return w.getServerName(connection); });
+        row(ofServer, "Linüx", [](auto &w) { return w.getServerPlatform(connection); });
+        row(ofServer, "3.1²", [](auto &w) { return w.getServerVersion(connection); });
         const char *ofConnection = "getConnectionVariableAsString";
-        row(ofConnection, "192.0.2.7", [](W w) { return w.getConnectionServerIP(connection); });
-        row(ofConnection, "9987", [](W w) { return w.getConnectionServerPort(connection); });
+        row(ofConnection, "192.0.2.7", [](auto &w) { return w.getConnectionServerIP(connection); });
+        row(ofConnection, "9987", [](auto &w) { return w.getConnectionServerPort(connection); });
     }
 
     void readsTexts()
@@ -143,7 +142,7 @@ private Q_SLOTS:
                  (QStringList{"tell you (40007) on " + here + ": \"\"",
                               "list the server groups of " + here,
                               "list the channel groups of " + here}));
-        // The client's log may fail as well; nobody logs that.
+        // The host's log may fail too; that isn't logged anywhere.
         for (const char *function : {"requestSendPrivateTextMsg", "requestServerGroupList",
                                      "requestChannelGroupList", "logMessage"}) {
             mHost->faults.insert(function, Fault::Refuse);

@@ -6,8 +6,8 @@
 
 namespace {
 
-/// What the model holds of one connection, wrapped for event records. Lives between two calls of
-/// the host, as its tables go with the server.
+/// What the model holds of one connection, wrapped for event records. Must not live across a call
+/// of the host, which may remove the server and its tables.
 class ConnectionRecords
 {
 public:
@@ -18,19 +18,9 @@ public:
     }
 
     Record server() const { return ::server::instance()->getData(mId); }
-    /// The id is taken whole, also where it is beyond the range of client ids.
+    /// The id is not cut, even if it exceeds the range of client ids.
     QVariant client(uint64 id) const { return mClients->getData(idText(id)); }
     QVariant channel(uint64 id) const { return mChannels->getData(idText(id)); }
-
-    EventRecords moveRecords(anyID own, uint64 oldChannel, uint64 newChannel) const
-    {
-        EventRecords records;
-        records.client.insert(eventKeys::own(), client(own));
-        records.channel.insert(eventKeys::source(), channel(oldChannel));
-        records.channel.insert(eventKeys::dest(), channel(newChannel));
-        records.server = server();
-        return records;
-    }
 
 private:
     QString mId;
@@ -42,15 +32,20 @@ private:
 
 EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel)
 {
-    return ConnectionRecords(connection).moveRecords(own, oldChannel, newChannel);
+    const ConnectionRecords known(connection);
+    EventRecords records;
+    records.client.insert(eventKeys::own(), known.client(own));
+    records.channel.insert(eventKeys::source(), known.channel(oldChannel));
+    records.channel.insert(eventKeys::dest(), known.channel(newChannel));
+    records.server = known.server();
+    return records;
 }
 
 EventRecords forcedMoveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel,
                                anyID mover)
 {
-    const ConnectionRecords known(connection);
-    EventRecords records = known.moveRecords(own, oldChannel, newChannel);
-    records.client.insert(eventKeys::executor(), known.client(mover));
+    EventRecords records = moveRecords(connection, own, oldChannel, newChannel);
+    records.client.insert(eventKeys::executor(), ConnectionRecords(connection).client(mover));
     return records;
 }
 
@@ -61,7 +56,7 @@ EventRecords choiceRecords(uint64 connection, const QVariant &cmd)
     records.server.insert(eventKeys::cmd(), cmd);
     const anyID own = funcwrapper::instance()->getOwnClientID(connection);
     const uint64 ownChannel = funcwrapper::instance()->getChannelID(connection, own);
-    // Not the ones from above: the host may have ended the connection while it answered.
+    // Looked up anew: the host may have ended the connection while it answered.
     const ConnectionRecords known(connection);
     records.channel.insert(eventKeys::src(), known.channel(ownChannel));
     records.client.insert(eventKeys::executor(), known.client(own));

@@ -4,7 +4,6 @@
 #include <QObject>
 
 #include <cstdlib>
-#include <optional>
 
 namespace {
 
@@ -18,17 +17,6 @@ T *allocate(int count = 1)
 void copyText(char (&field)[PLUGIN_TEXT_BYTES], const QString &text)
 {
     qstrncpy(field, text.toUtf8().constData(), PLUGIN_TEXT_BYTES);
-}
-
-std::optional<PluginMenuType> menuType(const QString &name)
-{
-    if (name == QLatin1String("global"))
-        return PLUGIN_MENU_TYPE_GLOBAL;
-    if (name == QLatin1String("channel"))
-        return PLUGIN_MENU_TYPE_CHANNEL;
-    if (name == QLatin1String("client"))
-        return PLUGIN_MENU_TYPE_CLIENT;
-    return std::nullopt;
 }
 
 }
@@ -45,14 +33,18 @@ PluginMenuItem *createMenuItem(PluginMenuType type, int id, const QString &text)
 
 PluginMenuItem **createMenus(const QList<Record> &entries)
 {
+    const QHash<QString, PluginMenuType> types{
+        {QStringLiteral("global"), PLUGIN_MENU_TYPE_GLOBAL},
+        {QStringLiteral("channel"), PLUGIN_MENU_TYPE_CHANNEL},
+        {QStringLiteral("client"), PLUGIN_MENU_TYPE_CLIENT},
+    };
     const int sz = entries.size() + 2;
     auto **items = allocate<PluginMenuItem *>(sz);
     int n = 0;
     items[n++] = createMenuItem(PLUGIN_MENU_TYPE_GLOBAL, 0, QObject::tr("open Configuration"));
     for (const Record &entry : entries) {
-        const std::optional<PluginMenuType> type =
-            menuType(entry.value(QStringLiteral("type")).toString());
-        if (!type)
+        const auto type = types.find(entry.value(QStringLiteral("type")).toString());
+        if (type == types.end())
             continue;
         // Equal entries share the id of the first, and so its command.
         items[n++] = createMenuItem(*type, entries.indexOf(entry) + 1,

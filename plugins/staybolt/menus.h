@@ -11,7 +11,8 @@ PluginMenuItem *createMenuItem(PluginMenuType type, int id, const QString &text)
 
 /// The null-terminated array of menu items: "open Configuration" with id 0 in the global menu, then
 /// one for each entry with the id that menuCommand() takes. An entry's "type" must be "global",
-/// "channel" or "client"; an entry of any other type is left out.
+/// "channel" or "client". Any other type fails an assertion in a debug build; a release build
+/// leaves the entry out.
 PluginMenuItem **createMenus(const QList<Record> &entries);
 
 /// The null-terminated array of hotkeys, one for each entry.

@@ -39,13 +39,10 @@ void staybolt::parseEvent(moduleEvents event, QVariantHash server, QVariantHash 
 
     if (!settings->get(settingsKeys::sendNotify.text()).toBool())
         return;
-    const QString msg = QStringLiteral("msg");
-    Record executor = client.value(eventKeys::executor()).toHash();
-    executor.insert(msg,
-                    settings->contains(settingsKeys::customNotify.text())
-                        ? settings->get(settingsKeys::customNotify.text()).toString()
-                        : tr(settingsKeys::standardNotice));
+    const QString notice = settings->contains(settingsKeys::customNotify.text())
+        ? settings->get(settingsKeys::customNotify.text()).toString()
+        : tr(settingsKeys::standardNotice);
+    const Record mover = client.value(eventKeys::executor()).toHash();
     funcwrapper::instance()->sendMessage(connection.toString(),
-                                         executor.value(recordKeys::clId()).toString(),
-                                         executor.value(msg).toString());
+                                         mover.value(recordKeys::clId()).toString(), notice);
 }

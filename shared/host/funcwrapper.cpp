@@ -24,12 +24,12 @@ struct GiveBack
     void operator()(void *block) const { freeMemory(block); }
 };
 
-/// A block that the host handed out; it goes back at the end of the scope. The host may hand
-/// out a null pointer, which is no block and stays here.
+/// A block that the host handed out; it goes back at the end of the scope. A null pointer, which
+/// the host may hand out, does not.
 template<typename T>
 using HostBlock = std::unique_ptr<T, GiveBack>;
 
-/// Calls a host function with `arguments` and the address of a result; nothing when it fails.
+/// Calls a host function with `arguments` and the address of a result. Empty if it fails.
 template<typename Result, typename... Parameters, typename... Arguments>
 std::optional<Result> readValue(unsigned int (*function)(Parameters...), Arguments... arguments)
 {
@@ -50,10 +50,10 @@ QString readText(FreeMemory freeMemory, unsigned int (*function)(Parameters...),
     return QString::fromUtf8(block.get());
 }
 
-/// Whether a text of the host is ASCII and what `text` holds, told without decoding it.
+/// Whether a text of the host is ASCII and equal to `text`; spares decoding it.
 bool isSameAscii(const char *utf8, const QString &text)
 {
-    const auto size = static_cast<size_t>(text.size());
+    const auto size = size_t(text.size());
     if (strlen(utf8) != size)
         return false;
     const auto *byte = reinterpret_cast<const uchar *>(utf8);
@@ -64,8 +64,8 @@ bool isSameAscii(const char *utf8, const QString &text)
     return difference == 0;
 }
 
-/// Puts a record together value by value, in the order of its keys. Values that a known record
-/// holds already are left as they are, and the record stays shared with it until one differs.
+/// Builds a record value by value, in the order of its keys. The record stays shared with a known
+/// one until a value differs.
 class RecordReader
 {
 public:
@@ -76,7 +76,7 @@ public:
         mKey(keys.data()), mKnown(std::move(known))
     {
         static_assert(count <= maxKeys);
-        // A record with other keys is of no use.
+        // A record with other keys can't be reused.
         size_t found = 0;
         for (auto one = mKnown.begin(); one != mKnown.end(); ++one) {
             const size_t at = placeOf(one.key(), keys);
@@ -99,7 +99,9 @@ public:
     {
         const std::optional<char *> text = readValue<char *>(function, arguments...);
         const HostBlock<char> block(text.value_or(nullptr), {mFunctions.freeMemory});
-        const char *const bytes = !text ? "Unknown" : block ? block.get() : "";
+        const char *bytes = "Unknown";
+        if (text)
+            bytes = block ? block.get() : "";
         const QString *stored = known<QString>();
         if (!stored || !isSameAscii(bytes, *stored)) {
             const QString decoded = QString::fromUtf8(bytes);
@@ -123,8 +125,8 @@ public:
 private:
     static constexpr size_t maxKeys = 5;
 
-    /// Where a key stands among `keys`, behind them when it is none. Keys are mostly the same text
-    /// and not just equal ones.
+    /// The index of `key` in `keys`, or `count` if absent. Most keys share their characters with an
+    /// entry, so that their addresses are compared first.
     template<size_t count>
     static size_t placeOf(const QString &key, const std::array<QString, count> &keys)
     {
@@ -173,7 +175,7 @@ QString readPath(void (*function)(Parameters...), Arguments... arguments)
     char path[pathBytes] = {};
     function(path, pathBytes, arguments...);
     // The host may fill the buffer to its last byte.
-    return QString::fromUtf8(path, static_cast<int>(qstrnlen(path, pathBytes)));
+    return QString::fromUtf8(path, int(qstrnlen(path, pathBytes)));
 }
 
 }
@@ -435,12 +437,9 @@ QList<Record> funcwrapper::readChannelClients(uint64 connection, uint64 channel,
     QString id;
     for (const anyID client : ids) {
         setIdText(id, client);
-        // A new client has much in common with the one before.
-        const auto one = known.constFind(id);
-        records.append(readClient(connection, client,
-                                  one != known.constEnd() ? *one
-                                      : records.isEmpty() ? Record()
-                                                          : records.last()));
+        // A new client has much in common with the one read before it, if there is one.
+        const Record previous = records.value(records.size() - 1);
+        records.append(readClient(connection, client, known.value(id, previous)));
     }
     return records;
 }
@@ -455,7 +454,7 @@ void funcwrapper::channelChange(QString serverId, QString channelId)
 
 void funcwrapper::sendMessage(QString serverId, QString clientId, QString message)
 {
-    txtToUser(serverId.toULongLong(), static_cast<anyID>(clientId.toULongLong()), message);
+    txtToUser(serverId.toULongLong(), anyID(clientId.toULongLong()), message);
 }
 
 void funcwrapper::logFailure(unsigned int code, uint64 connection) const

@@ -63,7 +63,7 @@ enum ConnectionProperty : size_t { CONNECTION_SERVER_IP = 6, CONNECTION_SERVER_P
 /// What the info panel describes.
 enum PluginItemType : int { PLUGIN_SERVER = 0, PLUGIN_CHANNEL = 1, PLUGIN_CLIENT = 2 };
 
-/// The host's menu in which a plug-in's item stands.
+/// The host's menu that a plug-in's item appears in.
 enum PluginMenuType : int {
     PLUGIN_MENU_TYPE_GLOBAL = 0,
     PLUGIN_MENU_TYPE_CHANNEL = 1,
@@ -95,8 +95,10 @@ struct PluginHotkey
 static_assert(offsetof(PluginHotkey, description) == 128 && sizeof(PluginHotkey) == 256,
               "the host reads hotkeys at fixed offsets");
 
-/// The host's functions, handed to the plug-in by value. Only the members that the plug-in calls
-/// are declared; `unusedN` covers the others from position N on.
+/// The host's functions, handed to the plug-in by value. Only the members that funcwrapper calls
+/// are declared; `unusedN` covers the others from position N on. Ten of the declared ones are
+/// reached by no event yet. They belong to the fixed base for further modules, so don't remove
+/// them.
 struct TS3Functions
 {
     void *unused0[4];
@@ -191,7 +193,7 @@ TS3FUNCTIONS_POSITION(printMessageToCurrentTab, 185);
 // plug-in has called.
 extern "C" {
 
-// Identity: constant texts, valid while the library is loaded; to be called at any time.
+// Identity: constant texts, valid while the library is loaded; callable at any time.
 TS3PLUGIN_EXPORT const char *ts3plugin_name();
 TS3PLUGIN_EXPORT const char *ts3plugin_version();
 TS3PLUGIN_EXPORT int ts3plugin_apiVersion();
@@ -217,7 +219,7 @@ TS3PLUGIN_EXPORT void ts3plugin_configure(void *handle, void *qParentWidget);
 TS3PLUGIN_EXPORT const char *ts3plugin_commandKeyword();
 /// Returns 0 when the plug-in handled the command, 1 when it did not.
 TS3PLUGIN_EXPORT int ts3plugin_processCommand(uint64 connection, const char *command);
-/// Returns 1 if the host shall load the plug-in without being asked.
+/// Returns 1 if the host should load the plug-in without being asked.
 TS3PLUGIN_EXPORT int ts3plugin_requestAutoload();
 /// Takes back a block that the plug-in handed to the host.
 TS3PLUGIN_EXPORT void ts3plugin_freeMemory(void *block);

@@ -10,11 +10,11 @@
 
 namespace {
 
-/// The size of the form as drawn, which it has again wherever that is enough.
+/// The size of the form as drawn, which the dialog has wherever its content fits.
 constexpr QSize formSize(400, 190);
 constexpr int smallestPercent = 80;
 constexpr int stepPercent = 5;
-/// The room around and between the fields: the style's own, and less where that is too much.
+/// The space around and between the fields: the style's own, or less if that doesn't fit.
 constexpr int usualRoom = -1;
 constexpr int tighterRooms[] = {5, 2};
 
@@ -31,9 +31,13 @@ void scaleFont(QFont &font, int percent)
 guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui_guiConfiguration)
 {
     ui->setupUi(this);
-    // The host goes on when its own window is hidden and ours is closed.
+    // Screen readers name a field after its label.
+    ui->label->setBuddy(ui->sliderIdleDock);
+    ui->label_2->setBuddy(ui->sliderNotify);
+    ui->label_3->setBuddy(ui->lineCustomNotify);
+    // The host must not quit when our dialog is closed while its own window is hidden.
     setAttribute(Qt::WA_QuitOnClose, false);
-    // What the file holds is stored again whole.
+    // Save must not cut a long text that is in the file.
     ui->lineCustomNotify->setMaxLength(std::numeric_limits<int>::max());
     connect(ui->buttonApply, SIGNAL(clicked(bool)), SLOT(apply()));
     connect(ui->buttonReload, SIGNAL(clicked(bool)), SLOT(reload()));
@@ -43,13 +47,13 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
 
 guiConfiguration::~guiConfiguration() { delete ui; }
 
-/// Makes the form hold its content under the host's font and style sheet, whatever it held last:
-/// with less room between the fields, then with a smaller font. Where that would be hard to read,
-/// it grows.
+/// Fits the content to the form under the host's current font and style sheet: first with less
+/// space between the fields, then with a smaller font. If that would be hard to read, the form
+/// grows.
 void guiConfiguration::showFitted()
 {
-    // Without a sheet of their own the fields would let a font that we set override the host's
-    // sheet, which goes on drawing with its font.
+    // If the fields had no sheet of their own, a font that we set would override the one in the
+    // host's sheet, although the sheet still draws with its own.
     setStyleSheet(QLatin1String(qApp->styleSheet().isEmpty() ? "" : "*{}"));
     QSize content;
     const auto fits = [&](int room, int percent) {
@@ -57,13 +61,13 @@ void guiConfiguration::showFitted()
             one->setContentsMargins(room, room, room, room);
             one->setSpacing(room);
         }
-        // A sheet keeps the dialog's font from its fields.
+        // Under a sheet, fields don't inherit the dialog's font.
         const QWidgetList fields = findChildren<QWidget *>();
         for (QWidget *one : fields) {
             QFont font = QApplication::font(one);
             scaleFont(font, percent);
             one->setFont(font);
-            one->updateGeometry(); // the layouts keep what it needed last
+            one->updateGeometry(); // the layouts cache its last size
         }
         content = layout()->minimumSize().expandedTo(formSize);
         return content == formSize;
@@ -81,7 +85,7 @@ void guiConfiguration::showFitted()
 
 void guiConfiguration::apply()
 {
-    // Taken at once: the host may call us while the settings are stored.
+    // Read first: the host may call us while the settings are stored.
     const QString text = ui->lineCustomNotify->text();
     const int permitIdleDock = ui->sliderIdleDock->value();
     const int sendNotify = ui->sliderNotify->value();

@@ -18,8 +18,8 @@
 
 namespace {
 
-/// The lines of a file, each behind the header of its section, since the same line means another
-/// thing elsewhere.
+/// The lines of a file, each preceded by its section's header, since the same line means something
+/// else in another section.
 QList<QByteArray> linesInSections(const QByteArray &bytes)
 {
     QList<QByteArray> result = settingsFile::lines(bytes);
@@ -37,7 +37,7 @@ QList<QByteArray> linesInSections(const QByteArray &bytes)
 QString writeAll(QFileDevice &file, QByteArray bytes)
 {
     while (!bytes.isEmpty()) {
-        // Where there is room for a part, only the next call says what is wrong.
+        // If only a part fits, it is the next call that reports the error.
         const qint64 count = file.write(bytes);
         if (count <= 0)
             return file.errorString();
@@ -63,7 +63,7 @@ std::optional<QList<int>> settingsFile::linesThatChange(const QByteArray &bytes)
     const QTemporaryDir folder;
     const QString path = folder.path() + QLatin1String("/copy.ini");
     {
-        // Nobody needs it after a crash, so that the disk need not be waited for.
+        // Nobody needs the file after a crash, so don't wait for the disk.
         QFile file(path);
         if (!folder.isValid() || !file.open(QIODevice::WriteOnly)
             || !writeAll(file, bytes).isEmpty())
@@ -72,7 +72,7 @@ std::optional<QList<int>> settingsFile::linesThatChange(const QByteArray &bytes)
     {
         QSettings settings(path, QSettings::IniFormat);
         readAll(settings);
-        // Qt keeps what it has read for longer than this library may live, and so not our texts.
+        // Qt's cache may outlive the library, so give it no text from our data.
         settings.setValue(QString(QLatin1String("staybolt-writes-this")), 1);
     }
     const QByteArray after = read(path);
@@ -91,8 +91,8 @@ std::optional<QList<int>> settingsFile::linesThatChange(const QByteArray &bytes)
 
 void settingsFile::readAll(QSettings &settings)
 {
-    // Qt parses a section when it is first asked for, and another settings object on the file may
-    // not know of the byte-order mark any more.
+    // Qt parses a section when it is first needed, and a later settings object for the file may no
+    // longer know of the byte-order mark.
     settings.allKeys();
     // It would write UTF-8 without the mark, which is not what is read back.
     settings.setIniCodec(static_cast<QTextCodec *>(nullptr));
@@ -101,16 +101,17 @@ void settingsFile::readAll(QSettings &settings)
 bool settingsFile::FileState::operator==(const FileState &other) const
 {
     return device == other.device && inode == other.inode && size == other.size
-        && seconds == other.seconds && nanoseconds == other.nanoseconds;
+        && modified == other.modified;
 }
 
 std::optional<settingsFile::FileState> settingsFile::stateOf(const QByteArray &name)
 {
     struct stat file;
-    // The library's own function for this asks for a newer C library than users have.
-    if (syscall(SYS_newfstatat, AT_FDCWD, name.constData(), &file, 0) == 0)
-        return FileState{file.st_dev, file.st_ino, file.st_size, file.st_mtim.tv_sec,
-                         file.st_mtim.tv_nsec};
+    // The C library's own function for this needs a newer version than users have.
+    if (syscall(SYS_newfstatat, AT_FDCWD, name.constData(), &file, 0) == 0) {
+        const qint64 modified = file.st_mtim.tv_sec * 1000000000 + file.st_mtim.tv_nsec;
+        return FileState{file.st_dev, file.st_ino, file.st_size, modified};
+    }
     return errno == ENOENT || errno == ENOTDIR ? std::optional(FileState()) : std::nullopt;
 }
 
@@ -171,8 +172,8 @@ settingsFile::Kept settingsFile::keep(const QString &path, const QByteArray &byt
     for (int number = 1;; ++number) {
         const QString copy =
             info.dir().filePath(start + QString::number(number) + QStringLiteral(".ini"));
-        // A link needs no room on a full disk. Qt replaces the file by renaming, and so leaves the
-        // linked bytes alone. Where somebody has replaced it already, they are written.
+        // A link needs no space on a full disk, and Qt, which replaces the file by renaming, leaves
+        // the linked bytes alone. If somebody has already replaced the file, the bytes are written.
         if (linkat(AT_FDCWD, name.constData(), AT_FDCWD, QFile::encodeName(copy).constData(),
                    AT_SYMLINK_FOLLOW)
             == 0) {

@@ -22,8 +22,7 @@ struct FileState
     quint64 device = 0;
     quint64 inode = 0;
     qint64 size = 0;
-    qint64 seconds = 0;
-    qint64 nanoseconds = 0;
+    qint64 modified = 0; ///< in nanoseconds
 
     bool operator==(const FileState &other) const;
 };

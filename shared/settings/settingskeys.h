@@ -56,8 +56,7 @@ inline constexpr Key serverName{"name.%1", Kind::Note, "the id is shown",
                                 "your name for this server; the plug-in never reads it"};
 
 /// All of them, in the order in which a user meets them.
-inline constexpr const Key *all[] = {&sendNotify,     &customNotify, &permitIdleDock,
-                                     &excludedServer, &idleDock,     &idleDockTarget,
-                                     &serverName};
+inline constexpr const Key *all[] = {&sendNotify, &customNotify,   &permitIdleDock, &excludedServer,
+                                     &idleDock,   &idleDockTarget, &serverName};
 
 }

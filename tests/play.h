@@ -1,0 +1,12 @@
+#pragma once
+
+#include "standin/scenario.h"
+
+#include <QtTest>
+
+/// Plays lines of a scenario, all of which must hold.
+inline void play(standin::Scenario &scenario, const QString &lines)
+{
+    for (const QString &line : lines.split('\n'))
+        QVERIFY2(scenario.playLine(line, line) == standin::Scenario::Held, qPrintable(line));
+}
