@@ -316,9 +316,6 @@ void SettingsWindow::fillList(int selected)
         }
     }
     check();
-    // When the hints below the list have taken their room.
-    QMetaObject::invokeMethod(
-        this, [this] { mList->scrollToItem(mList->currentItem()); }, Qt::QueuedConnection);
 }
 
 int SettingsWindow::selected() const
@@ -377,6 +374,9 @@ void SettingsWindow::check()
     if (index >= 0)
         hints += Draft::sentences(Draft::warningsOf(mDraft->servers.at(index)));
     mListHint->say(hints);
+    // When the hints below the list have taken their room.
+    QMetaObject::invokeMethod(
+        this, [this] { mList->scrollToItem(mList->currentItem()); }, Qt::QueuedConnection);
     mEdit->setEnabled(index >= 0);
     mRemove->setEnabled(index >= 0);
     mUndo->setEnabled(mDraft->canUndo());
