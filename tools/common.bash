@@ -43,3 +43,6 @@ source_time() { date -u -d "$(sed -nE 's/^## [0-9.]+, ([0-9-]+)$/\1/p;T;q' CHANG
 
 # sources FOLDER...: the files in these folders, whether or not git is there.
 sources() { find "$@" -type f | sort; }
+
+# all_files: all files of ours, whether or not git is there.
+all_files() { find . \( -path ./build -o -path ./.git \) -prune -o -type f -print | sort; }
