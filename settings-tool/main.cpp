@@ -69,10 +69,11 @@ int run(int &argc, char *argv[])
         QStringLiteral("command"),
         QStringLiteral("See above. Put -- before an id or a message that begins with a dash."),
         QStringLiteral("[command [--] [argument...]]"));
-    if (!parser.parse(QCoreApplication::arguments()))
+    if (!parser.parse(QCoreApplication::arguments())) {
         throw Error{QStringLiteral("%1 See --help. Put -- before an id or a message that begins "
                                    "with a dash.")
                         .arg(parser.errorText())};
+    }
     if (parser.isSet(version)) {
         print(QStringLiteral("staybolt-settings " STAYBOLT_VERSION "\n"));
         return 0;

@@ -176,7 +176,7 @@ settingsFile::Kept configuration::keepWhatGoes(const QString &path, Read readFil
 template<typename Change>
 void configuration::write(int newLetters, Change change)
 {
-    constexpr int longestLetter = 6; // as in \x20ac
+    constexpr qint64 longestLetter = 6; // as in \x20ac
     const QString path = mSettings->fileName();
     const QString whyNot = settingsFile::whyNoRoom(path, longestLetter * newLetters);
     mLacksRoom = !whyNot.isEmpty();

@@ -145,7 +145,7 @@ QString settingsFile::write(const QString &path, const QByteArray &bytes,
     QTemporaryFile file(path + QLatin1String(".XXXXXX"));
     if (!file.open() || !file.setPermissions(permissions))
         return file.errorString();
-    const QString error = writeAll(file, bytes);
+    QString error = writeAll(file, bytes);
     if (!error.isEmpty())
         return error;
     if (fsync(file.handle()) != 0
