@@ -10,8 +10,6 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-set(CMAKE_AUTOMOC ON)
-set(CMAKE_AUTOUIC ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 
@@ -27,16 +25,20 @@ elseif(STAYBOLT_SANITIZER)
     message(FATAL_ERROR "STAYBOLT_SANITIZER is address, thread or fuzzer, not ${STAYBOLT_SANITIZER}")
 endif()
 if(STAYBOLT_SANITIZER)
-    add_compile_options(-O1 ${sanitizer})
+    # Names and lines for backtraces; the rest of what a debugger wants nearly doubles the compile time.
+    add_compile_options(-O1 -g1 ${sanitizer})
     add_link_options(${sanitizer})
 endif()
 
 add_library(project_options INTERFACE)
 target_include_directories(project_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(project_options INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    -Wall -Wextra -Wpedantic -Wconversion
     # The same bytes wherever the sources lie.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+if(NOT CMAKE_UNITY_BUILD) # where the names of other files would count as shadowed
+    target_compile_options(project_options INTERFACE -Wshadow)
+endif()
 target_compile_definitions(project_options INTERFACE
     QT_NO_KEYWORDS QT_NO_FOREACH
     # The client brings its own Qt, often older than the one that we build with.

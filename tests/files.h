@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QFile>
-#include <QtTest>
+#include <QTest>
 
 inline void writeFile(const QString &path, const QByteArray &bytes)
 {

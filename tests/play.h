@@ -2,7 +2,7 @@
 
 #include "standin/scenario.h"
 
-#include <QtTest>
+#include <QTest>
 
 /// Plays lines of a scenario, all of which must hold.
 inline void play(standin::Scenario &scenario, const QString &lines)

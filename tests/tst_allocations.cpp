@@ -3,7 +3,7 @@
 #include "plugins/staybolt/modelupdate.h"
 #include "shared/host/funcwrapper.h"
 
-#include <QtTest>
+#include <QTest>
 
 /// How many blocks of memory each further record may cost, including those of the host's answers.
 class TestAllocations : public QObject

@@ -6,7 +6,7 @@
 #include "tests/one_server.h"
 
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <cstdlib>
 

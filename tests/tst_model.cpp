@@ -1,6 +1,6 @@
 #include "shared/model/server.h"
 
-#include <QtTest>
+#include <QTest>
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "plugins/staybolt/modelupdate.h"
 #include "tests/one_server.h"
 
-#include <QtTest>
+#include <QTest>
 
 using Change = std::function<void(standin::Server &server)>;
 Q_DECLARE_METATYPE(Change)

@@ -3,7 +3,7 @@
 #include "shared/settings/configuration.h"
 #include "shared/singleton.h"
 
-#include <QtTest>
+#include <QTest>
 
 #include <algorithm>
 #include <future>

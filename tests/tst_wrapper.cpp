@@ -1,7 +1,7 @@
 #include "shared/model/record.h"
 #include "tests/one_server.h"
 
-#include <QtTest>
+#include <QTest>
 
 using namespace standin;
 
