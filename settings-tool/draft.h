@@ -19,7 +19,7 @@ public:
         /// The user's name for it, empty when it has none.
         QString name;
         bool isLeftAlone = false;
-        /// The id of its idleDock channel as text, which may be no channel at all.
+        /// The id of its idleDock channel as text, which need not be a valid one.
         std::optional<QString> channel;
 
         bool operator==(const Server &other) const
@@ -60,15 +60,15 @@ public:
     static QStringList warningsOfUid(const Server &server);
     static QStringList warningsOfChannel(const Server &server);
     static QStringList warningsOf(const Server &server);
-    /// The same as whole sentences.
+    /// These warnings as whole sentences.
     static QStringList sentences(const QStringList &warnings);
-    /// The same about the notice and about the idleDock switch.
+    /// What the user should know about the notice, and about the idleDock switch.
     QStringList warningOfNotice() const;
     QStringList warningOfIdleDock() const;
     /// What the plug-in does on the server, in a few words.
     QString effectOf(const Server &server) const;
 
-    /// Changes the list so that it can be undone, step by step. A server with a negative index is
+    /// Change the list in steps that can be undone. A server with a negative index is
     /// added; put() returns its index. undo() returns the index of the server that it changed, or
     /// of the one that is now in the place of an added one.
     int put(const Server &server, int index);

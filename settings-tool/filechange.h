@@ -11,7 +11,7 @@
 class FolderLock
 {
 public:
-    /// How long to wait for another program that changes the file.
+    /// How long to wait for another program that is changing the file.
     static constexpr std::chrono::seconds usualPatience{15};
 
     /// Throws an Error if another process holds the folder for longer than `patience`.
@@ -20,7 +20,7 @@ public:
 
     /// How much of the patience is left.
     qint64 remainingMs() const { return mDeadline.remainingTime(); }
-    /// Throws the Error for when it is used up, with the reason.
+    /// Throws the Error that says that the patience is used up, and why.
     [[noreturn]] void giveUp(const QString &why) const;
 
 private:

@@ -10,7 +10,8 @@
 
 namespace {
 
-/// The text, without what a copy from elsewhere may have brought along where somebody changed it.
+/// The field's text as it was before or, if the user changed it, without stray blanks, as pasting
+/// may bring them.
 QString entered(const QLineEdit *field, const QString &before)
 {
     return field->text() == before ? before : field->text().simplified();
@@ -57,7 +58,7 @@ ServerDialog::ServerDialog(const Draft &draft, int index, QWidget *parent) :
     };
     for (QLineEdit *field : {mUid, mChannel}) {
         connect(field, &QLineEdit::textEdited, this, [field, edited](QString text) {
-            // A copy from a chat may bring blanks and line breaks along.
+            // Text pasted from a chat may contain blanks and line breaks.
             const QString bare = text.remove(QRegularExpression(QStringLiteral("\\s")));
             if (field->text() != bare)
                 field->setText(bare);
@@ -79,7 +80,7 @@ Draft::Server ServerDialog::server() const
     server.isLeftAlone = mLeaveAlone->isChecked();
     const QString before = mBefore.channel.value_or(QString());
     const QString channel = entered(mChannel, before);
-    // A number that is disabled stays what it was.
+    // A channel number whose field is disabled stays as it was.
     if (!server.isLeftAlone && channel != before)
         server.channel = channel;
     return server;
@@ -95,7 +96,7 @@ void ServerDialog::accept()
     (isUid ? mUid : mChannel)->setFocus();
 }
 
-/// Shows what is wrong or odd beside the field that it is about.
+/// Shows what is wrong or odd, next to the field concerned.
 void ServerDialog::showHints()
 {
     const Draft::Server now = server();
@@ -118,6 +119,6 @@ void ServerDialog::showHints()
     mChannelHint->say(Draft::sentences(ofChannel));
     mUid->setAccessibleDescription(mUidHint->text()); // for screen readers
     mChannel->setAccessibleDescription(mChannelHint->text());
-    layout()->activate(); // for what has come or gone
+    layout()->activate(); // for hints that have come or gone
     resize(width(), layout()->totalHeightForWidth(width()));
 }

@@ -35,7 +35,7 @@ private:
         std::map<Id, Id> clients; ///< the channel that each client is in
     };
 
-    /// What the plug-in has been told of a connection.
+    /// What the plug-in has been told about a connection.
     struct Known
     {
         bool isLoaded = false;

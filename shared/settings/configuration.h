@@ -21,7 +21,7 @@ class QSettings;
 /// thread that called init(); all calls but instance() must be made on that thread. Anything that
 /// Qt would drop (comments, notes, keys that occur twice) is first saved in a copy beside the file,
 /// `name`.kept-1.ini or the next free number, and a line in the host's log names the copy
-/// (logMessage). Where the disk has no room the file is kept in any case. Edits made to the file
+/// (logMessage). On a full disk, a copy is kept in any case. Edits made to the file
 /// between a change and Qt's write are not checked. Before init() the store is empty and keeps
 /// nothing.
 class configuration : public QObject
@@ -42,7 +42,7 @@ public:
     void set(QString key, QVariant value);
     /// Sets several values at once, which costs no more than one.
     void set(QVariantHash values);
-    /// The value under `key`, an invalid one when the key is absent. What was read from the file is
+    /// The value under `key`, an invalid one when the key is absent. Values read from the file are
     /// text.
     QVariant get(QString key) const;
     bool contains(QString key) const;
@@ -63,7 +63,7 @@ private:
     // Outlives the library, so that Qt still writes what is pending when we are gone.
     QSettings *mSettings = nullptr;
     QByteArray mName; ///< of the file, in the system's encoding
-    mutable settingsFile::FileState mSeen; ///< as it was when Qt last read it
+    mutable settingsFile::FileState mSeen; ///< the file, as it was when Qt last read it
     mutable QByteArray mSafe; ///< bytes that Qt writes back as they stand
-    mutable bool mLacksRoom = false; ///< whether there was none for the last change
+    mutable bool mLacksRoom = false; ///< whether the disk was full at the last check
 };

@@ -32,7 +32,7 @@ struct FileState
 std::optional<FileState> stateOf(const QByteArray &name);
 
 /// The numbers, counted from 1, of the lines that Qt ignores, reads only in part or would write
-/// differently. Qt itself tells, by rewriting a temporary file; nothing if none can be created.
+/// differently. Found by having Qt rewrite a temporary file; nothing if none can be created.
 std::optional<QList<int>> linesThatChange(const QByteArray &bytes);
 
 /// Whether the bytes begin with a byte-order mark. Qt reads the rest as UTF-8 then, and as Latin-1
@@ -68,7 +68,7 @@ struct Kept
 };
 
 /// Keeps these bytes, which the settings file `path` holds or held a moment ago, beside it as
-/// NAME.kept-1.ini or the next free number, unless an equal copy is there already.
+/// NAME.kept-1.ini or the next free number, unless an identical copy is there already.
 Kept keep(const QString &path, const QByteArray &bytes);
 
 }
