@@ -139,12 +139,15 @@ bool Rules::happenOn(const std::string &name, const Line &line)
     } else if (what == "menu") {
         mIsOpen = mIsOpen || line[2] == "0";
         expected.push_back({"expect", "dialog", mIsOpen ? "open" : "closed"});
-    } else if (what == "create" && !server.channels.insert({id(2), ""}).second) {
-        return false;
-    } else if (what == "delete" && server.channels.erase(id(2)) == 0) {
-        return false;
-    } else if (what == "create" || what == "edit" || what == "update" || what == "reorder"
-               || what == "delete") {
+    } else if (what == "create") {
+        if (!server.channels.insert({id(2), ""}).second)
+            return false;
+        learnChannels(name);
+    } else if (what == "delete") {
+        if (server.channels.erase(id(2)) == 0)
+            return false;
+        learnChannels(name);
+    } else if (what == "edit" || what == "update" || what == "reorder") {
         learnChannels(name);
     } else {
         return false;
