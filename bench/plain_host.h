@@ -18,7 +18,7 @@ TS3Functions functions();
 /// How many clients each channel and how many channels the server has.
 void setSize(int clientCount, int channelCount);
 void setConfigPath(const QByteArray &path);
-/// Gives every client a nickname that it did not have before.
+/// Gives every client a new nickname.
 void renameAll();
 
 }

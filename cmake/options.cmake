@@ -1,4 +1,4 @@
-# How everything of ours is compiled, whichever folder it is in.
+# How all of the project's code is compiled.
 
 if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "Debug, Release, RelWithDebInfo or MinSizeRel" FORCE)
@@ -36,7 +36,7 @@ target_compile_options(project_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion
     # The same bytes wherever the sources lie.
     -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
-if(NOT CMAKE_UNITY_BUILD) # where the names of other files would count as shadowed
+if(NOT CMAKE_UNITY_BUILD) # there, names in other files would count as shadowed
     target_compile_options(project_options INTERFACE -Wshadow)
 endif()
 target_compile_definitions(project_options INTERFACE

@@ -6,14 +6,14 @@
 
 namespace {
 
-/// A command under way.
+/// A command that is being run.
 struct Job
 {
     Draft draft;
-    QStringList words; // behind the command
-    QString usage; // for words that it does not understand
-    const FolderLock *lock; // none where nothing is changed
-    QStringList output{}; // its lines
+    QStringList words; // after the command's name
+    QString usage; // printed when it doesn't understand the words
+    const FolderLock *lock; // null if it changes nothing
+    QStringList output{}; // line by line
 
     void warn(const QStringList &warnings)
     {
@@ -40,12 +40,12 @@ struct Job
 
 [[noreturn]] void refuse(const QString &why) { throw Error{why}; }
 
-/// The server that a command is about, in the draft.
+/// The command's server in the draft.
 int serverOf(Job &job)
 {
     QString uid = job.words.constFirst();
     if (!job.draft.stored.servers().contains(uid)) {
-        uid = uid.trimmed(); // a copied id may bring blanks along
+        uid = uid.trimmed(); // a pasted id may contain blanks
         const QString error = errorInUid(uid);
         if (!error.isEmpty())
             refuse(error);
@@ -217,7 +217,7 @@ QString commands::run(const QString &path, std::chrono::seconds patience, QStrin
             continue;
         if (words.size() < one.least || words.size() > one.most)
             throw Error{form, true};
-        // Locked before the file is read, so that a change is one to what it holds.
+        // Lock before reading, so that nobody changes the file in between.
         std::optional<FolderLock> lock;
         if (one.run != list && !path.isEmpty())
             lock.emplace(path, patience);

@@ -42,7 +42,7 @@ std::optional<Draft::Problem> Draft::problemWith(const Server &server, int index
     const Server before = isNew ? Server() : servers.at(index);
     const bool isOther = isNew || server.uid != before.uid;
     const QString error = errorInUid(server.uid);
-    // The file may hold a channel for an id that it can hold nothing else for.
+    // The file can hold a channel for some ids that can have no other setting.
     if (!error.isEmpty() && (isOther || (server.isLeftAlone && !before.isLeftAlone)))
         return Problem{Problem::Uid, error};
     for (int other = 0; isOther && other < servers.size(); ++other) {
@@ -65,13 +65,13 @@ std::optional<Draft::Problem> Draft::problemWith(const Server &server, int index
 QStringList Draft::warningsOfUid(const Server &server)
 {
     QStringList result;
-    // The file loses doubled slashes, so that one that has slashes may be shorter there.
+    // The file loses doubled slashes, so an id with slashes may be shorter there.
     constexpr int usual = 28;
     const int least = server.uid.contains(QLatin1Char('/')) ? usual - 2 : usual;
     if (server.uid.size() < least || server.uid.size() > usual
         || !server.uid.endsWith(QLatin1Char('=')) || !errorInUid(server.uid).isEmpty()) {
-        result.append(QStringLiteral("this doesn't look like a server's unique id: those have 28 "
-                                     "characters and end in ="));
+        result.append(QStringLiteral("this doesn't look like a server's unique id, which has 28 "
+                                     "characters and ends in ="));
     }
     const QString same = uidAsStored(server.uid);
     if (same != server.uid) {
@@ -183,17 +183,17 @@ QVariantMap Draft::changes() const
         if (stored.ownText())
             result.insert(customNotify.text(), QVariant());
     } else if ((notice == Notice::Own || !ownText.isEmpty()) && stored.ownText() != ownText) {
-        // While the notice is off as well, so that no text is lost.
+        // Even while the notice is off, so that no text is lost.
         result.insert(customNotify.text(), ownText);
     }
-    // Both belong to one choice, whatever another program has stored meanwhile.
+    // Store both parts of the choice, since another program may have changed either.
     const bool isOn = notice != Notice::Off;
     if (isOn != stored.isOn(sendNotify) || !result.isEmpty())
         result.insert(sendNotify.text(), isOn ? 1 : 0);
     if (allowsIdleDock != stored.isOn(idleDock))
         result.insert(idleDock.text(), allowsIdleDock);
 
-    // What is no longer in the list goes; what is there as before stays as it is spelled.
+    // Servers that left the list lose their keys; unchanged ones keep them as they are spelled.
     const auto &held = stored.servers();
     for (auto one = held.begin(); one != held.end(); ++one) {
         if (one->isLeftAlone)
@@ -218,7 +218,7 @@ QVariantMap Draft::changes() const
                channel              ? QVariant(*channel)
                    : server.channel ? QVariant(*server.channel)
                                     : QVariant());
-        // A name goes with the last setting.
+        // A server without settings loses its name.
         const bool hasSettings = server.isLeftAlone || server.channel;
         const QString name = stored.names().value(server.uid);
         if (hasSettings && name != server.name) {
@@ -245,7 +245,7 @@ QStringList Draft::save(const FolderLock &lock) const
         result.append(QStringLiteral("Your changes apply from the next move."));
     const bool isGone = values.contains(customNotify.text()) && notice == Notice::Standard;
     if (values.contains(sendNotify.text()) || values.contains(customNotify.text())) {
-        // Reload leaves the field alone where no text is stored.
+        // Reload doesn't clear the field if no text is stored.
         result.append(
             QStringLiteral("In the plug-in's own dialog, press %1 before you press Save: that Save "
                            "stores what the fields there show.")

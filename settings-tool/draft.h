@@ -16,7 +16,7 @@ public:
     struct Server
     {
         QString uid;
-        /// The user's name for it, empty when it has none.
+        /// The user's name for it, empty if it has none.
         QString name;
         bool isLeftAlone = false;
         /// The id of its idleDock channel as text, which need not be a valid one.
@@ -47,13 +47,13 @@ public:
     bool allowsIdleDock = false;
     QVector<Server> servers;
 
-    /// The index of the server with that unique id, as far as the file can tell ids apart; -1 when
+    /// The index of the server with that unique id, as far as the file can tell ids apart; -1 if
     /// it isn't in the list.
     int find(const QString &uid) const;
     /// The same, but the server is added if it is absent.
     int indexOf(const QString &uid);
-    /// What is wrong with the server in place of the one at `index`, or as a new one where that is
-    /// negative. Only what differs is judged: what is there already may stay, whatever it is.
+    /// What would be wrong if `server` replaced the one at `index` or, with a negative `index`,
+    /// were added. Only changed fields are judged; what is there already may stay, whatever it is.
     std::optional<Problem> problemWith(const Server &server, int index) const;
 
     /// What the user should know about a server's unique id, about its channel, and about both.
@@ -68,9 +68,9 @@ public:
     /// What the plug-in does on the server, in a few words.
     QString effectOf(const Server &server) const;
 
-    /// Change the list in steps that can be undone. A server with a negative index is
-    /// added; put() returns its index. undo() returns the index of the server that it changed, or
-    /// of the one that is now in the place of an added one.
+    /// These change the list in steps that undo() reverts. put() adds the server if `index` is
+    /// negative, and returns its index. undo() returns the index of the server that it restored;
+    /// after it has taken an added one away, that of the last server, -1 if there is none.
     int put(const Server &server, int index);
     void remove(int index);
     int undo();
@@ -78,7 +78,8 @@ public:
 
     /// The keys to change; an invalid value means that the key is removed.
     QVariantMap changes() const;
-    /// Stores them in the file. Returns what the user should know; throws an Error if that fails.
+    /// Stores them in the file. Returns what the user should know; throws an Error if they can't be
+    /// stored.
     QStringList save(const FolderLock &lock) const;
 
 private:

@@ -20,9 +20,9 @@
 
 namespace {
 
-/// Refuses, as root, to change a file of somebody else. The new one would be root's, and the
-/// client could perhaps not read it. Handing it over in a folder that its user controls is no way
-/// out: the name may lead elsewhere by then.
+/// Throws an Error if we are root and the file is somebody else's. The new file would be root's,
+/// and perhaps the client couldn't read it. Giving it to its user afterwards isn't safe: in a
+/// folder that the user controls, the name could lead elsewhere by then.
 void refuseToTakeAway(const QString &file)
 {
     const QFileInfo info(file);
@@ -36,8 +36,8 @@ void refuseToTakeAway(const QString &file)
                     .arg(owned.filePath(), owner)};
 }
 
-/// Takes the lock under which Qt writes the file. Returns whether it could; what is in the way then
-/// keeps the file from being written as well. Throws an Error when somebody else holds it too long.
+/// Takes the lock under which Qt writes the file. Returns whether it could; whatever prevents that
+/// also prevents writing the file. Throws an Error if somebody else holds the lock too long.
 bool takeQtLock(QLockFile &qtLock, const QString &path, const FolderLock &lock)
 {
     if (qtLock.tryLock(int(lock.remainingMs())))
@@ -55,7 +55,7 @@ bool takeQtLock(QLockFile &qtLock, const QString &path, const FolderLock &lock)
                     .arg(holder, path));
 }
 
-/// Stores and removes values as `change` says. Returns all values of the file then.
+/// Stores and removes the given values. Returns all values that the file then holds.
 QVariantMap changeValues(QSettings &file, const QVariantMap &change)
 {
     const QVariantMap before = valuesOf(file);
@@ -65,7 +65,7 @@ QVariantMap changeValues(QSettings &file, const QVariantMap &change)
         else
             file.remove(one.key());
     }
-    // Qt has removed what is below a key as well, but the ids of two servers may begin alike.
+    // With a key, Qt also removes everything below it, but two servers' ids may begin alike.
     for (auto one = before.begin(); one != before.end(); ++one) {
         const QString &key = one.key();
         if (!change.contains(key) && !file.contains(key) && key == lookedUp(key))
@@ -74,11 +74,11 @@ QVariantMap changeValues(QSettings &file, const QVariantMap &change)
     return valuesOf(file);
 }
 
-/// Whether a file holds these values for somebody who reads it from the disk.
+/// Whether somebody who reads the file from the disk finds these values.
 bool holds(const QString &file, const QVariantMap &values)
 {
     const QVariantMap found = valuesOf(QSettings(file, QSettings::IniFormat));
-    // What was set as a number is read as text.
+    // Numbers are read back as text.
     const auto isSame = [](const QVariant &one, const QVariant &other) {
         return one.type() == other.type() ? one == other : one.toString() == other.toString();
     };
@@ -142,8 +142,8 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
     constexpr int longestLetter = 6; // as in \x20ac
     refuse(settingsFile::whyNoRoom(path, old.size() + longestLetter * letters));
 
-    // Qt may put a cut file in the place of a whole one, so it writes another one, beside it.
-    // Whoever was killed meanwhile has left a folder behind, for nobody else works there now.
+    // Qt might replace the file with a truncated one, so let it write a draft elsewhere. Any such
+    // folder that is there already is a killed run's: nobody else can be at work now.
     const QString start = file + QStringLiteral(".saving-");
     const QFileInfo info(start);
     const QFileInfoList left =
@@ -164,7 +164,7 @@ QString changeFile(const QString &path, const QVariantMap &values, const FolderL
         settingsFile::readAll(settings);
         expected = changeValues(settings, values);
     }
-    // It comes from the disk, under a name that Qt has not read before.
+    // Under a new name, so that Qt reads it from the disk instead of from its cache.
     const QString whole = folder.filePath(QStringLiteral("whole.ini"));
     refuse(settingsFile::write(whole, settingsFile::read(draft), QFile::permissions(draft)));
     if (!holds(whole, expected))

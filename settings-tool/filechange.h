@@ -6,8 +6,8 @@
 
 #include <chrono>
 
-/// Keeps other staybolt-settings processes from changing files in the folder of `path`. It leaves
-/// no file behind, and the plug-in never waits for it.
+/// Keeps other staybolt-settings processes from changing files in the folder of `path`. It needs no
+/// lock file, and the plug-in never waits for it.
 class FolderLock
 {
 public:
@@ -31,8 +31,8 @@ private:
     int mFolder = -1;
 };
 
-/// Stores values in the settings file `path` under their keys, and removes a key whose value is
-/// invalid. Either all of it is on the disk, together with whatever else the file held, or the file
-/// is as it was and an Error says why. Returns the path of the copy that was kept of what Qt drops,
-/// empty where there was no need for one.
+/// Stores values in the settings file `path` under their keys, and removes keys whose value is
+/// invalid. Either the disk then holds all of that and whatever else was in the file, or the file
+/// is unchanged and an Error says why. If Qt drops something from the file, keeps a copy of the old
+/// one. Returns the path of that copy, empty if none was needed.
 QString changeFile(const QString &path, const QVariantMap &values, const FolderLock &lock);

@@ -2,7 +2,7 @@
 
 #include <QLabel>
 
-/// A text that takes room only while there is something to say.
+/// A text that takes up no room while it is empty.
 class Hint : public QLabel
 {
 public:

@@ -20,8 +20,8 @@ namespace {
 constexpr int errorStatus = 2;
 constexpr int longestWait = 3600;
 
-/// Has Qt try the display that is set, if one is, and go on without a display if it can't be
-/// reached, where it would end the program. Returns whether one is set.
+/// Lets Qt go on without a display if the one that is set can't be reached; by default it would end
+/// the program. Returns whether one is set.
 bool chooseDisplay()
 {
     const bool isWayland = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");

@@ -10,8 +10,8 @@
 
 namespace {
 
-/// The field's text as it was before or, if the user changed it, without stray blanks, as pasting
-/// may bring them.
+/// The field's text: unchanged if it is what was there `before`, otherwise without the stray blanks
+/// that pasting can add.
 QString entered(const QLineEdit *field, const QString &before)
 {
     return field->text() == before ? before : field->text().simplified();
@@ -80,7 +80,7 @@ Draft::Server ServerDialog::server() const
     server.isLeftAlone = mLeaveAlone->isChecked();
     const QString before = mBefore.channel.value_or(QString());
     const QString channel = entered(mChannel, before);
-    // A channel number whose field is disabled stays as it was.
+    // If the channel's field is disabled, its text stays.
     if (!server.isLeftAlone && channel != before)
         server.channel = channel;
     return server;
@@ -119,6 +119,6 @@ void ServerDialog::showHints()
     mChannelHint->say(Draft::sentences(ofChannel));
     mUid->setAccessibleDescription(mUidHint->text()); // for screen readers
     mChannel->setAccessibleDescription(mChannelHint->text());
-    layout()->activate(); // for hints that have come or gone
+    layout()->activate(); // hints may have appeared or disappeared
     resize(width(), layout()->totalHeightForWidth(width()));
 }

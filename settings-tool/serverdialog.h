@@ -14,7 +14,7 @@ class ServerDialog : public QDialog
     Q_OBJECT
 
 public:
-    /// For the server at `index` of the draft's list, or a new one where that is negative.
+    /// For the server at `index` of the draft's list, or a new one if that is negative.
     ServerDialog(const Draft &draft, int index, QWidget *parent);
 
     /// The server as it was entered.

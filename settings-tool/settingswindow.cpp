@@ -133,7 +133,7 @@ QWidget *SettingsWindow::newMessagePage()
             mOwnText->setFocus();
     });
     connect(mOwnText, &QLineEdit::textEdited, this, [this](QString text) {
-        // A pasted line break would be sent, but looks like a blank here.
+        // A pasted line break would be sent, although it looks like a blank here.
         for (QChar &letter : text) {
             if (letter.isSpace())
                 letter = QLatin1Char(' ');
@@ -159,7 +159,7 @@ QWidget *SettingsWindow::newServersPage()
             [this] { mList->scrollToItem(mList->currentItem()); });
     mList->sortByColumn(ServerColumn, Qt::AscendingOrder);
     connect(mList, &QTreeWidget::itemSelectionChanged, this, &SettingsWindow::check);
-    // Qt looks for letters in the column that was clicked last.
+    // Otherwise, letters typed are searched for in the column that was clicked last.
     connect(mList->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this](const QModelIndex &current) {
                 if (current.column() > ServerColumn) {
@@ -181,7 +181,7 @@ QWidget *SettingsWindow::newServersPage()
     buttons->addWidget(add);
     const auto newAction = [&](const QString &text, const QList<QKeySequence> &keys,
                                void (SettingsWindow::*act)()) {
-        // With a button, or with keys while the list has the focus.
+        // By button, or by key while the list has the focus.
         auto *action = new QAction(this);
         auto *button = new QPushButton(text);
         action->setShortcuts(keys);
@@ -212,7 +212,7 @@ QWidget *SettingsWindow::newServersPage()
 
 void SettingsWindow::fitInto(const QSize &screen)
 {
-    // Room for an id, whatever the font, and for what is beside it.
+    // Wide enough, in any font, for an id and what is beside it.
     const QString letters(110, QLatin1Char('n'));
     constexpr int lines = 28;
     const QSize content = sizeHint().expandedTo(
@@ -264,7 +264,7 @@ bool SettingsWindow::save()
     const QString uid = index < 0 ? QString() : mDraft->servers.at(index).uid;
     QStringList notes;
     try {
-        // Somebody else's change may take a while.
+        // It may have to wait for another program.
         QGuiApplication::setOverrideCursor(Qt::WaitCursor);
         const auto restore = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
         const FolderLock lock(mPath, mPatience);
@@ -276,7 +276,7 @@ bool SettingsWindow::save()
     }
     if (mSave->hasFocus())
         (mList->isVisible() ? static_cast<QWidget *>(mList) : mPages)
-            ->setFocus(); // which a button that goes out of use would lose
+            ->setFocus(); // a button that gets disabled would lose it
     load();
     fillList(mDraft ? mDraft->find(uid) : -1);
     mStatus->say({QStringLiteral("Saved. ") + notes.join(QLatin1Char(' '))});
@@ -374,7 +374,7 @@ void SettingsWindow::check()
     if (index >= 0)
         hints += Draft::sentences(Draft::warningsOf(mDraft->servers.at(index)));
     mListHint->say(hints);
-    // When the hints below the list have taken their room.
+    // Once the hints below the list have their size.
     QMetaObject::invokeMethod(
         this, [this] { mList->scrollToItem(mList->currentItem()); }, Qt::QueuedConnection);
     mEdit->setEnabled(index >= 0);

@@ -28,7 +28,7 @@ public:
     explicit SettingsWindow(const QString &path,
                             std::chrono::seconds patience = FolderLock::usualPatience);
 
-    /// Takes the size that the content needs, but no more than a screen has.
+    /// Takes the size that the content needs, up to that of the screen.
     void fitInto(const QSize &screen);
 
 protected:
@@ -37,14 +37,14 @@ protected:
 
 private:
     void load();
-    /// Returns whether all is stored now.
+    /// Returns whether everything is stored now.
     bool save();
     /// Fills the list from the draft, and selects the server at that index, or the first row.
     void fillList(int selected);
     /// The index of the selected server in the draft, -1 when none is selected.
     int selected() const;
     void editServer(int index);
-    /// Reads the fields into the draft, and says what to know about them.
+    /// Reads the fields into the draft, and shows the warnings about them.
     void check();
     void edited();
     void editSelected() { editServer(selected()); }

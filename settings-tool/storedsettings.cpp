@@ -29,7 +29,7 @@ const Key *settingOf(const QString &stored)
 {
     const Key *found = nullptr;
     if (stored != lookedUp(stored))
-        return nullptr; // written by hand, in a way that Qt finds under no name
+        return nullptr; // written by hand in such a way that Qt finds it under no name
     for (const Key *key : settingsKeys::all) {
         if (uidIn(stored, *key) && (!found || key->text().size() > found->text().size()))
             found = key;

@@ -11,11 +11,11 @@
 
 class QSettings;
 
-/// Something that can't be done, and why.
+/// Says what can't be done, and why.
 struct Error
 {
     QString message;
-    /// Whether the message is how to call the program, rather than what is wrong.
+    /// Whether the message shows how to call the program, rather than what went wrong.
     bool isUsage = false;
 };
 
@@ -32,8 +32,8 @@ public:
         std::optional<QString> channel;
     };
 
-    /// Reads the file. Throws an Error when it can't be read. A file that is not there reads as an
-    /// empty one; an empty path stands for one that nobody named.
+    /// Reads the file. Throws an Error if it can't be read. A missing file reads as an empty one;
+    /// an empty path means that none is known.
     explicit StoredSettings(const QString &path);
 
     const QString &path() const { return mPath; }
@@ -58,19 +58,19 @@ private:
 
     QString mPath;
     QByteArray mBytes;
-    // No settings object, since all those on a file change together.
+    // Not the settings object itself, since all objects on a file change together.
     QVariantMap mValues;
     QMap<QString, Server> mServers;
     QMap<QString, QString> mNames;
 };
 
-/// The file itself, where the path is a link to it.
+/// The file itself, if the path is a link to it.
 QString fileAt(const QString &path);
 
-/// What is wrong where the file's folder is missing.
+/// The message for a missing folder of the file.
 QString noFolder(const QString &folder);
 
-/// A key as Qt looks it up: without doubled slashes and those at its ends.
+/// A key as Qt looks it up: without slashes at its ends and without doubled ones.
 QString lookedUp(const QString &key);
 
 QVariantMap valuesOf(const QSettings &settings);
@@ -79,7 +79,7 @@ QVariantMap valuesOf(const QSettings &settings);
 /// separators, so doubled, leading and trailing ones are lost.
 QString storedKey(const settingsKeys::Key &key, const QString &uid);
 
-/// The unique id as the file keeps it. Ids that are the same there share their keys.
+/// The unique id as the file holds it. Ids that are equal there share their keys.
 QString uidAsStored(const QString &uid);
 
 /// Why no key can be stored for that unique id; empty if one can.

@@ -37,7 +37,7 @@ QString text(unsigned long number) { return QString::number(number); }
 
 QString text(const char *bytes) { return bytes ? quoted(bytes) : QStringLiteral("null"); }
 
-/// The end of a description that has such a text.
+/// `text` as the end of a description.
 QString suffix(const char *words, const QByteArray &text)
 {
     return text.isEmpty() ? QString() : QLatin1String(words) + quoted(text);
@@ -115,7 +115,7 @@ struct HostFunctions
 
         void givePath(const QByteArray &path, char *buffer, size_t size) const
         {
-            // A path that fills the buffer comes without a NUL.
+            // A path that fills the buffer has no NUL.
             memcpy(buffer, path.constData(), qMin(size, size_t(path.size()) + 1));
         }
 

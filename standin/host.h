@@ -116,7 +116,7 @@ public:
     /// The statement that causes the next calls, as FILE:LINE, for complaints.
     QString place;
     void complain(const QString &complaint);
-    /// What the plug-in has done wrong so far, including a block that it still holds.
+    /// What the plug-in has done wrong so far, blocks that it still holds included.
     QStringList complaints() const;
     int blocksHandedOut() const { return mBlocks.size(); }
 

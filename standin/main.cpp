@@ -204,7 +204,7 @@ int main(int argc, char *argv[])
             return playBytes(plugin, file.readAll(), output, errors);
         }
         const QStringList files = parser.positionalArguments();
-        // Somebody who names no scenario wants to look around.
+        // Without a scenario, somebody wants to look around.
         const QStringList welcome{QStringLiteral(":/welcome.scn"), QStringLiteral("-")};
         Scenario scenario(plugin, errors, parser.value(config));
         return playAll(scenario, files.isEmpty() ? welcome : files, parser.value(picture));

@@ -45,7 +45,7 @@ const std::map<std::string, Line> candidates{
     {"GARBLED", {"getClientVariableAsString", "getChannelVariableAsString"}},
 };
 
-/// What can happen; what is listed twice happens twice as often. A semicolon separates two lines.
+/// What can happen; an entry listed twice happens twice as often. A semicolon separates two lines.
 const std::vector<std::string> events{
     "connect SERVER",
     "disconnect SERVER",

@@ -37,7 +37,7 @@ Lines draw(Choices source);
 /// that the rules refuse are left out.
 QByteArray scenarioOf(const Lines &lines);
 
-/// Removes lines for as long as `fails` says that the rest still goes wrong.
+/// Removes lines as long as the rest still goes wrong, according to `fails`.
 Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails);
 
 /// Plays runs of made-up events, `eventCount` in all, each in a child process of this program.
@@ -46,7 +46,7 @@ Lines shrink(Lines lines, const std::function<bool(const Lines &)> &fails);
 int playRandom(const QString &library, int eventCount, quint64 seed, QTextStream &output,
                QTextStream &errors);
 
-/// The same for the one run that `bytes` stand for.
+/// The same for the one run that `bytes` encode.
 int playBytes(const QString &library, const QByteArray &bytes, QTextStream &output,
               QTextStream &errors);
 

@@ -17,7 +17,7 @@ bool Rules::prepare(const Line &line)
     if (what == "server") {
         mServers[line[1]].uid = line[2];
     } else if (what == (mIsPluginLoaded ? "change" : "setting")) {
-        // Counts from the next use on; the dialog's fields wait for Reload.
+        // Takes effect at the next use; the dialog's fields don't change until Reload.
         if (line.size() > 2)
             mSettings[line[1]] = line[2];
         else
@@ -35,7 +35,7 @@ bool Rules::prepare(const Line &line)
         mFaults[line[1]] = what;
     } else if (what == "allow") {
         return mFaults.erase(line[1]) > 0;
-    } else if (what != "callbacks") { // they change when a move is reported, but no outcome
+    } else if (what != "callbacks") { // these change when a move is reported, but not the outcome
         return false;
     }
     return true;
@@ -93,7 +93,7 @@ bool Rules::happenOn(const std::string &name, const Line &line)
     Server &server = mServers[name];
     const auto id = [&](size_t at) { return std::stoull(line.at(at)); };
     if ((what == "channel" || what == "create") && id(2) == 0)
-        return false; // 0 is no channel, and ends every list
+        return false; // 0 isn't a channel; it ends every list
     if (what == "channel")
         return server.channels.insert({id(2), line.size() > 5 ? line[5] : ""}).second;
     if (what == "user" || (what == "client" && !server.isConnected)) {

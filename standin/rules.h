@@ -10,8 +10,8 @@ namespace standin {
 /// A line of a scenario, word by word.
 using Line = std::vector<std::string>;
 
-/// A second, independent statement of the plug-in's rules, in plain containers and as simple as it
-/// can be. It shares nothing with the plug-in and asks nothing of the host.
+/// A second, independent statement of the plug-in's rules, as simple as possible and in plain
+/// containers. It shares nothing with the plug-in and asks the host for nothing.
 class Rules
 {
 public:

@@ -415,7 +415,7 @@ const QList<Scenario::Statement> &Scenario::statements()
          "reports a requested move from inside the request or after it", always,
          [](Scenario &s, const Words &w) { s.host.answersInside = w.is("WHEN", "inside"); }},
 
-        // For people.
+        // Show things to people.
         {"show", "", "shows who is where", always, [](Scenario &s, const Words &) { s.show(); }},
         {"say", "TEXT", "adds a line to the story", always,
          [](Scenario &s, const Words &w) { s.tell(w.text("TEXT")); }},
@@ -424,7 +424,7 @@ const QList<Scenario::Statement> &Scenario::statements()
         {"quit", "", "ends the program", always,
          [](Scenario &s, const Words &) { s.mIsOver = true; }},
 
-        // Say what must have followed.
+        // Expect what must have followed.
         {"expect move", "SERVER CLIENT CHANNEL [password TEXT]", "the plug-in asked for a move",
          always,
          [](Scenario &s, const Words &w) {

@@ -29,7 +29,7 @@ public:
     /// Shuts the plug-in down and unloads it.
     void unload();
 
-    /// Calls the plug-in and then delivers the callbacks that this caused.
+    /// Calls the plug-in, then delivers the callbacks that this caused.
     template<typename Result, typename... Parameters>
     Result call(Result (*Plugin::*function)(Parameters...),
                 std::common_type_t<Parameters>... arguments)

@@ -1,5 +1,5 @@
-// Loaded before a program: a disk that takes everything and then says that it is too much, as a
-// home over quota on a network does.
+// Preloaded into a program to simulate a disk that accepts everything and reports only on sync that
+// there was no room, as a network home over quota does.
 #include <cerrno>
 
 extern "C" {

@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-// Ids that change when they are cut to a smaller width.
+// Ids that change when they are truncated.
 constexpr uint64 connection = 0xfedcba9876543210;
 constexpr uint64 lobby = 0x200000001;
 constexpr uint64 den = 0x300000001;

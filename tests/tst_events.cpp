@@ -73,7 +73,7 @@ private Q_SLOTS:
         choose(PLUGIN_MENU_TYPE_GLOBAL, mallory, {}, {});
         choose(PLUGIN_MENU_TYPE_CHANNEL, den, {{"dest", channelOf(den)}}, {});
         choose(PLUGIN_MENU_TYPE_CLIENT, mallory, {}, {{"affected", clientOf(mallory)}});
-        // Not cut to the 16 bits of a client's id.
+        // Not truncated to the 16 bits of a client's id.
         choose(PLUGIN_MENU_TYPE_CLIENT, 0x10000 + mallory, {}, {{"affected", Record()}});
     }
 
@@ -87,7 +87,7 @@ private Q_SLOTS:
         configuration::instance()->set("module.idleDock.srv/uid+€=.target", 7);
         const Record server{{"uid", "srv/uid+€="}, {"conHandler", QVariant::fromValue(connection)}};
         const auto in = [](const QVariant &id) { return Record{{"dest", Record{{"id", id}}}}; };
-        // The own id is cut to 16 bits, an idleDock channel to 32.
+        // The own id is truncated to 16 bits, an idleDock channel to 32.
         const Record people{{"own", Record{{"clId", 0x10000U + robin}}},
                             {"executor", Record{{"clId", mallory}}}};
         staybolt module;

@@ -162,7 +162,7 @@ private Q_SLOTS:
         play(*mStage, "connect Northgate");
         QStringList came;
         mStage->host.called = [&](const QString &call) { came.append(call); };
-        mPlugin->onConnectStatusChangeEvent(1, 5, 0); // no status that is known
+        mPlugin->onConnectStatusChangeEvent(1, 5, 0); // not a known status
         play(*mStage, statement);
         mStage->host.called = nullptr;
         QCOMPARE(came.join('\n'), calls.join('\n'));
@@ -181,7 +181,7 @@ private Q_SLOTS:
             bool isOver = false;
             for (int wanted = 1; !isOver; ++wanted) {
                 play(*mStage, "connect Northgate\nmove Northgate Robin Dungeon");
-                // A copy is kept of such a file, so that saving calls the host as well.
+                // Saving such a file keeps a copy, which calls the host as well.
                 QFile::remove(mStage->settingsFile());
                 writeFile(mStage->settingsFile(), "; mine\n");
                 int calls = 0;
@@ -196,7 +196,7 @@ private Q_SLOTS:
                 isOver = calls < wanted;
                 QVERIFY2(calls > 0 || wanted > 1, statement); // or nothing is tested
                 host.requests.clear();
-                // Whatever was left half read, the next connection starts from scratch.
+                // Even if something was half read, the next connection starts from scratch.
                 play(*mStage,
                      "disconnect Northgate\n"
                      "connect Northgate\n"

@@ -6,7 +6,7 @@
 using Change = std::function<void(standin::Server &server)>;
 Q_DECLARE_METATYPE(Change)
 
-/// Reading again takes over what has changed and leaves the rest alone.
+/// Reading again updates what has changed and keeps the rest.
 class TestRefresh : public QObject
 {
     Q_OBJECT
@@ -133,7 +133,7 @@ private Q_SLOTS:
         host().clients[50000] = {50000, "mällory=", "Eve", "Linux", "3.1", lobby};
         refreshChannelClients(connection, lobby);
         QCOMPARE(table()->getClientID("mällory="), QString("50000"));
-        // This one has not changed, but it was the last one read.
+        // Unchanged, but it was the last one read.
         refreshClient(connection, robin);
         QCOMPARE(table()->getClientID("mällory="), QString("40007"));
     }

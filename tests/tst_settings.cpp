@@ -10,10 +10,11 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QSettings>
 #include <QSlider>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -31,7 +32,7 @@ int syncs = 0;
 
 }
 
-/// In place of the system's own: what Qt waits for the disk for is counted.
+/// Replaces the system's function, to count how often Qt waits for the disk.
 extern "C" __attribute__((visibility("default"))) int fdatasync(int)
 {
     ++syncs;
@@ -48,7 +49,7 @@ private Q_SLOTS:
         mFolder.reset(new QTemporaryDir);
         mHost.reset(new standin::Host);
         mHost->accepts = true;
-        // A folder with a dot in its name, as the client's is.
+        // A folder with a dot in its name, like the client's.
         QVERIFY(QDir(mFolder->path()).mkdir(".ts3client"));
         mConfig = mFolder->filePath(".ts3client");
         mHost->configPath = mConfig.toUtf8();
@@ -90,7 +91,7 @@ private Q_SLOTS:
         row("quote that is never closed", "staybolt.customNotify=\"a\nmine=2\n");
         row("letters beyond ASCII", "staybolt.customNotify=gr\xc3\xbc\xc3\x9f\x65\n");
         row("rubbish", QByteArray("\x00\x01\xff\xfegarbage\x00more", 16));
-        // Qt reads each section when it is first asked for, and as UTF-8 even then.
+        // Qt parses a section when it is first asked for, and must still take it for UTF-8 then.
         QTest::newRow("byte-order mark")
             << QByteArray("\xef\xbb\xbf[General]\nstaybolt.sendNotify=1\na=\xc3\xbc\n"
                           "[b]\nc=\xc3\xbc\n");
@@ -110,7 +111,7 @@ private Q_SLOTS:
         QCOMPARE(readFile(mFile), bytes);
         const QMap<QString, QString> before = contents(mFile, bytes.startsWith("\xef\xbb\xbf"));
 
-        // ... and after it. The client's log is told of the copy when all is done.
+        // ... and after it. The copy is logged last, once the value is set.
         bool isSet = false;
         mHost->asked = [&](const QString &, unsigned int) {
             isSet = configuration::instance()->contains(permit);
@@ -126,7 +127,7 @@ private Q_SLOTS:
         const QMap<QString, QString> after = contents(mFile);
         for (auto one = before.begin(); one != before.end(); ++one)
             QCOMPARE(after.value(one.key()), one.value());
-        // What Qt has written needs no copy, and an equal copy serves.
+        // What Qt wrote needs no copy, and an identical copy isn't made twice.
         configuration::instance()->set(permit, 1);
         QCoreApplication::processEvents();
         writeFile(mFile, bytes);
@@ -143,8 +144,8 @@ private Q_SLOTS:
             QSettings file(mFile, QSettings::IniFormat);
             file.setValue("text", "a, \"b\"; 50% \\n\n\U0001F426 ");
             file.setValue("a/b", 1.5);
-            // As much as the text field takes.
-            file.setValue("long", QString(32767, QChar(0x20ac)));
+            // The longest text that a field accepts by default.
+            file.setValue("long", QString(32767, 'x') + QChar(0x20ac));
         }
         const QByteArray bytes = readFile(mFile);
         QVERIFY(bytes.size() > 32767);
@@ -157,7 +158,7 @@ private Q_SLOTS:
     {
         // Without a temporary file nobody knows what Qt would drop.
         const QByteArray usual = qgetenv("TMPDIR");
-        qputenv("TMPDIR", "/dev/null"); // also for root
+        qputenv("TMPDIR", "/dev/null"); // fails for root too
         const auto restore = qScopeGuard([=] { qputenv("TMPDIR", usual); });
         openWith("a=1\n");
         configuration::instance()->set(permit, 1);
@@ -179,7 +180,7 @@ private Q_SLOTS:
                                      "saved: File too large. What the settings file held is kept "
                                      "in %1\"")
                                  .arg(mKept.arg(1))));
-        // Where Qt has cut the file to nothing, nothing is forgotten.
+        // Even if Qt has truncated the file to nothing, nothing is forgotten.
         QVERIFY(QFile::remove(mFile));
         writeFile(mFile, "");
         configuration::instance()->contains(custom);
@@ -205,7 +206,7 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(mFile));
         QVERIFY(!configuration::instance()->contains("a"));
         QCOMPARE(written("a=4\n", 20), QString("4"));
-        // What can't be read for a while counts once it can be.
+        // A file that can't be read for a while takes effect once it can be.
         QVERIFY(chmod(qPrintable(mConfig), 0777) == 0);
         asAUser([&] {
             QVERIFY(rename(qPrintable(mFile), qPrintable(mFile + ".old")) == 0);
@@ -216,7 +217,7 @@ private Q_SLOTS:
             QVERIFY(rename(qPrintable(mFile + ".old"), qPrintable(mFile)) == 0);
             QCOMPARE(value(), QString("4"));
         });
-        // Then it is still known whole, and so nothing is lost with a write.
+        // All of it is known again, so a write loses nothing.
         configuration::instance()->set(permit, 1);
         QTRY_VERIFY(contents(mFile).contains(permit));
         QCOMPARE(contents(mFile).value("a"), QString("4"));
@@ -224,8 +225,8 @@ private Q_SLOTS:
 
     void keepsWhatCameAfterAFailedWrite_data()
     {
-        // What could not be written is written by whoever reads the file next: because somebody
-        // else has changed it, or in a new life of the library.
+        // What could not be written is written when the file is next read: after somebody else has
+        // changed it, or after the library has been loaded again.
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<bool>("isReloaded");
         for (const bool isReloaded : {false, true}) {
@@ -242,9 +243,9 @@ private Q_SLOTS:
         QFETCH(bool, isReloaded);
         openWith("a=1\n");
         whileTheDiskIsFull([] { configuration::instance()->set(permit, 1); });
-        QVERIFY(QFile::remove(mFile)); // which was kept without a copy
+        QVERIFY(QFile::remove(mFile)); // the kept copy is a link to it
         writeFile(mFile, bytes);
-        static configuration another; // which keeps its settings object for good
+        static configuration another; // never frees its settings object
         configuration &now = isReloaded ? another : *configuration::instance();
         if (isReloaded)
             another.init("Kestrelsoft Staybolt");
@@ -266,7 +267,7 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(mFile));
         writeFile(mFile, bytes);
         whileTheDiskIsFull([] { configuration::instance()->get("a"); }, 4096);
-        QCOMPARE(readFile(mFile).size(), 4096); // by Qt, which doesn't notice
+        QCOMPARE(readFile(mFile).size(), 4096); // truncated by Qt, which doesn't notice
         QCOMPARE(readFile(mKept.arg(2)), bytes);
     }
 
@@ -276,12 +277,12 @@ private Q_SLOTS:
         writeFile(mFile, "a=1\n");
         configuration::instance()->set(permit, 1);
         writeFile(mFile, "a=2\n; mine\n");
-        // The client may call us from inside its log, and then there is a store again.
+        // The client may call us while it logs, and the settings are open again by then.
         bool isOpenWhenTold = false;
         mHost->asked = [&](const QString &, unsigned) {
             isOpenWhenTold = configuration::instance()->contains("a");
         };
-        open(); // writes what is pending
+        open(); // writes pending changes
         QVERIFY(isOpenWhenTold);
         QCOMPARE(readFile(mKept.arg(1)), QByteArray("a=2\n; mine\n"));
         QCOMPARE(contents(mFile).value("a"), QString("2"));
@@ -349,7 +350,8 @@ private Q_SLOTS:
     void costsTheClientLittle()
     {
         openWith("a=1\n");
-        // Qt itself waits for the disk twice, and twice more to find out what it would drop.
+        // Qt waits for the disk twice when it writes the file, and twice when we find out what it
+        // would drop.
         for (const int most : {4, 4, 2, 2}) {
             syncs = 0;
             press("buttonApply");
@@ -384,7 +386,7 @@ private Q_SLOTS:
             QCOMPARE(slider->maximumWidth(), 60);
             QCOMPARE(slider->maximum(), 1);
         }
-        // From top to bottom and from left to right, as a user reads it.
+        // From top to bottom and from left to right, as people read.
         mDialog->showFitted();
         QMap<QPair<int, int>, QString> widgets;
         for (const QWidget *widget : mDialog->findChildren<QWidget *>()) {
@@ -429,14 +431,14 @@ private Q_SLOTS:
         QFETCH(QString, sheet);
         QFETCH(int, points);
         QFETCH(bool, isInPixels);
-        // On a desktop fonts are measured in points, without one in pixels.
+        // Fonts are measured in points on a desktop, and in pixels without one.
         const int pixels = points * 4 / 3;
         QFont font = QApplication::font();
         const auto restore = qScopeGuard([usual = font] {
             qApp->setStyleSheet({});
             QApplication::setFont(usual);
         });
-        // The client's look may change after it made the dialog, and between two looks at it.
+        // The client's look may change before the dialog is first shown, and later.
         font.setPointSize(20);
         QApplication::setFont(font);
         mDialog->showFitted();
@@ -458,7 +460,7 @@ private Q_SLOTS:
         QCOMPARE(mDialog->size(), mDialog->minimumSize());
         if (points < 13 && !isFixed) {
             QCOMPARE(mDialog->size(), QSize(400, 190));
-            // Less room between comes before smaller letters.
+            // Tighter spacing comes before smaller letters.
             QVERIFY2(size >= (points < 12 ? whole : whole * 0.799),
                      qPrintable(QString::number(size)));
         } else {
@@ -476,7 +478,7 @@ private Q_SLOTS:
 
     void showsALongTextWhole()
     {
-        const QString text(40000, 'x'); // longer than a field takes by itself
+        const QString text(40000, 'x'); // longer than a field accepts by default
         configuration::instance()->set(custom, text);
         QCOMPARE(guiConfiguration(nullptr).findChild<QLineEdit *>()->text(), text);
     }
@@ -488,7 +490,7 @@ private:
         return mDialog->findChild<T *>(QLatin1String(name));
     }
     static void open() { configuration::instance()->init("Kestrelsoft Staybolt"); }
-    /// Opens a file that was not open when somebody wrote it.
+    /// Opens a file that somebody has just written.
     void openWith(const QByteArray &bytes)
     {
         configuration::instance()->init("another file");
@@ -529,7 +531,7 @@ private:
         setrlimit(RLIMIT_FSIZE, &limit);
     }
 
-    /// What the file holds for somebody who has not read it before.
+    /// What the file holds for a program that reads it for the first time.
     QMap<QString, QString> contents(const QString &path, bool isUtf8 = false)
     {
         const QTemporaryDir folder;

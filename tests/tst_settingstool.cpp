@@ -8,7 +8,7 @@
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QTemporaryDir>
-#include <QtTest>
+#include <QTest>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -31,7 +31,7 @@ class TestSettingsTool : public QObject
     {
         QProcess process;
         process.start(program, arguments);
-        // On a busy machine it takes what it takes; the time limit is that of the whole test.
+        // No limit of its own, since the machine may be busy; the whole test has one.
         if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit)
             return -1;
         mOutput = QString::fromUtf8(process.readAllStandardOutput());
@@ -123,7 +123,7 @@ private Q_SLOTS:
         row({"exclude", " abC+/d9eFgHiJkLmNoPqRsTuVwX= "}, "",
             "\n[staybolt.abC%2B]\nd9eFgHiJkLmNoPqRsTuVwX%3D=true\n");
         row({"exclude", "--", "-x="}, "staybolt.-x%3D=1\n", "staybolt.-x%3D=1\n",
-            "-x=: this doesn't look like a server's unique id: those have 28 characters and end "
+            "-x=: this doesn't look like a server's unique id, which has 28 characters and ends "
             "in =");
         row({"exclude", "x//y="}, "\n[staybolt.x]\n\\y%3D=1\n",
             "\n[staybolt.x]\n\\y%3D=1\ny%3D=true\n",
@@ -143,7 +143,7 @@ private Q_SLOTS:
         row({"idledock", "off"}, "module.staybolt.idleDock=true\n",
             "module.staybolt.idleDock=false\n");
         row({"idledock-target", "ab/c=", "042"}, "", "\n[module.idleDock.ab]\nc%3D.target=42\n",
-            "ab/c=: this doesn't look like a server's unique id: those have 28 characters and end "
+            "ab/c=: this doesn't look like a server's unique id, which has 28 characters and ends "
             "in =");
         row({"idledock-target", "abc=", "00"}, "", "module.idleDock.abc%3D.target=0\n",
             "abc=: channel 0 means that the server has no idleDock channel");
@@ -237,7 +237,7 @@ private Q_SLOTS:
                 "there is no folder /no. Is the client installed there?");
         refused("/no/a.ini", "tool list >/dev/full",
                 "the output can't be written: No space left on device");
-        // Lines that Qt can't read hide the errors of a write from whoever asks it.
+        // After lines that it can't read, Qt doesn't report errors of a write.
         refused(mFile, "ulimit -f 0; trap '' XFSZ; tool notify on",
                 "FILE can't be written: File too large");
 
@@ -246,13 +246,13 @@ private Q_SLOTS:
         writeFile(big, bigBytes);
         refused(big, "ulimit -f 32; trap '' XFSZ; tool notify on",
                 "FILE can't be written: File too large");
-        // Errors may come when all seems to be written. (Sanitizers want to be loaded first.)
+        // Errors may come when everything seems written. (Sanitizers must be loaded first.)
         refused(big,
                 "ASAN_OPTIONS=verify_asan_link_order=0 LD_PRELOAD=" FAILING_SYNC " tool notify on",
                 "FILE can't be written: Disk quota exceeded");
         QCOMPARE(readFile(big), bigBytes);
         QVERIFY(QFile::remove(big));
-        if (geteuid() == 0) { // who takes nobody's file away
+        if (geteuid() == 0) { // root must not take over somebody else's file
             QCOMPARE(chown(qPrintable(mFile), 65534, 65534), 0);
             refused(mFile, "tool notify on",
                     "FILE belongs to nobody. Run staybolt-settings as that user, for example with "
@@ -260,7 +260,7 @@ private Q_SLOTS:
             QCOMPARE(chown(qPrintable(mFile), 0, 0), 0);
         }
 
-        // Somebody else, to whom only this is open.
+        // Another user, who may use only this folder.
         const auto refusedWith = [&](mode_t ofFolder, mode_t ofFile, const char *why) {
             QVERIFY(chmod(qPrintable(mFile), ofFile) == 0);
             QVERIFY(chmod(qPrintable(folder), ofFolder) == 0);
@@ -314,14 +314,14 @@ private Q_SLOTS:
              undone
                  + "expect message Northgate Mallory Hands-off\n"
                    "expect info '[I]\"customNotify\"[/I]'\n"
-                   "expect field notify off\n" // which waits for Reload
+                   "expect field notify off\n" // unchanged until Reload
                    "press reload\n"
                    "expect field notify on\n"
                    "expect field text Hands-off"},
             {"notify off", undone + silent}};
         for (const auto &[words, expected] : steps) {
             QCOMPARE(tool(words.split(' ')), 0);
-            // Nothing else may come of it.
+            // That must be all.
             const QString lines = "moved Northgate Robin Dungeon by Mallory\n" + expected;
             QVERIFY(stage.play(lines, words) == Scenario::Held);
         }
@@ -329,7 +329,7 @@ private Q_SLOTS:
 
     void losesNothingToOthers()
     {
-        // Many of its kind, and a plug-in that saves meanwhile.
+        // Many of these programs at once, while the plug-in saves.
         constexpr int count = 40;
         writeFile(mFile, "key=value\n");
         Stage stage(mFolder->path());
@@ -347,7 +347,7 @@ private Q_SLOTS:
             do {
                 text->setText(QString::number(++saves));
                 save->click();
-                QTest::qWait(20); // lets go of Qt's lock for a while
+                QTest::qWait(20); // give the others a chance to lock the file
             } while (one->state() != QProcess::NotRunning);
             QCOMPARE(one->exitCode(), 0);
         }
@@ -365,7 +365,7 @@ private Q_SLOTS:
     {
         int folder = ::open(qPrintable(mFolder->path()), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         QCOMPARE(flock(folder, LOCK_EX), 0);
-        QCOMPARE(tool({"list"}), 0); // which changes nothing
+        QCOMPARE(tool({"list"}), 0); // changes nothing, so it doesn't wait
         QCOMPARE(tool({"--wait", "1", "exclude", "abc="}), 2);
         QCOMPARE(mError,
                  "staybolt-settings: gave up after 1 s: another staybolt-settings is still "
@@ -374,7 +374,7 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(mFile));
         ::close(folder);
 
-        // The lock that Qt itself takes, also when nobody says whose it is.
+        // Qt's own lock, even if the lock file doesn't name its owner.
         const QString left = "staybolt-settings: gave up after 0 s: %1 holds the lock " + mFile
             + ".lock. If that program isn't running any more, delete the lock\n";
         writeFile(mFile + ".lock", "");
@@ -422,9 +422,9 @@ WARNING: Line 8 is read with garbled non-ASCII letters. Text that you enter in S
 WARNING: foo: the plug-in doesn't know this key
 WARNING: staybolt.customNotify: an unquoted comma makes this a list, which the plug-in reads as empty
 WARNING: No server has an idleDock channel yet.
-WARNING: abc=: this doesn't look like a server's unique id: those have 28 characters and end in =
+WARNING: abc=: this doesn't look like a server's unique id, which has 28 characters and ends in =
 WARNING: abc=: "fortytwo" is not a channel; a channel is a number from 0 to 4294967295
-WARNING: sendnotify: this doesn't look like a server's unique id: those have 28 characters and end in =
+WARNING: sendnotify: this doesn't look like a server's unique id, which has 28 characters and ends in =
 staybolt.sendNotify
     sends a message to whoever moves you, even if you couldn't be moved back
     in the file: TRUE
@@ -479,7 +479,7 @@ staybolt.sendnotify
                 "env",
                 QStringList{"-u", "DISPLAY", "-u", "WAYLAND_DISPLAY", "-u", "QT_QPA_PLATFORM"}
                     + environment + QStringList{SETTINGS_TOOL, "--file", mFile});
-            // A window stays; nothing else tells from outside that it is there.
+            // The window is open if the program keeps running.
             if (process.waitForFinished(wait)) {
                 const QByteArray output = process.readAllStandardOutput();
                 const bool isHelp = output.startsWith(why) && output.contains("exclude UID");
@@ -573,8 +573,8 @@ staybolt.sendnotify
             QVERIFY2(keys.contains("| `" + key->of("UID") + "` |"), key->pattern);
             QVERIFY2(keys.contains(row), qPrintable("docs/settings.md lacks the line: " + row));
         }
-        // Each line of commands does what it says, one after the other. Another file means the
-        // window.
+        // Every command that the documents show works, one after the other. One with another file
+        // opens the window.
         const QRegularExpression commands("^(?:    )?staybolt-settings (?!--file)(.*?)(  .*)?$",
                                           QRegularExpression::MultilineOption);
         for (const char *name :

@@ -8,13 +8,14 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QScopeGuard>
 #include <QTabWidget>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QTreeWidget>
-#include <QtTest>
 
-/// What a person sees in the window of staybolt-settings on screens of all sizes, and what a
-/// server's dialog makes of what is entered. How the window is used, the test on the X server asks.
+/// What people see in the window of staybolt-settings on screens of all sizes, and what a server's
+/// dialog does with what is entered. window-on-x tests how the window is used.
 class TestSettingsWindow : public QObject
 {
     Q_OBJECT
@@ -36,7 +37,7 @@ class TestSettingsWindow : public QObject
         return QAccessible::queryAccessibleInterface(widget)->text(kind);
     }
 
-    /// The one that a screen reader knows under that name.
+    /// The widget that a screen reader knows by that name.
     template<typename Widget>
     static Widget *named(const QWidget &window, const QString &name)
     {
@@ -91,10 +92,10 @@ private Q_SLOTS:
                     "Jrn2dCmqOZ3cq7Jd2lpQPVI3rB8= | left alone | Jrn2dCmqOZ3cq7Jd2lpQPVI3rB8="));
         QCOMPARE(list->selectedItems().first()->text(0), QString("5"));
         QCOMPARE(list->currentItem()->data(1, Qt::AccessibleDescriptionRole).toString(),
-                 QString("this doesn't look like a server's unique id: those have 28 characters "
-                         "and end in =\nthe server is left alone, so its idleDock channel has no "
+                 QString("this doesn't look like a server's unique id, which has 28 characters "
+                         "and ends in =\nthe server is left alone, so its idleDock channel has no "
                          "effect"));
-        // Clicks on other columns leave the search for letters in the first one.
+        // After a click on another column, typed letters are still searched for in the first one.
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
                           {list->columnViewportPosition(1) + 5, 5});
         QTest::keyClicks(list, "Ho");
@@ -125,7 +126,7 @@ private Q_SLOTS:
         row(-1, "abf=,-,undo,-",
             "Enter the channel's number. To undo every move on this server, press Cancel.");
         row(-1, "abf=,-,undo,4294967296", noChannel);
-        // What the file holds may stay, whatever it is.
+        // Whatever the file holds may stay.
         row(0, "-,Home,-,-", "name.50%=Home");
         row(0, "-,-,leave,-",
             "\"50%\" is not a unique id. Unique ids contain only letters, digits, "
@@ -200,14 +201,14 @@ private Q_SLOTS:
         const auto restore = qScopeGuard([usual = font] { QApplication::setFont(usual); });
         font.setPixelSize(dpi / 8); // 9 points
         QApplication::setFont(font);
-        const int frame = 36; // of a usual window manager
+        const int frame = 36; // what a typical window manager adds
         QByteArray servers = "staybolt.customNotify=x\nstaybolt.sendNotify=1\n";
         for (int i = 10; i < 70; ++i)
             servers += "module.idleDock.N" + QByteArray::number(i) + ".target=fortytwo\n";
         for (const QByteArray warnings : {"", "; note\na=1\nb=2\nc=3\n"}) {
             open(servers + warnings);
             mWindow->fitInto(screen);
-            // With as much to say as there can be.
+            // With every possible warning and hint.
             named<QAbstractButton>(*mWindow, "Save")->setEnabled(true);
             named<QAbstractButton>(*mWindow, "Save")->click();
             auto *pages = mWindow->findChild<QTabWidget *>();

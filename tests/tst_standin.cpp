@@ -152,7 +152,7 @@ private Q_SLOTS:
         };
         qputenv("MISBEHAVIOUR", "crash");
         finds(MISBEHAVING_LIBRARY, "The run ended with signal 6.\n", 4);
-#ifndef __SANITIZE_ADDRESS__ // hundreds of programs are started, which takes minutes there
+#ifndef __SANITIZE_ADDRESS__ // starts hundreds of programs, which would take minutes
         // It still knows clients that it saw before a disconnection.
         finds(UNDROPPING_LIBRARY, "run.scn:", 30);
 #endif

@@ -14,7 +14,8 @@ namespace {
 
 constexpr int threadCount = 4;
 
-/// What several threads get that start at the same moment; null if they don't all get the same.
+/// Calls `get` on several threads at once. Returns what they got, null if it wasn't the same for
+/// all.
 template<typename T>
 T *race(const std::function<T *()> &get)
 {
@@ -37,7 +38,7 @@ T *race(const std::function<T *()> &get)
 
 }
 
-/// The first use of each singleton, which is all that may happen on several threads.
+/// The first use of each singleton, the only thing that several threads may do at once.
 class TestThreads : public QObject
 {
     Q_OBJECT
@@ -63,7 +64,7 @@ private Q_SLOTS:
             QMutex mutex;
             const Counted *got = race<Counted>([&] {
                 Counted *object = singletonInstance(instance, mutex);
-                // The thread sanitizer sees whether it was complete by now.
+                // If the object isn't complete by now, the thread sanitizer notices.
                 return object->value == 42 ? object : nullptr;
             });
             QVERIFY(got);

@@ -37,12 +37,12 @@ quietly() {
     fi
 }
 
-# source_time: the date of the newest version in CHANGELOG.md, in seconds. Packages bear it, so that
-# whoever makes them gets the same bytes, also from an archive of the sources.
+# source_time: the date of the newest version in CHANGELOG.md, in seconds. Packages carry it, so that
+# everybody who makes them gets the same bytes, even from an archive of the sources.
 source_time() { date -u -d "$(sed -nE 's/^## [0-9.]+, ([0-9-]+)$/\1/p;T;q' CHANGELOG.md)" +%s; }
 
-# sources FOLDER...: the files in these folders, whether or not git is there.
+# sources FOLDER...: the files in these folders, with or without git.
 sources() { find "$@" -type f | sort; }
 
-# all_files: all files of ours, whether or not git is there.
+# all_files: all of the project's files, with or without git.
 all_files() { find . \( -path ./build -o -path ./.git \) -prune -o -type f -print | sort; }

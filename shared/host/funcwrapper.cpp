@@ -24,8 +24,8 @@ struct GiveBack
     void operator()(void *block) const { freeMemory(block); }
 };
 
-/// A block that the host handed out; it goes back at the end of the scope. A null pointer, which
-/// the host may hand out, does not.
+/// A block that the host handed out; it goes back at the end of the scope. The host may also hand
+/// out a null pointer, which doesn't go back.
 template<typename T>
 using HostBlock = std::unique_ptr<T, GiveBack>;
 
@@ -50,7 +50,7 @@ QString readText(FreeMemory freeMemory, unsigned int (*function)(Parameters...),
     return QString::fromUtf8(block.get());
 }
 
-/// Whether a text of the host is ASCII and equal to `text`; spares decoding it.
+/// Whether a text of the host is ASCII and equal to `text`, so that it needn't be decoded.
 bool isSameAscii(const char *utf8, const QString &text)
 {
     const auto size = size_t(text.size());
@@ -126,7 +126,7 @@ private:
     static constexpr size_t maxKeys = 5;
 
     /// The index of `key` in `keys`, or `count` if absent. Most keys share their characters with an
-    /// entry, so that their addresses are compared first.
+    /// entry, so the addresses are compared first.
     template<size_t count>
     static size_t placeOf(const QString &key, const std::array<QString, count> &keys)
     {

@@ -13,8 +13,8 @@ namespace {
 /// text whose characters lie in the library's own data.
 QString heapCopy(const QString &text) { return QString(text.constData(), text.size()); }
 
-/// Tells the host's log of a copy, and why the settings can't be saved. The last thing that a call
-/// does, since the host may call us from inside its log.
+/// Tells the host's log of a copy, and why the settings can't be saved. Must be the last thing that
+/// a call does, since the host may call us from inside its log.
 void report(const settingsFile::Kept &kept, const QString &whyNot = QString())
 {
     const QString where =
@@ -113,7 +113,7 @@ void configuration::remove(QString key)
     report(ofOthers);
 }
 
-/// Has Qt read the file anew if it is another than the one that was read last.
+/// Has Qt read the file again if it has changed since the last time.
 settingsFile::Kept configuration::renew() const
 {
     if (!mSettings)
@@ -121,7 +121,7 @@ settingsFile::Kept configuration::renew() const
     const std::optional<settingsFile::FileState> state = settingsFile::stateOf(mName);
     if (!state || *state == mSeen)
         return {};
-    // Qt would forget what it has read before it finds out that it can't read the file.
+    // Qt would forget what it knows before noticing that it can't read the file.
     const QString path = mSettings->fileName();
     if (state->inode != 0 && !QFile(path).open(QIODevice::ReadOnly))
         return {};
@@ -136,15 +136,15 @@ settingsFile::Kept configuration::renew() const
         // of a byte-order mark, so it must read everything before it goes.
         const QSettings another(path, QSettings::IniFormat);
         another.allKeys();
-        // Ours may have met a mark as well when it wrote.
+        // Our own object may also have come across a mark when it wrote.
         settingsFile::readAll(*mSettings);
         if (another.status() != QSettings::AccessError)
             mSeen = *state;
     });
 }
 
-/// Does what has Qt read the file, which makes it write what it could not write so far, and keeps
-/// the bytes that it thereby drops.
+/// Runs something that makes Qt read the file. Before it reads, Qt writes what it could not write
+/// so far, so the bytes that this drops are kept.
 template<typename Read>
 settingsFile::Kept configuration::keepWhatGoes(const QString &path, Read readFile) const
 {
@@ -172,7 +172,7 @@ settingsFile::Kept configuration::keepWhatGoes(const QString &path, Read readFil
     return kept;
 }
 
-/// Makes a change, and sees to it that what Qt is going to drop from the file is not lost.
+/// Makes a change, and keeps a copy of the file if Qt is going to drop anything from it.
 template<typename Change>
 void configuration::write(int newLetters, Change change)
 {
@@ -184,7 +184,7 @@ void configuration::write(int newLetters, Change change)
     settingsFile::Kept kept;
     if (bytes != mSafe && settingsFile::isSafe(bytes))
         mSafe = bytes;
-    // A link needs no room, so that the file is still there when Qt has cut it.
+    // A link needs no room, so the old file survives even if Qt truncates it.
     if (bytes != mSafe || (mLacksRoom && !bytes.isEmpty()))
         kept = settingsFile::keep(path, bytes);
     change();

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// The size of the form as drawn, which the dialog has wherever its content fits.
+/// The size of the form as designed. The dialog has this size wherever its content fits.
 constexpr QSize formSize(400, 190);
 constexpr int smallestPercent = 80;
 constexpr int stepPercent = 5;
@@ -37,7 +37,7 @@ guiConfiguration::guiConfiguration(QWidget *parent) : QDialog(parent), ui(new Ui
     ui->label_3->setBuddy(ui->lineCustomNotify);
     // The host must not quit when our dialog is closed while its own window is hidden.
     setAttribute(Qt::WA_QuitOnClose, false);
-    // Save must not cut a long text that is in the file.
+    // Save must not shorten a long text from the file.
     ui->lineCustomNotify->setMaxLength(std::numeric_limits<int>::max());
     connect(ui->buttonApply, SIGNAL(clicked(bool)), SLOT(apply()));
     connect(ui->buttonReload, SIGNAL(clicked(bool)), SLOT(reload()));

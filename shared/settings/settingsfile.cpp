@@ -33,11 +33,11 @@ QList<QByteArray> linesInSections(const QByteArray &bytes)
     return result;
 }
 
-/// Writes all of the bytes. Returns why they couldn't be written, empty if all is well.
+/// Writes all of the bytes. Returns why it couldn't, empty if it could.
 QString writeAll(QFileDevice &file, QByteArray bytes)
 {
     while (!bytes.isEmpty()) {
-        // If only a part fits, it is the next call that reports the error.
+        // If only part of them fits, the next call reports the error.
         const qint64 count = file.write(bytes);
         if (count <= 0)
             return file.errorString();

@@ -9,14 +9,14 @@
 
 class QSettings;
 
-/// What the settings file needs around Qt's own reading and writing of it. Qt reads what it can of
-/// a file that somebody edited by hand, and drops the rest with its next write.
+/// Helpers for the settings file, which Qt itself reads and writes. If somebody has edited the file
+/// by hand, Qt reads what it can, and its next write drops the rest.
 namespace settingsFile {
 
-/// The lines of a file's bytes.
+/// A file's bytes, split into lines.
 QList<QByteArray> lines(const QByteArray &bytes);
 
-/// Which file a path leads to and when its bytes last changed; all zero where there is none.
+/// Which file a path leads to, and when its bytes last changed. All zero if there is no file.
 struct FileState
 {
     quint64 device = 0;
@@ -27,43 +27,44 @@ struct FileState
     bool operator==(const FileState &other) const;
 };
 
-/// Looks at a file, whose name is in the system's encoding. Nothing if the system doesn't let us,
-/// so that there may or may not be one.
+/// The state of a file, whose path `name` is in the system's encoding. Nothing if the system
+/// doesn't let us look, so that we can't tell whether the file exists.
 std::optional<FileState> stateOf(const QByteArray &name);
 
 /// The numbers, counted from 1, of the lines that Qt ignores, reads only in part or would write
 /// differently. Found by having Qt rewrite a temporary file; nothing if none can be created.
 std::optional<QList<int>> linesThatChange(const QByteArray &bytes);
 
-/// Whether the bytes begin with a byte-order mark. Qt reads the rest as UTF-8 then, and as Latin-1
-/// otherwise.
+/// Whether the bytes begin with a byte-order mark. If they do, Qt reads the rest as UTF-8,
+/// otherwise as Latin-1.
 bool hasByteOrderMark(const QByteArray &bytes);
 
-/// Reads the whole file of `settings` in its own encoding, and makes Qt write it back in the
+/// Reads the whole file of `settings` in its own encoding. When Qt later writes it, it uses the
 /// encoding that every reader assumes.
 void readAll(QSettings &settings);
 
-/// The bytes of a file, none when it can't be read.
+/// The bytes of a file, none if it can't be read.
 QByteArray read(const QString &path);
 
-/// Whether Qt would write every line of these bytes back as it stands.
+/// Whether Qt would write every line of these bytes back unchanged.
 bool isSafe(const QByteArray &bytes);
 
-/// Why `newBytes` more than the settings file `path` holds can't be written beside it, in the
-/// system's words. Empty when there is room, and where no file can be made at all. Asked before a
-/// write, since Qt forgets the last error of one, and then a cut file takes the place of a whole.
+/// Why the disk has no room for a second file beside the settings file `path` that is `newBytes`
+/// longer, in the system's words. Empty if there is room, or if no file can be created there at
+/// all. Ask before Qt writes: it may overlook that the disk is full, and replace the file with a
+/// truncated one.
 QString whyNoRoom(const QString &path, qint64 newBytes);
 
-/// Writes a file whole, and in place of the one that was there, or not at all. Returns why it could
-/// not be done, in the system's words; empty when the bytes are on the disk.
+/// Writes a complete file in place of any that is there, or changes nothing. Returns why it
+/// couldn't, in the system's words; empty once the bytes are on the disk.
 QString write(const QString &path, const QByteArray &bytes, QFileDevice::Permissions permissions);
 
-/// What came of keep().
+/// The result of keep().
 struct Kept
 {
-    /// The copy that was made, or could not be made; empty when there was no need for one.
+    /// The path of the copy, even if it couldn't be made; empty if none was needed.
     QString copy;
-    /// Why it could not be made, in the system's words; empty when all is well.
+    /// Why it couldn't be made, in the system's words; empty if it was.
     QString error;
 };
 

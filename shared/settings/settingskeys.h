@@ -6,7 +6,7 @@
 /// documents with it.
 namespace settingsKeys {
 
-/// What the mover is told where the user has no text of their own. Its translation context is the
+/// What the mover is told if the user has no text of their own. Its translation context is the
 /// module's.
 inline constexpr char standardNotice[] =
     QT_TRANSLATE_NOOP("staybolt", "This operation is not permitted!");
@@ -51,7 +51,7 @@ inline constexpr Key idleDockTarget{"module.idleDock.%1.target", Kind::Channel, 
 inline constexpr Key excludedServer{"staybolt.%1", Kind::Presence, "the server is protected",
                                     "turns protection off on this server, whatever the value"};
 
-/// No id makes it a key that the plug-in reads, since those begin otherwise.
+/// Whatever the id, the plug-in never reads this key: all those that it reads begin differently.
 inline constexpr Key serverName{"name.%1", Kind::Note, "the id is shown",
                                 "your name for this server; the plug-in never reads it"};
 
