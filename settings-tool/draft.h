@@ -69,8 +69,8 @@ public:
     QString effectOf(const Server &server) const;
 
     /// These change the list in steps that undo() reverts. put() adds the server if `index` is
-    /// negative, and returns its index. undo() returns the index of the server that it restored;
-    /// after it has taken an added one away, that of the last server, -1 if there is none.
+    /// negative, and returns its index. undo() returns the index of the server that it restored. If
+    /// it took away an added one, it returns the index of the last server, -1 if none is left.
     int put(const Server &server, int index);
     void remove(int index);
     int undo();

@@ -88,12 +88,12 @@ public:
     /// Delivers the reports that waited for the plug-in to return.
     void deliver();
 
-    /// Called before each call of the plug-in is answered, except for releases.
+    /// Called before each call by the plug-in is answered, except for releases.
     std::function<void(const QString &call)> called;
     /// Called for each request, with the error code of the answer.
     std::function<void(const QString &request, unsigned int code)> asked;
-    /// What the plug-in asked for since the last call of takeRequests(), one line per request with
-    /// ids and, where there are any, names.
+    /// What the plug-in has asked for since the last call to takeRequests(), one line per request
+    /// with ids and, where there are any, names.
     QStringList requests;
     QStringList takeRequests() { return std::exchange(requests, {}); }
     QString describeMove(Id connection, Id client, Id channel, const QByteArray &password) const;
@@ -116,7 +116,7 @@ public:
     /// The statement that causes the next calls, as FILE:LINE, for complaints.
     QString place;
     void complain(const QString &complaint);
-    /// What the plug-in has done wrong so far, blocks that it still holds included.
+    /// What the plug-in has done wrong so far, including any block that it still holds.
     QStringList complaints() const;
     int blocksHandedOut() const { return mBlocks.size(); }
 
@@ -129,7 +129,7 @@ private:
     friend struct HostFunctions;
 
     QString where() const;
-    /// Checks the rules common to all calls of the plug-in.
+    /// Checks the rules common to all calls by the plug-in.
     void judgeCall(const char *function);
     void *handOut(const void *data, size_t size, const char *function);
     void takeBack(void *block);
@@ -146,7 +146,7 @@ private:
     Qt::HANDLE mThread;
 };
 
-/// A text in double quotes, with those inside it and backslashes escaped.
+/// A text in double quotes. Quotes, backslashes and line breaks in it are escaped.
 QString quoted(const QByteArray &text);
 QString withId(const QString &name, Id id);
 

@@ -12,13 +12,14 @@ using Record = QHash<QString, QVariant>;
 /// Records by id. An id is decimal text without sign or leading zeros.
 using RecordTable = QHash<QString, Record>;
 
-/// Ids by the text of a record's "uid". An entry is removed only with its record, so
-/// a record's former uid still leads to it.
+/// Ids by the text of a record's "uid". A new uid doesn't remove the entry of the old one, so a
+/// record's former uid still leads to it.
 using UidIndex = QHash<QString, QString>;
 
 /// An id as the text that tables and settings use. QString::number() would allocate twice.
 QString idText(unsigned long id);
-/// Writes the same into `text`, and reuses its memory if it isn't shared.
+/// Writes the same into `text`, and reuses its memory if it isn't shared and has the
+/// right length.
 void setIdText(QString &text, unsigned long id);
 
 /// Keys of server, channel and client records.

@@ -49,8 +49,8 @@ QByteArray read(const QString &path);
 /// Whether Qt would write every line of these bytes back unchanged.
 bool isSafe(const QByteArray &bytes);
 
-/// Why the disk has no room for a second file beside the settings file `path` that is `newBytes`
-/// longer, in the system's words. Empty if there is room, or if no file can be created there at
+/// In the system's words, why the disk has no room beside the settings file `path` for a second one
+/// that is `newBytes` longer. Empty if there is room, or if no file can be created there at
 /// all. Ask before Qt writes: it may overlook that the disk is full, and replace the file with a
 /// truncated one.
 QString whyNoRoom(const QString &path, qint64 newBytes);
@@ -68,8 +68,9 @@ struct Kept
     QString error;
 };
 
-/// Keeps these bytes, which the settings file `path` holds or held a moment ago, beside it as
-/// NAME.kept-1.ini or the next free number, unless an identical copy is there already.
+/// Keeps a copy of these bytes beside the settings file `path`, which holds them or held them a
+/// moment ago. It is named NAME.kept-1.ini, or with the next free number. Does nothing if an
+/// identical copy is there already.
 Kept keep(const QString &path, const QByteArray &bytes);
 
 }
