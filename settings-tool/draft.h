@@ -5,8 +5,8 @@
 #include <QStack>
 #include <QVector>
 
-/// The settings as the user wants them, from the window or a command. It knows what is wrong with
-/// them and which keys of the file must change.
+/// The settings as the user wants them, from the window or a command. A draft knows what is
+/// wrong with them and which keys of the file must change.
 class Draft
 {
 public:

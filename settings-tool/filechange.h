@@ -14,13 +14,14 @@ public:
     /// How long to wait for another program that is changing the file.
     static constexpr std::chrono::seconds usualPatience{15};
 
-    /// Throws an Error if another process holds the folder for longer than `patience`.
+    /// Throws an Error if there is no such folder, or another process holds it for longer than
+    /// `patience`.
     FolderLock(const QString &path, std::chrono::seconds patience);
     ~FolderLock();
 
     /// How much of the patience is left.
     qint64 remainingMs() const { return mDeadline.remainingTime(); }
-    /// Throws the Error that says that the patience is used up, and why.
+    /// Throws an Error that says that the patience has run out, and gives the reason `why`.
     [[noreturn]] void giveUp(const QString &why) const;
 
 private:
@@ -32,7 +33,7 @@ private:
 };
 
 /// Stores values in the settings file `path` under their keys, and removes keys whose value is
-/// invalid. Either the disk then holds all of that and whatever else was in the file, or the file
-/// is unchanged and an Error says why. If Qt drops something from the file, keeps a copy of the old
-/// one. Returns the path of that copy, empty if none was needed.
+/// invalid. Either the disk then holds these values and all others that were in the file, or the
+/// file is unchanged and an Error says why. Keeps a copy of the old file if Qt drops something from
+/// it. Returns the path of that copy, empty if none was needed.
 QString changeFile(const QString &path, const QVariantMap &values, const FolderLock &lock);

@@ -10,13 +10,13 @@ namespace standin {
 /// A line of a scenario, word by word.
 using Line = std::vector<std::string>;
 
-/// A second, independent statement of the plug-in's rules, as simple as possible and in plain
-/// containers. It shares nothing with the plug-in and asks the host for nothing.
+/// A second, independent implementation of the plug-in's rules, as simple as possible. It uses only
+/// standard containers, shares nothing with the plug-in and asks the host for nothing.
 class Rules
 {
 public:
-    /// Plays one line. Returns false if it is unknown or makes no sense at this point; then nothing
-    /// has happened.
+    /// Plays one line. If it is unknown or makes no sense at this point, returns false and changes
+    /// nothing.
     bool happen(const Line &line);
 
     /// The expectations that must follow that line.

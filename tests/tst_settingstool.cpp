@@ -70,8 +70,6 @@ private Q_SLOTS:
         }
         row({"name", "abc=", "Home"},
             "abc= has no settings. Leave it alone or set its idleDock channel first");
-        row({"idledock-target", "abc=", "5", "6"},
-            "Usage: staybolt-settings idledock-target UID CHANNEL|none");
         for (const char *channel : {"4294967296", "five", "+5", ""}) {
             const QByteArray error =
                 "a channel is a number from 0 to 4294967295, or none to remove it; not \"";
@@ -88,7 +86,10 @@ private Q_SLOTS:
             "Unknown options: x, i. See --help. Put -- before an id or a message that begins with "
             "a dash.");
         row({"exclude"}, "Usage: staybolt-settings exclude UID");
-        row({"list", "abc=", "abd="}, "Usage: staybolt-settings list [UID]");
+        for (const char *usage : {"list [UID]", "exclude UID", "include UID", "idledock on|off",
+                                  "idledock-target UID CHANNEL|none", "name UID TEXT|none"})
+            row(QString(usage).split(' ') + QStringList("x"),
+                QByteArray("Usage: staybolt-settings ") + usage);
         row({"idledock", "maybe"}, "Usage: staybolt-settings idledock on|off");
         for (const char *word : {"of", "text", "on off"}) {
             row(QStringList{"notify"} + QString(word).split(' '),

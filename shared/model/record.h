@@ -16,7 +16,7 @@ using RecordTable = QHash<QString, Record>;
 /// record's former uid still leads to it.
 using UidIndex = QHash<QString, QString>;
 
-/// An id as the text that tables and settings use. QString::number() would allocate twice.
+/// An id as the text that the tables use. QString::number() would allocate twice.
 QString idText(unsigned long id);
 /// Writes the same into `text`, and reuses its memory if it isn't shared and has the
 /// right length.

@@ -27,8 +27,8 @@ struct FileState
     bool operator==(const FileState &other) const;
 };
 
-/// The state of a file, whose path `name` is in the system's encoding. Nothing if the system
-/// doesn't let us look, so that we can't tell whether the file exists.
+/// The state of the file at the path `name`, which is in the system's encoding. Nothing if the
+/// system doesn't let us look; then we can't tell whether the file exists.
 std::optional<FileState> stateOf(const QByteArray &name);
 
 /// The numbers, counted from 1, of the lines that Qt ignores, reads only in part or would write
@@ -69,7 +69,7 @@ struct Kept
 };
 
 /// Keeps a copy of these bytes beside the settings file `path`, which holds them or held them a
-/// moment ago. It is named NAME.kept-1.ini, or with the next free number. Does nothing if an
+/// moment ago. The copy is named NAME.kept-1.ini, or gets the next free number. Does nothing if an
 /// identical copy is there already.
 Kept keep(const QString &path, const QByteArray &bytes);
 
