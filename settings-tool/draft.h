@@ -53,7 +53,8 @@ public:
     /// The same, but the server is added if it is absent.
     int indexOf(const QString &uid);
     /// What would be wrong if `server` replaced the one at `index` or, with a negative `index`,
-    /// were added. Only changed fields are judged; what is there already may stay, whatever it is.
+    /// were added. An unchanged field is judged only if it gains a meaning because `isLeftAlone`
+    /// has changed; otherwise it may stay, whatever it is.
     std::optional<Problem> problemWith(const Server &server, int index) const;
 
     /// What the user should know about a server's unique id, about its channel, and about both.
@@ -70,7 +71,7 @@ public:
 
     /// These change the list in steps that undo() reverts. put() adds the server if `index` is
     /// negative, and returns its index. undo() returns the index of the server that it restored. If
-    /// it took away an added one, it returns the index of the last server, -1 if none is left.
+    /// it undid an addition, it returns the index of the last server, or -1 if none is left.
     int put(const Server &server, int index);
     void remove(int index);
     int undo();

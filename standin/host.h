@@ -56,7 +56,7 @@ T *find(QMap<Key, T> &all, Key id)
 
 /// How a function of the table answers when it is told to misbehave.
 enum class Fault {
-    Refuse, ///< returns an error code and leaves a pointer that must not be touched
+    Refuse, ///< returns an error code and leaves a result that must not be used
     Null, ///< succeeds and hands out a null pointer
     Garble ///< succeeds and hands out bytes that are not UTF-8
 };
@@ -88,7 +88,7 @@ public:
     /// Delivers the reports that waited for the plug-in to return.
     void deliver();
 
-    /// Called before each call by the plug-in is answered, except for releases.
+    /// Called for each call that the plug-in makes, before it is answered; not for releases.
     std::function<void(const QString &call)> called;
     /// Called for each request, with the error code of the answer.
     std::function<void(const QString &request, unsigned int code)> asked;

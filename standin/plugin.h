@@ -15,7 +15,7 @@ public:
     Q_DISABLE_COPY(Plugin)
 
     /// Loads the library, or the running program itself if `path` is empty, and looks up all
-    /// exports. Returns what went wrong, or an empty text.
+    /// exports. Returns what went wrong, empty if nothing did.
     QString open(const QString &path);
     void close();
     bool isOpen() const { return mLibrary; }

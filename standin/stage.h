@@ -24,7 +24,7 @@ public:
     std::function<void(const QString &line)> tell = [](const QString &) {};
 
     /// Loads and initialises the plug-in; an empty `library` means the running program itself.
-    /// Returns what went wrong, or an empty text.
+    /// Returns what went wrong, empty if nothing did.
     QString load(const QString &library);
     /// Shuts the plug-in down and unloads it.
     void unload();

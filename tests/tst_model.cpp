@@ -58,7 +58,7 @@ void keepsTheUidIndex(Table &table, IdOf idOf)
     QCOMPARE(table.getData(id1), Record());
     QCOMPARE(table.getData(id2), withUid("b"));
 
-    // A record without a uid stands under the empty text, which the removal of an unknown id drops.
+    // A record without a uid is listed under an empty one, which removing an unknown id drops.
     table.setData(id1, named("x"));
     QCOMPARE(idOf(QString()), id1);
     QCOMPARE(table.getData(id1), named("x"));

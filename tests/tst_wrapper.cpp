@@ -165,7 +165,7 @@ private Q_SLOTS:
             QMetaObject::invokeMethod(&mWrapper, slot, text(0), text(1), text(2));
             return mHost->takeRequests();
         };
-        // Ids beyond 32 and 16 bits, and texts that are no ids.
+        // Ids beyond 32 and 16 bits, and texts that aren't ids.
         const QString far = QString::number(connection);
         QCOMPARE(requests("channelChange", {far, "8589934593"}),
                  QStringList("move you (40007) to \"Löbby 🐦\" (8589934593) on " + here));

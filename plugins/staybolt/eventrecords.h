@@ -18,8 +18,8 @@ EventRecords moveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64
 /// The same with the mover as "executor".
 EventRecords forcedMoveRecords(uint64 connection, anyID own, uint64 oldChannel, uint64 newChannel,
                                anyID mover);
-/// Records of something that the user chose: the own client as "executor", its channel as "src"
-/// and `cmd` as the server's "cmd".
+/// Records of something that the user chose: the user's own client as "executor", its channel as
+/// "src" and `cmd` as the server's "cmd".
 EventRecords choiceRecords(uint64 connection, const QVariant &cmd);
 /// The same for an item of a channel's or client's menu, `selected` being that channel ("dest") or
 /// client ("affected").

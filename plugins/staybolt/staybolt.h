@@ -19,11 +19,11 @@ namespace eventKeys {
 inline QString source() { return QStringLiteral("source"); }
 /// channel: the channel entered by a move, or the channel from whose menu an item was chosen.
 inline QString dest() { return QStringLiteral("dest"); }
-/// channel: the own client's channel when an item was chosen or a hotkey pressed.
+/// channel: the user's own channel when an item was chosen or a hotkey pressed.
 inline QString src() { return QStringLiteral("src"); }
-/// client: the own client in a move.
+/// client: the user's own client in a move.
 inline QString own() { return QStringLiteral("own"); }
-/// client: who moved the own client; the own client itself for a menu item or a hotkey.
+/// client: who moved the user; the user's own client for a menu item or a hotkey.
 inline QString executor() { return QStringLiteral("executor"); }
 /// client: the client from whose menu an item was chosen.
 inline QString affected() { return QStringLiteral("affected"); }
@@ -31,7 +31,7 @@ inline QString affected() { return QStringLiteral("affected"); }
 inline QString cmd() { return QStringLiteral("cmd"); }
 }
 
-/// The protection module. It remembers the channel that the own client last moved itself into,
+/// The protection module. It remembers the channel that the user last moved into,
 /// asks the host to undo moves made by others, and tells the mover if the user wants that.
 /// All calls come from the host's callbacks on one thread; a request may lead to another call
 /// before it returns.
@@ -50,8 +50,8 @@ public:
 
 public Q_SLOTS:
     /// Decides what to do about one event. The records are copies, so changes to them stay here. A
-    /// missing key, an empty record or a text that is no number counts as the empty text, false or
-    /// 0.
+    /// missing key or an empty record counts as empty, false or 0, and so does text that isn't a
+    /// number.
     void parseEvent(moduleEvents event, QVariantHash server, QVariantHash channel,
                     QVariantHash client);
 

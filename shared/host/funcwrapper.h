@@ -30,7 +30,7 @@ public:
     void setPlgName(QString name);
 
     // The host's directories (getAppPath, getConfigPath, getResourcesPath, getPluginPath): at
-    // most 512 bytes, an empty text when the host writes none.
+    // most 512 bytes, empty when the host writes nothing.
     QString getAppPath() const;
     QString getConfigPath() const;
     QString getReourcesPath() const; // the spelling is fixed
@@ -45,7 +45,7 @@ public:
     /// The channel that a client is in (getChannelOfClient), 0 on failure.
     uint64 getChannelID(uint64 connection, anyID client) const;
 
-    // Text properties, "Unknown" on failure: of the own client's connection
+    // Text properties, "Unknown" on failure: of the user's own connection
     // (getConnectionVariableAsString) ...
     QString getConnectionServerIP(uint64 connection) const;
     QString getConnectionServerPort(uint64 connection) const;
@@ -74,7 +74,7 @@ public:
     QString getError(unsigned int code) const;
     /// Writes a line to the host's log (logMessage); `logId` is a connection id, or 0 for none.
     void txtToLog(QString message, LogLevel level, uint64 logId) const;
-    /// Shows a text in the host's current chat tab (printMessageToCurrentTab).
+    /// Shows a message in the host's current chat tab (printMessageToCurrentTab).
     void txtToCurrent(QString message) const;
     /// Sends a private text message to a client (requestSendPrivateTextMsg).
     void txtToUser(uint64 connection, anyID client, QString message) const;
@@ -112,10 +112,10 @@ public Q_SLOTS:
     /// txtToLog at LogLevel_INFO without a connection.
     void logMessage(QString message);
     /// Moves the user's own client into a channel without a password. The ids are decimal numbers;
-    /// a text that is none counts as 0.
+    /// anything else counts as 0.
     void channelChange(QString serverId, QString channelId);
-    /// txtToUser with ids as decimal numbers, a text that is none counting as 0; the client id is
-    /// cut to 16 bits.
+    /// txtToUser with ids as decimal numbers; anything else counts as 0. The client id is cut to 16
+    /// bits.
     void sendMessage(QString serverId, QString clientId, QString message);
 
 private:

@@ -42,7 +42,7 @@ inline QString id() { return QStringLiteral("id"); }
 inline QString isDefault() { return QStringLiteral("default"); }
 }
 
-/// The text of the value under `key`, the empty text when there is none.
+/// The text of the value under `key`, empty when there is none.
 QString textOf(const Record &record, const QString &key);
 
 // The rules that every table of records follows; the indexed tables add the uid index.

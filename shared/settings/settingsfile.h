@@ -39,8 +39,8 @@ std::optional<QList<int>> linesThatChange(const QByteArray &bytes);
 /// otherwise as Latin-1.
 bool hasByteOrderMark(const QByteArray &bytes);
 
-/// Reads the whole file of `settings` in its own encoding. When Qt later writes it, it uses the
-/// encoding that every reader assumes.
+/// Reads the whole file behind `settings` in the file's own encoding. When Qt later writes the
+/// file, it uses the encoding that every reader assumes.
 void readAll(QSettings &settings);
 
 /// The bytes of a file, none if it can't be read.
