@@ -53,8 +53,8 @@ public:
     /// The same, but the server is added if it is absent.
     int indexOf(const QString &uid);
     /// What would be wrong if `server` replaced the one at `index` or, with a negative `index`,
-    /// were added. An unchanged field is judged only if it gains a meaning because `isLeftAlone`
-    /// has changed; otherwise it may stay, whatever it is.
+    /// were added. An unchanged field is checked only if the change of `isLeftAlone` makes it
+    /// matter; otherwise it may stay, whatever it holds.
     std::optional<Problem> problemWith(const Server &server, int index) const;
 
     /// What the user should know about a server's unique id, about its channel, and about both.

@@ -6,8 +6,8 @@
 
 #include <chrono>
 
-/// Keeps other staybolt-settings processes from changing files in the folder of `path`. It needs no
-/// lock file, and the plug-in never waits for it.
+/// Keeps other staybolt-settings processes from changing files in the folder of the file that
+/// `path` leads to. It needs no lock file, and the plug-in never waits for it.
 class FolderLock
 {
 public:
@@ -34,6 +34,6 @@ private:
 
 /// Stores values in the settings file `path` under their keys, and removes keys whose value is
 /// invalid. Either the disk then holds these values and all others that were in the file, or the
-/// file is unchanged and an Error says why. Keeps a copy of the old file if Qt drops something from
-/// it. Returns the path of that copy, empty if none was needed.
+/// file is unchanged and an Error says why. Keeps a copy of the old file if Qt might drop or
+/// rewrite any line of it. Returns the path of that copy, empty if none was needed.
 QString changeFile(const QString &path, const QVariantMap &values, const FolderLock &lock);

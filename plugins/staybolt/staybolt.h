@@ -31,10 +31,9 @@ inline QString affected() { return QStringLiteral("affected"); }
 inline QString cmd() { return QStringLiteral("cmd"); }
 }
 
-/// The protection module. It remembers the channel that the user last moved into,
-/// asks the host to undo moves made by others, and tells the mover if the user wants that.
-/// All calls come from the host's callbacks on one thread; a request may lead to another call
-/// before it returns.
+/// The protection module. It remembers the channel that the user last moved into, asks the host to
+/// undo moves made by others, and sends the mover a message if the user wants that. All calls come
+/// from the host's callbacks on one thread; a request may lead to another call before it returns.
 class staybolt : public QObject
 {
     Q_OBJECT

@@ -40,7 +40,7 @@ std::optional<QList<int>> linesThatChange(const QByteArray &bytes);
 bool hasByteOrderMark(const QByteArray &bytes);
 
 /// Reads the whole file behind `settings` in the file's own encoding. When Qt later writes the
-/// file, it uses the encoding that every reader assumes.
+/// file, it writes plain ASCII, which reads the same in any encoding.
 void readAll(QSettings &settings);
 
 /// The bytes of a file, none if it can't be read.
@@ -49,10 +49,9 @@ QByteArray read(const QString &path);
 /// Whether Qt would write every line of these bytes back unchanged.
 bool isSafe(const QByteArray &bytes);
 
-/// In the system's words, why the disk has no room beside the settings file `path` for a second one
-/// that is `newBytes` longer. Empty if there is room, or if no file can be created there at
-/// all. Ask before Qt writes: it may overlook that the disk is full, and replace the file with a
-/// truncated one.
+/// Why a file `newBytes` longer than the settings file `path` doesn't fit beside it on the disk, in
+/// the system's words. Empty if it fits, or if no file can be created there at all. Ask before Qt
+/// writes: it may overlook that the disk is full, and replace the file with a truncated one.
 QString whyNoRoom(const QString &path, qint64 newBytes);
 
 /// Writes a complete file in place of any that is there, or changes nothing. Returns why it
