@@ -9,6 +9,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QScopeGuard>
+#include <QScrollBar>
 #include <QTabWidget>
 #include <QTemporaryDir>
 #include <QTest>
@@ -205,7 +206,8 @@ private Q_SLOTS:
         QByteArray servers = "staybolt.customNotify=x\nstaybolt.sendNotify=1\n";
         for (int i = 10; i < 70; ++i)
             servers += "module.idleDock.N" + QByteArray::number(i) + ".target=fortytwo\n";
-        for (const QByteArray warnings : {"", "; note\na=1\nb=2\nc=3\n"}) {
+        const QByteArray longKey = QByteArray("c%20").repeated(99);
+        for (const QByteArray &warnings : {QByteArray(), "; note\na=1\n" + longKey + "=3\n"}) {
             open(servers + warnings);
             mWindow->fitInto(screen);
             // With every possible warning and hint.
@@ -235,6 +237,8 @@ private Q_SLOTS:
                              qPrintable(what));
                 }
             }
+            // Long warnings take several lines.
+            QCOMPARE(mWindow->findChild<QListWidget *>()->horizontalScrollBar()->maximum(), 0);
         }
     }
 
